@@ -1,0 +1,47 @@
+// Topology and geometry helpers used by nearly every operation: unit normals,
+// vertex differences, enclosed volume, shells (edge-connected components), a
+// sampled bounding box, appending one mesh to another and compaction.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <utility>
+
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+
+using Vec3d = std::array<double, 3>;
+
+// Unit normal of the triangle a, b, c (single-precision cross product of b - a
+// and c - b, widened); (0, 0, 0) for a degenerate triangle, never NaN.
+Vec3d faceUnitNormal(const Vertex& a, const Vertex& b, const Vertex& c);
+
+// b - a, each component in single precision, widened to double.
+Vec3d vertexDifference(const Vertex& a, const Vertex& b);
+
+// Volume enclosed by the live faces, measured from (0, 0, lowest z). Never
+// negative: a mesh wound inwards has volume 0.
+double enclosedVolume(const SubMesh& mesh);
+
+// Replaces `shells` with the edge-connected components of the live faces,
+// numbered by their lowest face, faces in breadth-first order. Needs current
+// incidentCorners.
+void buildShells(SubMesh& mesh);
+
+// Lower and upper corner of at most about `maxSamples` evenly strided vertices.
+// A value that raises the maximum is never compared with the minimum.
+std::pair<Vertex, Vertex> sampledBoundingBox(const SubMesh& mesh, uint32_t maxSamples);
+
+// Appends all of `b` to `a`, rebasing b's vertex, face and texture indices and
+// shifting its materials above a's largest. `b` is consumed.
+void appendMesh(SubMesh& a, SubMesh&& b);
+
+// Rebuilds the mesh from its live faces (welding again, refreshing
+// incidentCorners); nothing happens when no face is live.
+void compactMesh(SubMesh& mesh);
+
+// compactMesh followed by buildShells.
+void rebuildTopology(SubMesh& mesh);
+
+}  // namespace vekmesh

@@ -1,0 +1,228 @@
+// Building a TriMesh from a triangle soup: exact welding of corners through a
+// 101^3 cell grid and a 64-bit key per point, dropping triangles that collapse,
+// and carrying colours, materials and per-corner texture coordinates along.
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "mesh/tri_mesh.h"
+#include "mesh/vertex_welder.h"
+
+namespace vekmesh {
+namespace {
+
+constexpr int kCellsPerAxis = 101;  // 0..100: a corner on the maximum gets cell 100
+
+using Point = std::array<float, 3>;
+
+// Truncates a cell coordinate toward zero. NaN, negative and oversized values
+// (non-finite input, a zero cell size) are clamped so the cell always exists.
+int cellCoordinate(float q) {
+  if (!(q > 0.0f)) return 0;
+  if (q >= 100.0f) return 100;
+  return static_cast<int>(q);
+}
+
+// Truncation toward zero to a 64-bit integer, saturated instead of undefined
+// when the value does not fit (NaN gives 0).
+int64_t truncateToInt64(double d) {
+  if (!(d == d)) return 0;
+  if (d >= 9.2e18) return std::numeric_limits<int64_t>::max();
+  if (d <= -9.2e18) return std::numeric_limits<int64_t>::min();
+  return static_cast<int64_t>(d);
+}
+
+// Colour channel 0..1 to a byte: x 255 in double, truncated, low 8 bits kept,
+// so 1.0 gives 255, 0.5 gives 127 and values above 1 wrap.
+uint8_t colorByte(double channel) {
+  return static_cast<uint8_t>(static_cast<uint64_t>(truncateToInt64(channel * 255.0)));
+}
+
+int16_t lowMaterialBits(int32_t m) {
+  return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(m)));
+}
+
+uint32_t floatBits(float f) {
+  uint32_t b;
+  std::memcpy(&b, &f, sizeof b);
+  return b;
+}
+
+// Key of the single-precision weld: the bit patterns decide, so +0 and -0 differ.
+uint64_t bitPatternKey(const Point& p) {
+  return 108881ull * floatBits(p[0]) + 110881ull * floatBits(p[1]) + 118081ull * floatBits(p[2]);
+}
+
+// Key of the double-precision weld: coordinates scaled by 1000003 and truncated,
+// so points about a millionth apart share a key.
+uint64_t scaledKey(const Point& p) {
+  auto scaled = [](float f) {
+    return static_cast<uint64_t>(truncateToInt64(static_cast<double>(f) * 1000003.0));
+  };
+  return 118081ull * scaled(p[2]) + 110881ull * scaled(p[1]) + 108881ull * scaled(p[0]);
+}
+
+void whiteFace(Face& f) {
+  std::memset(f.colors, 255, sizeof f.colors);
+  f.removed = 0;
+  f.material = kNoMaterial;
+  for (int k = 0; k < 3; ++k) f.uv[k] = kNoTexCoord;
+}
+
+// Soup sources: each knows how to read one input layout.
+struct FloatSoup {
+  const float *corners, *colors, *uvs;
+  const int32_t* materials;
+  Point corner(size_t t, int c) const {
+    const float* p = corners + 9 * t + 3 * c;
+    return {p[0], p[1], p[2]};
+  }
+  static uint64_t key(const Point& p) { return bitPatternKey(p); }
+  int16_t material(size_t t) const { return materials ? lowMaterialBits(materials[t]) : kNoMaterial; }
+  void attributes(size_t t, Face& f) const {
+    f.material = material(t);
+    if (colors)
+      for (int i = 0; i < 9; ++i) f.colors[i / 3][i % 3] = colorByte(colors[9 * t + i]);
+  }
+  std::array<double, 2> uv(size_t t, int k) const {
+    if (!uvs) return {0.0, 0.0};  // contract breach: keep going rather than read null
+    return {uvs[6 * t + 2 * k], uvs[6 * t + 2 * k + 1]};
+  }
+};
+
+struct DoubleSoup {
+  const double *corners, *colors, *uvs;
+  const int32_t* materials;
+  Point corner(size_t t, int c) const {
+    const double* p = corners + 9 * t + 3 * c;
+    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
+  }
+  static uint64_t key(const Point& p) { return scaledKey(p); }
+  int16_t material(size_t t) const { return materials ? lowMaterialBits(materials[t]) : kNoMaterial; }
+  void attributes(size_t t, Face& f) const {
+    f.material = material(t);
+    if (colors)
+      for (int i = 0; i < 9; ++i) f.colors[i / 3][i % 3] = colorByte(colors[9 * t + i]);
+  }
+  std::array<double, 2> uv(size_t t, int k) const {
+    if (!uvs) return {0.0, 0.0};
+    return {uvs[6 * t + 2 * k], uvs[6 * t + 2 * k + 1]};
+  }
+};
+
+struct BytesSoup {
+  const ByteSoup& soup;
+  Point corner(size_t t, int c) const {
+    const float* p = soup.corners.data() + 9 * t + 3 * c;
+    return {p[0], p[1], p[2]};
+  }
+  static uint64_t key(const Point& p) { return bitPatternKey(p); }
+  int16_t material(size_t t) const { return soup.materials[t]; }
+  void attributes(size_t t, Face& f) const {
+    f.material = soup.materials[t];
+    std::memcpy(f.colors, soup.colors.data() + 9 * t, 9);
+  }
+  std::array<double, 2> uv(size_t t, int k) const {
+    return {soup.uvs[6 * t + 2 * k], soup.uvs[6 * t + 2 * k + 1]};
+  }
+};
+
+template <class Soup>
+void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
+  mesh.faces.clear();
+  mesh.vertices.clear();
+  mesh.texCoords.clear();
+  if (count == 0) return;
+  const size_t corner_count = size_t(count) * 3;
+
+  // Pass 1: the box starts at +-1e6 and is widened by every corner (NaN never widens it).
+  float lo[3] = {1e6f, 1e6f, 1e6f}, hi[3] = {-1e6f, -1e6f, -1e6f};
+  for (size_t t = 0; t < count; ++t)
+    for (int c = 0; c < 3; ++c) {
+      const Point p = soup.corner(t, c);
+      for (int a = 0; a < 3; ++a) {
+        if (p[a] < lo[a]) lo[a] = p[a];
+        if (p[a] > hi[a]) hi[a] = p[a];
+      }
+    }
+  float cell_size[3];
+  for (int a = 0; a < 3; ++a) {
+    const float extent = hi[a] - lo[a];
+    cell_size[a] = (extent > 0.0f ? extent : 0.0f) / 100.0f;
+  }
+
+  // Pass 2: one vertex per distinct (cell, key), numbered in first-seen order.
+  std::vector<int32_t> corner_vertex(corner_count);
+  VertexWelder welder(corner_count / 4);
+  for (size_t t = 0; t < count; ++t)
+    for (int c = 0; c < 3; ++c) {
+      const Point p = soup.corner(t, c);
+      uint32_t cell = 0;
+      for (int a = 2; a >= 0; --a)
+        cell = cell * kCellsPerAxis + cellCoordinate((p[a] - lo[a]) / cell_size[a]);
+      bool inserted = false;
+      const uint32_t next = static_cast<uint32_t>(mesh.vertices.size());
+      const uint32_t id = welder.findOrInsert(cell, Soup::key(p), next, inserted);
+      if (inserted) mesh.vertices.push_back(Vertex{p, static_cast<int32_t>(next), {}});
+      corner_vertex[3 * t + c] = static_cast<int32_t>(id);
+    }
+
+  // Pass 3: size every incidence list and the face and texture arrays exactly,
+  // so that no list grows by doubling.
+  {
+    std::vector<uint32_t> uses(mesh.vertices.size(), 0);
+    size_t faces = 0, textured = 0;
+    for (size_t t = 0; t < count; ++t) {
+      const int32_t* v = &corner_vertex[3 * t];
+      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+      ++faces;
+      for (int c = 0; c < 3; ++c) ++uses[v[c]];
+      if (soup.material(t) >= 0) ++textured;
+    }
+    for (size_t i = 0; i < uses.size(); ++i) mesh.vertices[i].incidentCorners.reserve(uses[i]);
+    mesh.faces.reserve(faces);
+    mesh.texCoords.reserve(textured * 3);
+  }
+
+  // Pass 4: the faces, in input order less the collapsed triangles.
+  for (size_t t = 0; t < count; ++t) {
+    const int32_t* v = &corner_vertex[3 * t];
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+    Face f;
+    whiteFace(f);
+    soup.attributes(t, f);
+    const uint32_t face_index = static_cast<uint32_t>(mesh.faces.size());
+    for (uint32_t c = 0; c < 3; ++c) {
+      f.v[c] = v[c];
+      mesh.vertices[v[c]].incidentCorners.push_back(CornerRef{face_index, c});
+    }
+    if (f.material >= 0)
+      for (int k = 0; k < 3; ++k) {
+        const auto uv = soup.uv(t, k);
+        const uint64_t index = mesh.texCoords.size();
+        mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
+        f.uv[k] = static_cast<uint32_t>(index);
+      }
+    mesh.faces.push_back(f);
+  }
+}
+
+}  // namespace
+
+void buildTriMesh(SubMesh& mesh, uint32_t count, const float* corners, const float* colors,
+                  const float* uvs, const int32_t* materials) {
+  if (!corners) count = 0;
+  weldSoup(mesh, count, FloatSoup{corners, colors, uvs, materials});
+}
+
+void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners,
+                        const double* colors, const double* uvs, const int32_t* materials) {
+  if (!corners) count = 0;
+  weldSoup(mesh, count, DoubleSoup{corners, colors, uvs, materials});
+}
+
+void buildTriMesh(SubMesh& mesh, const ByteSoup& soup) {
+  weldSoup(mesh, soup.triangleCount(), BytesSoup{soup});
+}
+
+}  // namespace vekmesh
