@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that building and testing VEKmesh needs.
+# Idempotent: installs only what is missing. Run as root or with sudo available.
+set -euo pipefail
+
+packages=(build-essential cmake pkg-config libgtest-dev googletest python3)
+if [ "${1:-}" = "--bench" ]; then
+  packages+=(libbenchmark-dev libmeshoptimizer-dev)
+fi
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+sudo_cmd=()
+[ "$(id -u)" -ne 0 ] && sudo_cmd=(sudo)
+export DEBIAN_FRONTEND=noninteractive
+"${sudo_cmd[@]}" apt-get update -q
+"${sudo_cmd[@]}" apt-get install -y -q "${missing[@]}"

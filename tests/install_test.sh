@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Installs the built tree into a scratch prefix and builds two consumers against
+# it: one with find_package(VEKmesh), one with pkg-config.
+# Usage: install_test.sh <build dir> <source dir>
+set -euo pipefail
+build=$1
+src=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+libdir=$(dirname "$(find "$work/prefix" -name 'libVEKmesh_64.so' | head -n1)")
+test -f "$work/prefix/include/vekmesh.h"
+
+cmake -S "$src/tests/install_consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake --build "$work/consumer" >/dev/null
+LD_LIBRARY_PATH="$libdir" "$work/consumer/consumer"
+
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+# shellcheck disable=SC2046
+cc "$src/tests/install_consumer/main.c" -o "$work/pc_consumer" $(pkg-config --cflags --libs vekmesh)
+LD_LIBRARY_PATH="$libdir" "$work/pc_consumer"
+echo "install ok"
