@@ -1,2 +1,387 @@
+// Tests of TriMesh construction from triangle soups: exact welding, dropped
+// triangles, colours, materials and texture coordinates, and hostile input.
 #include <gtest/gtest.h>
-TEST(Placeholder, Builds) { SUCCEED(); }
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <random>
+
+#include "mesh_builders.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::Soup;
+
+const float kNaN = std::numeric_limits<float>::quiet_NaN();
+const float kInf = std::numeric_limits<float>::infinity();
+
+std::array<uint32_t, 3> bitsOf(const Point& p) {
+  std::array<uint32_t, 3> b;
+  std::memcpy(b.data(), p.data(), sizeof b);
+  return b;
+}
+
+std::vector<uint32_t> cornersOf(const Vertex& v) {
+  std::vector<uint32_t> out;
+  for (const CornerRef& r : v.incidentCorners) out.push_back(r.face * 3 + r.corner);
+  return out;
+}
+
+TEST(TriMeshBuild, SharedEdgeWeldsIntoFourVertices) {
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
+  const TriMesh mesh = test::buildMesh(soup);
+
+  ASSERT_EQ(mesh.vertices.size(), 4u);
+  ASSERT_EQ(mesh.faces.size(), 2u);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  EXPECT_EQ(std::vector<int32_t>(mesh.faces[1].v, mesh.faces[1].v + 3),
+            (std::vector<int32_t>{1, 3, 2}));
+  // The shared vertices list both faces, in the order the faces were made.
+  EXPECT_EQ(cornersOf(mesh.vertices[1]), (std::vector<uint32_t>{0 * 3 + 1, 1 * 3 + 0}));
+  EXPECT_EQ(cornersOf(mesh.vertices[2]), (std::vector<uint32_t>{0 * 3 + 2, 1 * 3 + 2}));
+  EXPECT_EQ(mesh.vertices[0].incidentCorners.size(), 1u);
+  EXPECT_EQ(mesh.vertices[3].incidentCorners.size(), 1u);
+  EXPECT_TRUE(mesh.texCoords.empty());
+  EXPECT_TRUE(mesh.shells.empty());
+}
+
+// Against a reference weld (first-seen order of distinct bit patterns) on a
+// soup large enough to spread over many cells and to grow the weld table.
+TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
+  std::mt19937 rng(12345);
+  std::uniform_real_distribution<float> coordinate(-50.0f, 50.0f);
+  std::vector<Point> pool(20000);
+  for (Point& p : pool) p = {coordinate(rng), coordinate(rng), coordinate(rng)};
+  std::uniform_int_distribution<size_t> pick(0, pool.size() - 1);
+  Soup soup;
+  for (int t = 0; t < 3000; ++t) {
+    const Point a = pool[pick(rng)];
+    // Every 50th triangle collapses onto its first corner.
+    soup.addTriangle(a, t % 50 == 0 ? a : pool[pick(rng)], pool[pick(rng)]);
+  }
+
+  std::map<std::array<uint32_t, 3>, int32_t> first_seen;
+  std::vector<Point> expected_vertices;
+  std::vector<std::array<int32_t, 3>> expected_faces;
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
+    std::array<int32_t, 3> v;
+    for (int c = 0; c < 3; ++c) {
+      const Point p = soup.corner(t, c);
+      auto [it, inserted] = first_seen.emplace(bitsOf(p), int32_t(expected_vertices.size()));
+      if (inserted) expected_vertices.push_back(p);
+      v[c] = it->second;
+    }
+    if (v[0] != v[1] && v[1] != v[2] && v[0] != v[2]) expected_faces.push_back(v);
+  }
+  ASSERT_LT(expected_vertices.size(), 3u * soup.triangleCount());  // some corners do weld
+
+  const TriMesh mesh = test::buildMesh(soup);
+  ASSERT_EQ(mesh.vertices.size(), expected_vertices.size());
+  for (size_t i = 0; i < expected_vertices.size(); ++i)
+    ASSERT_EQ(bitsOf(mesh.vertices[i].position), bitsOf(expected_vertices[i])) << "vertex " << i;
+  ASSERT_EQ(mesh.faces.size(), expected_faces.size());
+  for (size_t f = 0; f < expected_faces.size(); ++f)
+    ASSERT_EQ((std::array<int32_t, 3>{mesh.faces[f].v[0], mesh.faces[f].v[1], mesh.faces[f].v[2]}),
+              expected_faces[f])
+        << "face " << f;
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+}
+
+TEST(TriMeshBuild, CollapsedTriangleIsDroppedButKeepsItsVertices) {
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({5, 5, 5}, {5, 5, 5}, {6, 6, 6});  // two bit-identical corners
+  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
+  test::assignMaterial(soup, 0);
+  const TriMesh mesh = test::buildMesh(soup);
+
+  ASSERT_EQ(mesh.faces.size(), 2u);
+  EXPECT_EQ(mesh.vertices.size(), 6u);  // (5,5,5) and (6,6,6) stay, unreferenced
+  EXPECT_TRUE(mesh.vertices[3].incidentCorners.empty());
+  EXPECT_TRUE(mesh.vertices[4].incidentCorners.empty());
+  // The third triangle became face 1: the face counter did not advance.
+  EXPECT_EQ(mesh.faces[1].v[1], 5);
+  EXPECT_EQ(cornersOf(mesh.vertices[5]), (std::vector<uint32_t>{1 * 3 + 1}));
+  // No texture coordinates for the dropped triangle; face 1 reads triangle 2's.
+  ASSERT_EQ(mesh.texCoords.size(), 6u);
+  EXPECT_EQ(mesh.texCoords[mesh.faces[1].uv[1]].u, soup.uvs[6 * 2 + 2]);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+}
+
+// The weld compares keys, not coordinates: two different points whose keys
+// coincide become one vertex when they share a cell, two when they do not.
+TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {
+  const Point p{1.5f, 1.5f, 0.0f};
+  std::array<uint32_t, 3> bits = bitsOf(p);
+  // 108881 * 110881 - 110881 * 108881 = 0: the key does not change.
+  bits[0] += 110881;
+  bits[1] -= 108881;
+  Point q;
+  std::memcpy(q.data(), bits.data(), sizeof q);
+  ASSERT_NE(q, p);
+
+  for (const float size : {100.0f, 3.0f}) {
+    SCOPED_TRACE(size);
+    Soup soup;
+    soup.addTriangle({0, 0, 0}, {size, 0, 0}, {0, size, size});  // sets the cell size
+    soup.addTriangle(p, {2, 2, 2}, {2, 1, 2});
+    soup.addTriangle(q, {2.5f, 2, 2}, {2.5f, 1, 2});
+    const TriMesh mesh = test::buildMesh(soup);
+    ASSERT_EQ(mesh.faces.size(), 3u);
+    if (size == 100.0f) {  // cells of 1: both points in cell (1, 1, 0)
+      EXPECT_EQ(mesh.vertices.size(), 8u);
+      EXPECT_EQ(mesh.faces[2].v[0], mesh.faces[1].v[0]);
+      EXPECT_EQ(mesh.vertices[mesh.faces[2].v[0]].position, p);
+    } else {  // cells of 0.03: y 1.5 and 1.487 fall in cells 50 and 49
+      EXPECT_EQ(mesh.vertices.size(), 9u);
+    }
+  }
+}
+
+TEST(TriMeshBuild, SignedZerosStayApart) {
+  Soup soup;
+  soup.addTriangle({0.0f, 0.0f, 0.0f}, {-0.0f, 0.0f, 0.0f}, {0.0f, -0.0f, 0.0f});
+  const TriMesh mesh = test::buildMesh(soup);
+  EXPECT_EQ(mesh.vertices.size(), 3u);
+  EXPECT_EQ(mesh.faces.size(), 1u);
+}
+
+// Far from the origin, flat, huge and overflowing extents all still weld
+// bit-identical corners into a closed cube.
+TEST(TriMeshBuild, ExtremeModelPlacementsStillWeld) {
+  struct Case {
+    const char* name;
+    float edge;
+    Point origin;
+  };
+  const Case cases[] = {
+      {"beyond 1e6", 1.0f, {2.0e6f, 3.0e6f, 4.0e6f}},
+      {"below -1e6", 1.0f, {-3.0e6f, -3.0e6f, -3.0e6f}},
+      {"1e30", 1.0e30f, {-1.0e30f, 0.0f, 1.0e30f}},
+      {"extent overflows", 3.0e38f, {-3.0e38f, -3.0e38f, -3.0e38f}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const TriMesh mesh = test::buildMesh(test::cubeSoup(c.edge, test::Winding::kOutward, c.origin));
+    EXPECT_EQ(mesh.vertices.size(), 8u);
+    EXPECT_EQ(mesh.faces.size(), 12u);
+    EXPECT_EQ(test::edgeCensus(mesh).boundary, 0u);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+  }
+
+  // All z equal: the cell size on z is 0.
+  Soup flat;
+  flat.addTriangle({0, 0, 5}, {1, 0, 5}, {0, 1, 5});
+  flat.addTriangle({1, 0, 5}, {1, 1, 5}, {0, 1, 5});
+  EXPECT_EQ(test::buildMesh(flat).vertices.size(), 4u);
+
+  // A single point repeated: every axis has cell size 0 and all triangles collapse.
+  Soup point;
+  point.addTriangle({7, 7, 7}, {7, 7, 7}, {7, 7, 7});
+  const TriMesh collapsed = test::buildMesh(point);
+  EXPECT_EQ(collapsed.vertices.size(), 1u);
+  EXPECT_TRUE(collapsed.faces.empty());
+}
+
+TEST(TriMeshBuild, NonFiniteCoordinatesWeldByBitPattern) {
+  Soup soup;
+  soup.addTriangle({kNaN, 0, 0}, {kInf, 0, 0}, {0, -kInf, 0});
+  soup.addTriangle({kInf, 0, 0}, {kNaN, 0, 0}, {0, 0, 1});
+  soup.addTriangle({kNaN, kNaN, kNaN}, {-kInf, kInf, 0}, {0, 0, 1});
+  const TriMesh mesh = test::buildMesh(soup);
+  EXPECT_EQ(mesh.faces.size(), 3u);
+  EXPECT_EQ(mesh.vertices.size(), 6u);
+  EXPECT_EQ(mesh.faces[1].v[0], mesh.faces[0].v[1]);
+  EXPECT_EQ(mesh.faces[1].v[1], mesh.faces[0].v[0]);
+  EXPECT_EQ(mesh.faces[2].v[2], mesh.faces[1].v[2]);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+}
+
+TEST(TriMeshBuild, EmptyOrNullInputGivesEmptyMeshAndKeepsOtherMembers) {
+  TriMesh mesh = test::buildMesh(test::cubeSoup());
+  mesh.shells = {{0, 1}};
+  mesh.tag = &mesh;
+  const float corners[9] = {};
+  buildTriMesh(mesh, 0, corners, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(mesh.faces.empty());
+  EXPECT_TRUE(mesh.vertices.empty());
+  EXPECT_TRUE(mesh.texCoords.empty());
+  // Only faces, vertices and texCoords are the constructor's.
+  EXPECT_EQ(mesh.shells.size(), 1u);
+  EXPECT_EQ(mesh.tag, &mesh);
+
+  TriMesh from_null;
+  buildTriMesh(from_null, 5, nullptr, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(from_null.faces.empty());
+  buildTriMeshDouble(from_null, 5, nullptr, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(from_null.vertices.empty());
+}
+
+TEST(TriMeshBuild, NullOptionalArraysGiveWhiteFacesWithoutMaterial) {
+  const TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
+  ASSERT_EQ(mesh.faces.size(), 4u);
+  for (const Face& f : mesh.faces) {
+    for (int c = 0; c < 3; ++c)
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(f.colors[c][i], 255);
+    EXPECT_EQ(f.material, -1);
+    EXPECT_EQ(f.removed, 0);
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(f.uv[c], kNoTexCoord);
+  }
+  EXPECT_TRUE(mesh.texCoords.empty());
+}
+
+TEST(TriMeshBuild, ColourChannelsBecomeTruncatedBytes) {
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.colors = {1.0f,  0.5f, 0.0f,     // exact, truncated, zero
+                 1.5f,  2.0f, 0.999f,   // above 1 wraps: 382 -> 126, 510 -> 254; 254.7 -> 254
+                 0.25f, 0.1f, 0.004f};  // 63.75, 25.5, 1.02
+  const TriMesh mesh = test::buildMesh(soup);
+  ASSERT_EQ(mesh.faces.size(), 1u);
+  const uint8_t expected[3][3] = {{255, 127, 0}, {126, 254, 254}, {63, 25, 1}};
+  for (int c = 0; c < 3; ++c)
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(mesh.faces[0].colors[c][i], expected[c][i]) << c << i;
+}
+
+TEST(TriMeshBuild, MaterialsKeepLowSixteenBitsAndDecideTexturing) {
+  const int32_t materials[] = {65536, -1, 65539, 32768, 7};
+  Soup soup;
+  for (size_t t = 0; t < std::size(materials); ++t) {
+    const float x = static_cast<float>(t);
+    soup.addTriangle({x, 0, 0}, {x + 1, 0, 0}, {x, 1, 0});
+  }
+  test::assignMaterial(soup, 0);  // fills a uv for every corner
+  soup.materials.assign(std::begin(materials), std::end(materials));
+  const TriMesh mesh = test::buildMesh(soup);
+
+  ASSERT_EQ(mesh.faces.size(), 5u);
+  const int16_t stored[] = {0, -1, 3, -32768, 7};
+  for (size_t t = 0; t < 5; ++t) EXPECT_EQ(mesh.faces[t].material, stored[t]) << t;
+
+  // Textured faces (0, 3, 7) get three fresh coordinates each, in face order;
+  // negative ones (-1 and 32768 read as -32768) get none despite the array.
+  ASSERT_EQ(mesh.texCoords.size(), 9u);
+  for (size_t i = 0; i < mesh.texCoords.size(); ++i) EXPECT_EQ(mesh.texCoords[i].index, i);
+  const size_t textured[] = {0, 2, 4};
+  for (size_t k = 0; k < 3; ++k) {
+    const Face& f = mesh.faces[textured[k]];
+    for (int c = 0; c < 3; ++c) {
+      ASSERT_EQ(f.uv[c], 3 * k + c);
+      EXPECT_EQ(mesh.texCoords[f.uv[c]].u, soup.uvs[6 * textured[k] + 2 * c]);
+      EXPECT_EQ(mesh.texCoords[f.uv[c]].v, soup.uvs[6 * textured[k] + 2 * c + 1]);
+    }
+  }
+  for (size_t t : {1, 3})
+    for (int c = 0; c < 3; ++c) EXPECT_EQ(mesh.faces[t].uv[c], kNoTexCoord);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+
+  // A textured face without a texture array is a caller error; it must not crash.
+  soup.uvs.clear();
+  const TriMesh without_uvs = test::buildMesh(soup);
+  EXPECT_EQ(without_uvs.texCoords.size(), 9u);
+}
+
+TEST(TriMeshBuild, BuilderShapesAreClosedOrientedManifolds) {
+  struct Case {
+    const char* name;
+    Soup soup;
+    size_t vertices, faces;
+    int euler;
+  };
+  const Case cases[] = {
+      {"tetrahedron", test::tetrahedronSoup(2.0f), 4, 4, 2},
+      {"cube", test::cubeSoup(3.0f), 8, 12, 2},
+      {"inward cube", test::cubeSoup(3.0f, test::Winding::kInward), 8, 12, 2},
+      {"sphere", test::uvSphereSoup(1.0f, 24, 12), 24 * 11 + 2, 2 * 24 * 11, 2},
+      {"torus", test::torusSoup(3.0f, 1.0f, 24, 12), 24 * 12, 2 * 24 * 12, 0},
+      {"cubes sharing a vertex", test::twoCubesSharingVertexSoup(), 15, 24, 3},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const TriMesh mesh = test::buildMesh(c.soup);
+    EXPECT_EQ(mesh.vertices.size(), c.vertices);
+    EXPECT_EQ(mesh.faces.size(), c.faces);
+    const test::EdgeCensus e = test::edgeCensus(mesh);
+    EXPECT_EQ(e.boundary, 0u);
+    EXPECT_EQ(e.nonManifold, 0u);
+    EXPECT_EQ(e.misoriented, 0u);
+    EXPECT_EQ(int(mesh.vertices.size()) - int(e.edges) + int(mesh.faces.size()), c.euler);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+  }
+}
+
+TEST(TriMeshBuild, BrokenVariantsShowTheirFlaw) {
+  const Soup cube = test::cubeSoup();
+  const test::EdgeCensus holed = test::edgeCensus(test::buildMesh(test::withoutTriangle(cube, 4)));
+  EXPECT_EQ(holed.boundary, 3u);
+  const test::EdgeCensus flipped =
+      test::edgeCensus(test::buildMesh(test::withTriangleFlipped(cube, 4)));
+  EXPECT_EQ(flipped.misoriented, 3u);
+  const test::EdgeCensus doubled =
+      test::edgeCensus(test::buildMesh(test::withTriangleDuplicated(cube, 4)));
+  EXPECT_EQ(doubled.nonManifold, 3u);
+  const TriMesh glued = test::buildMesh(test::twoCubesSharingEdgeSoup());
+  EXPECT_EQ(glued.vertices.size(), 14u);
+  EXPECT_EQ(test::edgeCensus(glued).nonManifold, 1u);
+}
+
+// Double-precision input is rounded to floats, then welded on coordinates
+// scaled by about a million: nearby corners and signed zeros merge.
+TEST(TriMeshBuildDouble, WeldsCornersAboutAMillionthApart) {
+  const double d = 1e-8;
+  const double corners[] =
+      {
+          0,     0,     0,     1,         1,         1,
+          1,     0,     1,  // widens the box so the pairs share a cell
+          0.001, 0.002, 0.003, 0.004,     0.002,     0.003,
+          0.001, 0.005, 0.003, 0.004 + d, 0.002 + d, 0.003 + d,
+          0.004, 0.005, 0.003, 0.001 + d, 0.005 + d, 0.003 + d,
+      };
+  TriMesh mesh;
+  buildTriMeshDouble(mesh, 3, corners, nullptr, nullptr, nullptr);
+  EXPECT_EQ(mesh.vertices.size(), 7u);
+  EXPECT_EQ(mesh.faces.size(), 3u);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+
+  float single[std::size(corners)];
+  for (size_t i = 0; i < std::size(corners); ++i) single[i] = static_cast<float>(corners[i]);
+  TriMesh exact;
+  buildTriMesh(exact, 3, single, nullptr, nullptr, nullptr);
+  EXPECT_EQ(exact.vertices.size(), 9u);
+
+  const double zeros[] = {0.0, 0.0, 0.0, -0.0, 0.0, 0.0, 0.0, -0.0, 1.0};
+  buildTriMeshDouble(mesh, 1, zeros, nullptr, nullptr, nullptr);
+  EXPECT_TRUE(mesh.faces.empty());
+  EXPECT_EQ(mesh.vertices.size(), 2u);
+}
+
+TEST(TriMeshBuildDouble, ReadsDoubleAttributesAndWideMaterials) {
+  const double corners[] = {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+  const double colors[] = {1.0, 0.5, 0.0, 0.2, 0.4, 0.6, 1.5, 0.0, 1.0,
+                           0.0, 0.0, 0.0, 1.0, 1.0, 1.0, 0.5, 0.5, 0.5};
+  const double uvs[] = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.9, 1.0, 1.1, 1.2};
+  const int32_t materials[] = {-1, 65537};
+  TriMesh mesh;
+  buildTriMeshDouble(mesh, 2, corners, colors, uvs, materials);
+  ASSERT_EQ(mesh.faces.size(), 2u);
+  EXPECT_EQ(mesh.vertices.size(), 4u);
+  EXPECT_EQ(mesh.faces[0].colors[0][1], 127);
+  EXPECT_EQ(mesh.faces[0].colors[1][0], 51);  // 0.2 x 255 = 51.000000000000007
+  EXPECT_EQ(mesh.faces[0].colors[2][0], 126);
+  EXPECT_EQ(mesh.faces[0].material, -1);
+  EXPECT_EQ(mesh.faces[1].material, 1);
+  ASSERT_EQ(mesh.texCoords.size(), 3u);
+  // Texture coordinates keep full double precision.
+  EXPECT_EQ(mesh.texCoords[0].u, 0.7);
+  EXPECT_EQ(mesh.texCoords[2].v, 1.2);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+}
+
+}  // namespace
+}  // namespace vekmesh
