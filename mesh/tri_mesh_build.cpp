@@ -152,28 +152,57 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
   }
 
   // Pass 2: one vertex per distinct (cell, key), numbered in first-seen order.
+  // Only the number of vertices is kept here; they are made in pass 3, so that
+  // their array is sized exactly instead of doubling (and moving every vertex).
   std::vector<int32_t> corner_vertex(corner_count);
-  VertexWelder welder(corner_count / 4);
-  for (size_t t = 0; t < count; ++t)
-    for (int c = 0; c < 3; ++c) {
-      const Point p = soup.corner(t, c);
+  uint32_t vertex_count = 0;
+  {
+    // A closed mesh has about half as many vertices as triangles, so the table
+    // starts at most half full for one; soups that share less make it grow.
+    VertexWelder welder(corner_count / 6);
+    // Each corner is hashed, and its slot prefetched, kAhead corners before its
+    // lookup, so that the table's cache misses overlap instead of queueing.
+    constexpr size_t kAhead = 16;
+    struct Pending {
+      uint64_t key;
+      uint64_t hash;
+      uint32_t cell;
+    };
+    Pending pending[kAhead];
+    auto prepare = [&](size_t corner) {
+      const Point p = soup.corner(corner / 3, static_cast<int>(corner % 3));
       uint32_t cell = 0;
       for (int a = 2; a >= 0; --a)
         cell = cell * kCellsPerAxis + cellCoordinate((p[a] - lo[a]) / cell_size[a]);
+      const uint64_t key = Soup::key(p);
+      const uint64_t hash = VertexWelder::hash(cell, key);
+      welder.prefetch(hash);
+      pending[corner % kAhead] = Pending{key, hash, cell};
+    };
+    for (size_t i = 0; i < kAhead && i < corner_count; ++i) prepare(i);
+    for (size_t i = 0; i < corner_count; ++i) {
+      const Pending q = pending[i % kAhead];
+      if (i + kAhead < corner_count) prepare(i + kAhead);
       bool inserted = false;
-      const uint32_t next = static_cast<uint32_t>(mesh.vertices.size());
-      const uint32_t id = welder.findOrInsert(cell, Soup::key(p), next, inserted);
-      if (inserted) mesh.vertices.push_back(Vertex{p, static_cast<int32_t>(next), {}});
-      corner_vertex[3 * t + c] = static_cast<int32_t>(id);
+      const uint32_t id = welder.findOrInsert(q.hash, q.cell, q.key, vertex_count, inserted);
+      if (inserted) ++vertex_count;
+      corner_vertex[i] = static_cast<int32_t>(id);
     }
+  }  // the table is released before the mesh grows
 
-  // Pass 3: size every incidence list and the face and texture arrays exactly,
-  // so that no list grows by doubling.
+  // Pass 3: make the vertices and count the uses of each, so that every
+  // incidence list, and the face and texture arrays, are allocated once at their
+  // final size. Numbering is first-seen, so a corner creates a vertex exactly
+  // when it names the next number not made yet.
+  mesh.vertices.reserve(vertex_count);
   {
-    std::vector<uint32_t> uses(mesh.vertices.size(), 0);
+    std::vector<uint32_t> uses(vertex_count, 0);
     size_t faces = 0, textured = 0;
     for (size_t t = 0; t < count; ++t) {
       const int32_t* v = &corner_vertex[3 * t];
+      for (int c = 0; c < 3; ++c)
+        if (static_cast<size_t>(v[c]) == mesh.vertices.size())
+          mesh.vertices.push_back(Vertex{soup.corner(t, c), v[c], {}});
       if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
       ++faces;
       for (int c = 0; c < 3; ++c) ++uses[v[c]];
