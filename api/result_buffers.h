@@ -4,7 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
+#include "mesh/polygon_outlines.h"
 #include "mesh/result_arrays.h"
 
 namespace vekmesh {
@@ -16,14 +19,18 @@ struct ResultBuffers {
   float* uvs = nullptr;
   int32_t* materials = nullptr;
   uint32_t* shellCounts = nullptr;
-  void* extraModelFirst = nullptr;  // released but written by no operation yet
-  void* sectionFirst = nullptr;
+  void* lampshadePoints = nullptr;  // the two further model slots and the last
+  void* sectionFirst = nullptr;     // slot carry the lampshade preview
   void* sectionSecond = nullptr;
   void* sectionThird = nullptr;
-  void* extraModelSecond = nullptr;  // released but written by no operation yet
+  void* lampshadePointCounts = nullptr;
   void* decompositionPreview[3] = {nullptr, nullptr, nullptr};
   void* balancingPreview = nullptr;
-  void* extraLast = nullptr;  // released but written by no operation yet
+  void* lampshadeLabels = nullptr;
+  // Names collected by the VRML/X3D reader: an array of separately allocated
+  // strings, released string by string.
+  char** sceneNames = nullptr;
+  uint32_t sceneNameCount = 0;
 };
 
 ResultBuffers& resultBuffers();
@@ -41,6 +48,43 @@ void storeCoordinatesOnly(ModelArrays& model, uint32_t* count_out, float** corne
 void storeMultiModel(const MultiModelArrays& result, uint32_t* piece_count_out,
                      uint32_t** piece_counts_out, float** corners_out, float** colors_out,
                      float** uvs_out, int32_t** materials_out);
+
+// As storeModel, then frees the texture and material arrays and nulls their
+// slots: coordinates and colours are handed out.
+void storeCoordinatesAndColors(ModelArrays& model, uint32_t* count_out, float** corners_out,
+                               float** colors_out);
+
+// A zero-triangle model in the four model slots; never throws. Used when an
+// export fails, so that the caller still gets freeable arrays and a count of 0.
+void storeEmptyModel(uint32_t* count_out, float** corners_out, float** colors_out, float** uvs_out,
+                     int32_t** materials_out);
+void storeEmptyMultiModel(uint32_t* piece_count_out, uint32_t** piece_counts_out,
+                          float** corners_out, float** colors_out, float** uvs_out,
+                          int32_t** materials_out);
+
+// Weak-section polygons in the three section slots: points (x, y, z), per
+// polygon the bit pattern of its score and its point count.
+void storeSections(const std::vector<float>& points, const std::vector<uint32_t>& score_bits,
+                   const std::vector<int32_t>& point_counts, float** points_out,
+                   uint32_t** score_bits_out, int32_t** point_counts_out,
+                   int32_t* polygon_count_out);
+
+// Preview outlines in the lampshade slots or the three decomposition-preview
+// slots.
+void storeLampshadePreview(const PolygonOutlines& outlines, float** points_out,
+                           int32_t** point_counts_out, int32_t* polygon_count_out,
+                           int32_t** labels_out);
+void storeDecompositionPreview(const PolygonOutlines& outlines, float** points_out,
+                               int32_t** point_counts_out, int32_t* polygon_count_out,
+                               int32_t** labels_out);
+
+// Balancing-preview triangles (9 floats each) in the balancing-preview slot.
+void storeBalancingPreview(const std::vector<float>& corners, float** preview_out,
+                           uint32_t* triangle_count_out);
+
+// The VRML/X3D names, replacing (without freeing) what the slot held.
+void storeSceneNames(const std::vector<std::string>& names, char*** names_out,
+                     uint32_t* name_count_out);
 
 void releaseAllSlots();
 void releaseCornerSlot();

@@ -1,0 +1,16 @@
+// STL files: the loader (binary when the size is exactly 84 + 50 x N bytes,
+// ASCII otherwise) and the binary writer with a "VEKMesh" header.
+#pragma once
+
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+
+// Fills `mesh` from the file; leaves it untouched when the file cannot be
+// opened. Writes progress 5 after the header and 48 at its end.
+void loadStl(SubMesh& mesh, const char* path);
+
+// Writes the live faces as binary STL; fails silently.
+void writeStl(const SubMesh& mesh, const char* path);
+
+}  // namespace vekmesh

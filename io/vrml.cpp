@@ -1,0 +1,8 @@
+// The VRML/X3D reader has not landed yet: it yields an empty mesh and no names.
+#include "io/vrml.h"
+
+namespace vekmesh {
+
+void readVrml(SubMesh&, const char*, SceneFormat, std::vector<std::string>&) {}
+
+}  // namespace vekmesh
