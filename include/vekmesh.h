@@ -8,7 +8,27 @@
  * allocates and keeps in result slots until one of the free functions below
  * releases them; a later call that fills a slot overwrites it without freeing
  * the earlier array. Calls must not overlap: the slots and the progress target
- * are process-wide. Nothing is thrown across this interface. */
+ * are process-wide. Nothing is thrown across this interface.
+ *
+ * Conventions used by the comments below:
+ * - "model in": corners (9 floats per triangle, never null unless the count is
+ *   0), colours (9 floats per triangle or null = white), uvs (6 floats per
+ *   triangle; may be null only when no triangle has a material of 0 or more),
+ *   materials (one int32 per triangle or null = none), and the count.
+ * - "by address": the export is given the address of the caller's array
+ *   pointer and the address of its count, and reads the input through them.
+ *   The caller's arrays are never kept, changed or freed.
+ * - "model out": new arrays of the same layouts (colours as byte / 255, uvs
+ *   (0, 0) on untextured corners, materials -1 = none) and the triangle count,
+ *   written to whichever out-parameters are non-null. Arrays are allocated
+ *   even for 0 triangles. freeAllArray releases them; freeVertexArray releases
+ *   the coordinates only. "Coordinates only" means the colour, texture and
+ *   material arrays are released before the export returns.
+ * - progress: an int32 the library writes percentages into during the call
+ *   (0 first, 100 last), or null. It is never written after the call returns.
+ * - A path is a NUL-terminated byte string; a file that cannot be read or has
+ *   an unknown extension gives an empty model (count 0).
+ * - Exports that return a flaw answer return 1 for "flawed", 0 otherwise. */
 #ifndef VEKMESH_H
 #define VEKMESH_H
 
@@ -28,11 +48,310 @@
 extern "C" {
 #endif
 
+/* ---- repair and detection ------------------------------------------------ */
+
+/* Same as modelRepair64. */
+VEKMESH_API void modelRepair(const char* path);
+
+/* Reads the STL file at path, repairs it (hole filling only when no face
+ * carries a material) and writes it back to the same path as binary STL. */
+VEKMESH_API void modelRepair64(const char* path);
+
+/* Same as flawsDetect64. */
+VEKMESH_API int32_t flawsDetect(const char* path, int32_t face_limit);
+
+/* Reads the STL file at path and runs the strict flaw test when face_limit is
+ * -1, or when it is 0 or more and the model has at most that many faces.
+ * Returns 1 when the test ran and found flaws, else 0 (always 0 below -1). */
+VEKMESH_API int32_t flawsDetect64(const char* path, int32_t face_limit);
+
+/* Same as modelRepairFromData64. */
+VEKMESH_API void modelRepairFromData(float* const* corners_address, const uint32_t* count_address,
+                                     float** corners_out, uint32_t* count_out, int32_t* progress);
+
+/* Reads a model by address (corners only), repairs it (always filling holes)
+ * and writes the coordinates only. Progress 0, 30, 70, 100. */
+VEKMESH_API void modelRepairFromData64(float* const* corners_address, const uint32_t* count_address,
+                                       float** corners_out, uint32_t* count_out, int32_t* progress);
+
+/* Reads a model in with colours, uvs and materials, repairs it (hole filling
+ * only when no face carries a material) and writes the model out.
+ * Progress 0, 30, 70, 100. */
+VEKMESH_API void modelRepairFromColorData(const float* corners, const float* colors,
+                                          const float* uvs, const int32_t* materials,
+                                          uint32_t count, float** corners_out, float** colors_out,
+                                          float** uvs_out, int32_t** materials_out,
+                                          uint32_t* count_out, int32_t* progress);
+
+/* As modelRepairFromColorData; then, when `detail` is non-zero, counts the
+ * remaining flaws into the four counters (turning inside-out shells outwards
+ * on the way, after the model was written out); with `detail` 0 the counters
+ * are set to -1. Null counter pointers are skipped. Progress 0, 30, 70, 80,
+ * 100. */
+VEKMESH_API void modelRepairFromColorDataWithPostDetection(
+    const float* corners, const float* colors, const float* uvs, const int32_t* materials,
+    uint32_t count, float** corners_out, float** colors_out, float** uvs_out,
+    int32_t** materials_out, uint32_t* count_out, uint8_t detail, int32_t* first_counter,
+    int32_t* second_counter, int32_t* third_counter, int32_t* fourth_counter, int32_t* progress);
+
+/* Reads a model in, thins it when above 100000 faces and writes the model
+ * out. Then, when `detail` is non-zero, counts flaws into the four counters
+ * (otherwise they are -1), and returns the strict flaw test's answer.
+ * Progress 0, 50, 65, 75, 80, 100. */
+VEKMESH_API int32_t errorDetectAfterMeshReduceFromColorData(
+    const float* corners, const float* colors, const float* uvs, const int32_t* materials,
+    uint32_t count, float** corners_out, float** colors_out, float** uvs_out,
+    int32_t** materials_out, uint32_t* count_out, uint8_t detail, int32_t* first_counter,
+    int32_t* second_counter, int32_t* third_counter, int32_t* fourth_counter, int32_t* progress);
+
+/* ---- reduction and preprocessing ------------------------------------------ */
+
+/* Same as meshReduceFromFile64. */
+VEKMESH_API void meshReduceFromFile(const char* path, float** corners_out, uint32_t* count_out,
+                                    int32_t* progress);
+
+/* Reads the STL file at path, thins it when above 100000 faces and writes the
+ * coordinates only. Progress 0, 5, 48, 50, 65, 75, 80, 100. */
+VEKMESH_API void meshReduceFromFile64(const char* path, float** corners_out, uint32_t* count_out,
+                                      int32_t* progress);
+
+/* Same as meshPreprocessorFromFile64. */
+VEKMESH_API int32_t meshPreprocessorFromFile(const char* path, float** corners_out,
+                                             uint32_t* count_out, int32_t* progress);
+
+/* As meshReduceFromFile64, then returns the strict flaw test's answer.
+ * Progress 0, 5, 48, 50, 65, 75, 80, 85, 100. */
+VEKMESH_API int32_t meshPreprocessorFromFile64(const char* path, float** corners_out,
+                                               uint32_t* count_out, int32_t* progress);
+
+/* As meshPreprocessorFromFile64; when `save` is non-zero the thinned model is
+ * also written back to path as binary STL. */
+VEKMESH_API int32_t meshPreprocessorFromFileSaveAs64(const char* path, float** corners_out,
+                                                     uint32_t* count_out, int32_t* progress,
+                                                     uint8_t save);
+
+/* Reads the STL file at path; reduces it towards `ratio` of its faces when
+ * ratio is 0 or more; writes the coordinates only. Then runs the flaw test in
+ * `check_mode` (0 strict, 1, 2 lenient; -1 means 0) and returns its answer;
+ * a mode below -1 skips the test and returns 0. Progress 0, 5, 48, 50, 80,
+ * 85, 100. */
+VEKMESH_API int32_t meshPreprocessorCtrlFromFile(const char* path, int32_t check_mode, float ratio,
+                                                 float** corners_out, uint32_t* count_out,
+                                                 int32_t* progress);
+
+/* Reads a model by address, thins it when above 100000 faces, writes the
+ * coordinates only and returns the strict flaw test's answer.
+ * Progress 0, 50, 65, 75, 80, 85, 100. */
+VEKMESH_API int32_t meshPreprocessorFromData(float* const* corners_address,
+                                             const uint32_t* count_address, float** corners_out,
+                                             uint32_t* count_out, int32_t* progress);
+
+/* Reads a model by address, reduces it towards `ratio` of its faces and
+ * writes the coordinates only. */
+VEKMESH_API void meshReduceFromData(float ratio, float* const* corners_address,
+                                    const uint32_t* count_address, float** corners_out,
+                                    uint32_t* count_out);
+
+/* Reads a model in, reduces it towards `ratio` of its faces and writes the
+ * model out. Progress 0, 50, 90, 100. */
+VEKMESH_API void meshReduceFromColorData(float ratio, const float* corners, const float* colors,
+                                         const float* uvs, const int32_t* materials, uint32_t count,
+                                         float** corners_out, float** colors_out, float** uvs_out,
+                                         int32_t** materials_out, uint32_t* count_out,
+                                         int32_t* progress);
+
+/* ---- refinement ------------------------------------------------------------ */
+
+/* Reads a model by address, subdivides it `level` times and writes the
+ * coordinates only. */
+VEKMESH_API void subdivisionFromData(int32_t level, float* const* corners_address,
+                                     const uint32_t* count_address, float** corners_out,
+                                     uint32_t* count_out);
+
+/* Reads a model in, subdivides it in two passes and writes the model out. */
+VEKMESH_API void subdivisionFromColorData(int32_t level, const float* corners, const float* colors,
+                                          const float* uvs, const int32_t* materials,
+                                          uint32_t count, float** corners_out, float** colors_out,
+                                          float** uvs_out, int32_t** materials_out,
+                                          uint32_t* count_out);
+
+/* Reads a model by address and remeshes it. The index array is also read by
+ * address: `*index_address` holds `*index_count_address` int32 indices that
+ * guide the remesh (null addresses or a null array mean none). Writes the
+ * coordinates only. */
+VEKMESH_API void remeshFromData64(float* const* corners_address, const uint32_t* count_address,
+                                  float** corners_out, uint32_t* count_out,
+                                  int32_t* const* index_address,
+                                  const uint32_t* index_count_address);
+
+/* Reads a model by address, welds it again (dropping collapsed triangles and
+ * merging coinciding corners) and writes the coordinates only. */
+VEKMESH_API void reviseTriangleFromData(float* const* corners_address,
+                                        const uint32_t* count_address, float** corners_out,
+                                        uint32_t* count_out);
+
+/* ---- analysis ---------------------------------------------------------------- */
+
+/* Chooses the print attitude of the model (corners, count) and writes the
+ * rotation as three doubles Rx, Ry, Rz in degrees, each in [0, 360), to
+ * angles_out (skipped when null). `mode` 1 weighs the area resting on the
+ * plate, 2 avoids building along weak sections. Writes no arrays. */
+VEKMESH_API void orientationOptimization(const float* corners, uint32_t count, double* angles_out,
+                                         int32_t mode);
+
+/* Finds weak cross-sections of the model (corners, count) and writes their
+ * outline polygons: points_out receives x, y, z per point, all polygons one
+ * after another; score_bits_out, per polygon, the bit pattern of its section's
+ * weakness score (a 32-bit float; copy the bits, do not convert the integer);
+ * point_counts_out, per polygon, its number of points; polygon_count_out the
+ * number of polygons. The three arrays are released by freeAllArray.
+ * Progress 0, 10, 90, 100. */
+VEKMESH_API void weaknessDetect(const float* corners, uint32_t count, float** points_out,
+                                uint32_t** score_bits_out, int32_t** point_counts_out,
+                                int32_t* polygon_count_out, int32_t* progress);
+
+/* Previews the balancing of the model (corners, count). `parameters` is the
+ * caller's float parameter block; first_flags and second_flags are byte
+ * arrays handed to the preview (either may be null). preview_out receives the
+ * preview geometry, 9 floats per triangle, and preview_count_out its triangle
+ * count; the array is released by freeBalancingPreviewArray or freeAllArray.
+ * Returns the preview's result (0 when there is nothing to show). */
+VEKMESH_API int32_t balancingPreviewFromData(const float* parameters, const float* corners,
+                                             uint32_t count, uint8_t* first_flags,
+                                             uint8_t* second_flags, float** preview_out,
+                                             uint32_t* preview_count_out);
+
+/* Balances the model (corners, count) with `parameter` and writes its
+ * coordinates and count. The colour, texture and material arrays stay in
+ * their slots until freeAllArray. Writes progress 10, 90, 100 to the target
+ * of the last call that took a progress argument (that target is the
+ * library's own dummy by then). */
+VEKMESH_API void balancingFromData(double parameter, const float* corners, uint32_t count,
+                                   float** corners_out, uint32_t* count_out);
+
+/* ---- design -------------------------------------------------------------------- */
+
+/* Voxelises the model (corners, colours, count) with cubes of edge
+ * voxel_size and writes the closed mesh of the exposed voxel faces:
+ * coordinates and colours (texture and material arrays are released). */
+VEKMESH_API void voxelize(float voxel_size, const float* corners, const float* colors,
+                          uint32_t count, float** corners_out, float** colors_out,
+                          uint32_t* count_out);
+
+/* Computes the core that can be taken out of the model (corners, count)
+ * leaving walls of wall_thickness (model units), and writes the core's
+ * surface as coordinates only. Progress 0, 10, 90, 100. */
+VEKMESH_API void hollowFromData(float wall_thickness, const float* corners, uint32_t count,
+                                float** corners_out, uint32_t* count_out, int32_t* progress);
+
+/* Fills the model (corners, count) with a cellular lattice, given its infill
+ * density and surface thickness, and writes the coordinates only.
+ * Progress 0, 10, 90, 100. */
+VEKMESH_API void cellularInfillFromData(double infill_density, float surface_thickness,
+                                        const float* corners, uint32_t count, float** corners_out,
+                                        uint32_t* count_out, int32_t* progress);
+
+/* Previews a lampshade of wall_thickness for the model (corners, count):
+ * points_out receives x, y, z per point of every outline, all at the base
+ * height; point_counts_out the points per outline; polygon_count_out the
+ * number of outlines; labels_out, per outline, 0 for a base outline and 1 for
+ * an inner outline. Returns 1 when outlines were produced, else 0; when the
+ * preview ends early the count is 0 and the three pointers are null. The
+ * arrays are released by freeAllArray. */
+VEKMESH_API int32_t lampshadePreview(float wall_thickness, const float* corners, uint32_t count,
+                                     float** points_out, int32_t** point_counts_out,
+                                     int32_t* polygon_count_out, int32_t** labels_out);
+
+/* Turns the model in (a negative count is empty) into a lampshade of
+ * wall_thickness and writes the model out. Progress 0, 10, 90, 100. */
+VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, const float* colors,
+                                   const float* uvs, const int32_t* materials, int32_t count,
+                                   float** corners_out, float** colors_out, float** uvs_out,
+                                   int32_t** materials_out, uint32_t* count_out, int32_t* progress);
+
+/* Previews a decomposition of the model (corners, count) by cut_count cuts:
+ * the cut outlines as points_out (x, y, z per point), point_counts_out,
+ * polygon_count_out and labels_out (per outline, the index of its cut). The
+ * arrays are released by freeDecompositionPreviewArray or freeAllArray.
+ * Writes progress 0 to the current target. */
+VEKMESH_API void decompositionUniformPreview(int32_t cut_count, const float* corners,
+                                             uint32_t count, float** points_out,
+                                             int32_t** point_counts_out, int32_t* polygon_count_out,
+                                             int32_t** labels_out);
+
+/* As decompositionUniformPreview with the cuts chosen automatically. */
+VEKMESH_API void decompositionAutoPreview(const float* corners, uint32_t count, float** points_out,
+                                          int32_t** point_counts_out, int32_t* polygon_count_out,
+                                          int32_t** labels_out);
+
+/* Cuts the model in into printable pieces by cut_count cuts and writes them
+ * one after another as a model out, with piece_counts_out (triangles per
+ * piece) and piece_count_out. output_setting is handed to the piece output
+ * step, decomposition_setting to the decomposition. The per-piece counts are
+ * released by freeAllArray. Progress 0, 10, 90, 100. */
+VEKMESH_API void decompositionUniformFromData(
+    int32_t cut_count, int32_t output_setting, int32_t decomposition_setting, const float* corners,
+    const float* colors, const float* uvs, const int32_t* materials, uint32_t count,
+    float** corners_out, float** colors_out, float** uvs_out, int32_t** materials_out,
+    uint32_t** piece_counts_out, uint32_t* piece_count_out, int32_t* progress);
+
+/* As decompositionUniformFromData with the cuts chosen automatically. */
+VEKMESH_API void decompositionAutoFromData(int32_t output_setting, int32_t decomposition_setting,
+                                           const float* corners, const float* colors,
+                                           const float* uvs, const int32_t* materials,
+                                           uint32_t count, float** corners_out, float** colors_out,
+                                           float** uvs_out, int32_t** materials_out,
+                                           uint32_t** piece_counts_out, uint32_t* piece_count_out,
+                                           int32_t* progress);
+
+/* Splits the model in into parts (one per shell; shells passing through one
+ * another stay together) and writes them one after another as a model out,
+ * with shell_counts_out (triangles per part) and shell_count_out.
+ * Progress 0, 10, 80, 100. */
+VEKMESH_API void separateFromData(const float* corners, const float* colors, const float* uvs,
+                                  const int32_t* materials, uint32_t count, float** corners_out,
+                                  float** colors_out, float** uvs_out, int32_t** materials_out,
+                                  uint32_t** shell_counts_out, uint32_t* shell_count_out,
+                                  int32_t* progress);
+
+/* ---- files ------------------------------------------------------------------------ */
+
+/* Reads the file at path by its extension (stl, obj, wrl, x3d, igs, iges, stp,
+ * step; exact case) and writes the model out. */
+VEKMESH_API void importFile(const char* path, float** corners_out, float** colors_out,
+                            float** uvs_out, int32_t** materials_out, uint32_t* count_out);
+
+/* As importFile; names_out receives a new array of name_count_out
+ * NUL-terminated strings (the names the VRML/X3D reader collected), released
+ * with everything else by freeAllArray. */
+VEKMESH_API void importFileVRML(const char* path, float** corners_out, float** colors_out,
+                                float** uvs_out, int32_t** materials_out, uint32_t* count_out,
+                                char*** names_out, uint32_t* name_count_out);
+
+/* Reads the file at path by its extension, so an .stp path is read as STEP
+ * whichever of the two names is called, and writes the coordinates only.
+ * importFileIges and importFileStep are one function. */
+VEKMESH_API void importFileIges(const char* path, float** corners_out, uint32_t* count_out);
+VEKMESH_API void importFileStep(const char* path, float** corners_out, uint32_t* count_out);
+
+/* Writes the model in to path as glTF. image_paths holds image_count
+ * NUL-terminated paths, the image of material m at index m (null = none). */
+VEKMESH_API void exportFileGLTF(const char* path, const float* corners, const float* colors,
+                                const float* uvs, const int32_t* materials, uint32_t count,
+                                const char* const* image_paths, uint32_t image_count);
+
+/* Writes a double-precision model (9 corner doubles, 9 colour doubles and 6
+ * uv doubles per triangle, int32 materials; a negative count is empty) to
+ * path as OBJ with colours, texture coordinates and material groups. */
+VEKMESH_API void saveasObjFromDataDoublePrecision(const char* path, const double* corners,
+                                                  const double* colors, const double* uvs,
+                                                  const int32_t* materials, int32_t count);
+
 /* ---- release ------------------------------------------------------------ */
 
 /* Releases every result slot (coordinates, colours, texture coordinates,
- * materials, per-piece counts, section arrays, previews) and nulls it.
- * Harmless when nothing was returned or when called twice. */
+ * materials, per-piece counts, section arrays, previews, scene names) and
+ * nulls it. Harmless when nothing was returned or when called twice. */
 VEKMESH_API void freeAllArray(void);
 
 /* Releases only the corner-coordinate slot; the colour, texture and material
