@@ -3,9 +3,13 @@
 # Idempotent: installs only what is missing. Run as root or with sudo available.
 set -euo pipefail
 
-packages=(build-essential cmake pkg-config libgtest-dev googletest python3)
+packages=(build-essential cmake pkg-config libgtest-dev googletest python3
+          libpolyclipping-dev libboost-dev libcli11-dev)
+if [ "${1:-}" = "--fuzz" ]; then
+  packages+=(clang libclang-rt-14-dev)
+fi
 if [ "${1:-}" = "--bench" ]; then
-  packages+=(libbenchmark-dev libmeshoptimizer-dev)
+  packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev)
 fi
 
 missing=()
