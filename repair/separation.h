@@ -6,8 +6,10 @@
 
 namespace vekmesh {
 
-// Replaces `mesh.pieces` with the parts, in the order of their lowest shell.
-// An empty mesh yields no parts.
+// Rebuilds `shells`, finds the shells that intersect (findIntersectingShells)
+// and replaces `mesh.pieces` with one welded part per group, parts in the
+// order of their lowest shell. An empty mesh yields no parts; the faces of a
+// part keep their colours, materials and texture coordinates.
 void separateShells(TriMesh& mesh);
 
 }  // namespace vekmesh

@@ -1,0 +1,264 @@
+// Tests of the shell intersection search and shell separation: disjoint,
+// interpenetrating, chained and touching cubes, nested spheres large enough
+// to be indexed by runs of faces, attributes carried into the parts, and
+// input with non-finite coordinates.
+#include "repair/separation.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <tuple>
+#include <vector>
+
+#include "mesh/mesh_utils.h"
+#include "mesh/result_arrays.h"
+#include "mesh_builders.h"
+#include "repair/shell_intersection.h"
+#include "repair/tri_tri_intersection.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Soup;
+using Groups = std::vector<std::vector<int32_t>>;
+
+Soup cube(float edge, float x, float y, float z) {
+  return test::cubeSoup(edge, test::Winding::kOutward, {x, y, z});
+}
+
+Soup joined(std::initializer_list<Soup> parts) {
+  Soup all;
+  for (const Soup& s : parts) all = test::concatenate(all, s);
+  return all;
+}
+
+struct Bounds {
+  float lo[3] = {1e30f, 1e30f, 1e30f};
+  float hi[3] = {-1e30f, -1e30f, -1e30f};
+};
+
+Bounds bounds(const SubMesh& mesh) {
+  Bounds b;
+  for (const Face& f : mesh.faces)
+    for (int c = 0; c < 3; ++c)
+      for (int d = 0; d < 3; ++d) {
+        b.lo[d] = std::min(b.lo[d], mesh.vertices[f.v[c]].position[d]);
+        b.hi[d] = std::max(b.hi[d], mesh.vertices[f.v[c]].position[d]);
+      }
+  return b;
+}
+
+ShellIntersections search(const Soup& soup) {
+  TriMesh mesh = test::buildMesh(soup);
+  buildShells(mesh);
+  return findIntersectingShells(mesh);
+}
+
+TEST(ShellSeparation, DisjointCubesGiveTwoPartsInOrderOfTheirLowestFace) {
+  TriMesh mesh = test::buildMesh(joined({cube(1, 5, 0, 0), cube(1, 0, 0, 0)}));
+  separateShells(mesh);
+  ASSERT_EQ(mesh.shells.size(), 2u);
+  ASSERT_EQ(mesh.pieces.size(), 2u);
+  EXPECT_EQ(bounds(mesh.pieces[0]).lo[0], 5.0f);
+  EXPECT_EQ(bounds(mesh.pieces[1]).lo[0], 0.0f);
+  for (const SubMesh& piece : mesh.pieces) {
+    EXPECT_EQ(piece.faces.size(), 12u);
+    EXPECT_EQ(test::invariantViolation(piece), "");
+    EXPECT_EQ(test::edgeCensus(piece).boundary, 0u);
+  }
+  // The multi-part arrays: counts per part, the parts one after another.
+  MultiModelArrays out = convertMultiShell(mesh);
+  ASSERT_EQ(out.pieceCount, 2u);
+  EXPECT_EQ(out.pieceCounts[0], 12u);
+  EXPECT_EQ(out.pieceCounts[1], 12u);
+  for (uint32_t i = 0; i < 9 * 24; i += 3) EXPECT_EQ(out.model.corners[i] >= 5.0f, i < 9 * 12);
+  freeModelArrays(out.model);
+  std::free(out.pieceCounts);
+}
+
+TEST(ShellSeparation, InterpenetratingCubesStayTogetherAndAThirdStaysAlone) {
+  // Shells: 0 and 2 pass through each other, 1 lies apart.
+  const Soup soup = joined({cube(2, 0, 0, 0), cube(1, 10, 0, 0), cube(2, 1, 1, 1)});
+  const ShellIntersections found = search(soup);
+  EXPECT_EQ(found.intersecting, (Groups{{2}, {}, {0}}));
+  EXPECT_EQ(found.groups, (Groups{{0, 2}, {1}}));
+
+  TriMesh mesh = test::buildMesh(soup);
+  separateShells(mesh);
+  ASSERT_EQ(mesh.pieces.size(), 2u);
+  EXPECT_EQ(mesh.pieces[0].faces.size(), 24u);
+  EXPECT_EQ(mesh.pieces[1].faces.size(), 12u);
+  EXPECT_EQ(bounds(mesh.pieces[1]).lo[0], 10.0f);
+  // Shell by shell: the first cube's faces come first in the part.
+  for (size_t f = 0; f < 12; ++f)
+    for (int c = 0; c < 3; ++c)
+      EXPECT_LE(mesh.pieces[0].vertices[mesh.pieces[0].faces[f].v[c]].position[0], 2.0f);
+}
+
+TEST(ShellSeparation, ChainKeepsAllThreeThoughTheEndsNeverMeet) {
+  // P = shell 0 meets Q = shell 2, which meets R = shell 1; P and R are apart.
+  const Soup soup = joined({cube(2, 0, 0, 0), cube(2, 3, 0.25f, 0.25f), cube(2, 1.5f, 0.5f, 0.5f)});
+  const ShellIntersections found = search(soup);
+  EXPECT_EQ(found.intersecting, (Groups{{2}, {2}, {0, 1}}));
+  EXPECT_EQ(found.groups, (Groups{{0, 1, 2}}));
+
+  TriMesh mesh = test::buildMesh(soup);
+  separateShells(mesh);
+  ASSERT_EQ(mesh.pieces.size(), 1u);
+  EXPECT_EQ(mesh.pieces[0].faces.size(), 36u);
+  EXPECT_EQ(test::invariantViolation(mesh.pieces[0]), "");
+}
+
+TEST(ShellSeparation, GroupsFollowTheSetsBreadthFirst) {
+  // 0 - 3 - 4 - 2 form one group reached in that order; it is kept sorted.
+  EXPECT_EQ(groupShells({{3}, {}, {4}, {0, 4}, {2, 3}}), (Groups{{0, 2, 3, 4}, {1}}));
+  EXPECT_EQ(groupShells({{}, {}, {}}), (Groups{{0}, {1}, {2}}));
+  EXPECT_TRUE(groupShells({}).empty());
+}
+
+TEST(ShellSeparation, ShellsWhoseBoxesOnlyTouchAreNeverJoined) {
+  // A smaller cube resting on the +x side of a unit cube: their faces touch
+  // (the triangle test says so), but the shell boxes share only the plane
+  // x = 1, so the pair is never tested.
+  const Soup soup = joined({cube(1, 0, 0, 0), cube(0.5f, 1, 0.25f, 0.25f)});
+  TriMesh mesh = test::buildMesh(soup);
+  buildShells(mesh);
+  ASSERT_EQ(mesh.shells.size(), 2u);
+  const Vec3d a1{1, 0, 0}, a2{1, 1, 0}, a3{1, 0, 1};          // a triangle of the +x side
+  const Vec3d b1{1, 0.25, 0.25}, b2{1, 0.75, 0.25}, b3{1, 0.25, 0.75};  // the other's -x side
+  int coplanar = 0;
+  Vec3d source, target;
+  EXPECT_TRUE(triTriIntersection(a1, a2, a3, b1, b2, b3, coplanar, source, target));
+  EXPECT_EQ(findIntersectingShells(mesh).intersecting, (Groups{{}, {}}));
+  separateShells(mesh);
+  EXPECT_EQ(mesh.pieces.size(), 2u);
+
+  // Cubes sharing one corner vertex: two shells, two parts.
+  TriMesh corner = test::buildMesh(test::twoCubesSharingVertexSoup());
+  separateShells(corner);
+  EXPECT_EQ(corner.pieces.size(), 2u);
+}
+
+// A tetrahedron 0.004 across piercing face f of `mesh` through its centroid,
+// small enough to meet no other face.
+Soup piercing(const SubMesh& mesh, int32_t f) {
+  const Face& face = mesh.faces[f];
+  Vec3d c{0, 0, 0};
+  for (int k = 0; k < 3; ++k)
+    for (int d = 0; d < 3; ++d) c[d] += mesh.vertices[face.v[k]].position[d] / 3.0;
+  const Vec3d n = faceUnitNormal(mesh.vertices[face.v[0]], mesh.vertices[face.v[1]],
+                                 mesh.vertices[face.v[2]]);
+  // Two directions across the normal.
+  const Vec3d u = std::fabs(n[0]) < 0.9 ? Vec3d{0, -n[2], n[1]} : Vec3d{-n[2], 0, n[0]};
+  const double lu = std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]);
+  const Vec3d e = {u[0] / lu, u[1] / lu, u[2] / lu};
+  const Vec3d w = {n[1] * e[2] - n[2] * e[1], n[2] * e[0] - n[0] * e[2], n[0] * e[1] - n[1] * e[0]};
+  auto at = [&](double along_n, double along_e, double along_w) {
+    return test::Point{static_cast<float>(c[0] + along_n * n[0] + along_e * e[0] + along_w * w[0]),
+                       static_cast<float>(c[1] + along_n * n[1] + along_e * e[1] + along_w * w[1]),
+                       static_cast<float>(c[2] + along_n * n[2] + along_e * e[2] + along_w * w[2])};
+  };
+  const double h = 0.002;
+  return test::soupFromIndexed({at(h, 0, 0), at(-h, h, 0), at(-h, -h / 2, h), at(-h, -h / 2, -h)},
+                               {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {1, 3, 2}});
+}
+
+TEST(ShellSeparation, LargeShellsIndexedByRunsMissNoFace) {
+  // 20224 faces each: indexed in runs of two faces. The inner sphere lies
+  // inside the outer one, boxes overlapping, surfaces apart.
+  const Soup outer = test::uvSphereSoup(1.0f, 128, 80);
+  const Soup inner = test::uvSphereSoup(0.5f, 128, 80);
+  TriMesh base = test::buildMesh(joined({outer, inner}));
+  buildShells(base);
+  ASSERT_EQ(base.shells.size(), 2u);
+  ASSERT_GE(base.shells[0].size(), 20000u);
+  EXPECT_EQ(findIntersectingShells(base).groups, (Groups{{0}, {1}}));
+
+  // A tiny tetrahedron through one face of the outer sphere joins it, whichever
+  // face of the run it is.
+  const std::vector<int32_t>& list = base.shells[0];
+  for (size_t position : {size_t{1}, list.size() / 2, list.size() / 2 + 1, list.size() - 1}) {
+    const Soup probe = piercing(base, list[position]);
+    const ShellIntersections found = search(joined({outer, inner, probe}));
+    EXPECT_EQ(found.groups, (Groups{{0, 2}, {1}})) << "face at position " << position;
+  }
+  // Beside the face instead of through it: apart.
+  const Soup apart = test::tetrahedronSoup(0.01f);
+  EXPECT_EQ(search(joined({outer, inner, apart})).groups, (Groups{{0}, {1}, {2}}));
+}
+
+TEST(ShellSeparation, PartsKeepTheirAttributes) {
+  Soup torus = test::torusSoup(2.0f, 0.5f, 24, 12);
+  test::paint(torus, {1.0f, 0.5f, 0.0f});
+  test::assignMaterial(torus, 3);
+  Soup box = cube(1, 5, 5, 5);
+  test::paint(box, {0.0f, 0.0f, 1.0f});
+  TriMesh mesh = test::buildMesh(test::concatenate(torus, box));
+  const ModelArrays before = convertSingleModel(mesh);
+  separateShells(mesh);
+  ASSERT_EQ(mesh.pieces.size(), 2u);
+  MultiModelArrays after = convertMultiShell(mesh);
+  ASSERT_EQ(after.model.count, before.count);
+
+  // The same triangles with the same attributes, in another order.
+  using Row = std::vector<float>;
+  auto rows = [](const ModelArrays& m) {
+    std::vector<Row> out;
+    for (uint32_t t = 0; t < m.count; ++t) {
+      Row r(m.corners + 9 * t, m.corners + 9 * t + 9);
+      r.insert(r.end(), m.colors + 9 * t, m.colors + 9 * t + 9);
+      r.insert(r.end(), m.uvs + 6 * t, m.uvs + 6 * t + 6);
+      r.push_back(static_cast<float>(m.materials[t]));
+      out.push_back(r);
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+  };
+  EXPECT_EQ(rows(before), rows(after.model));
+  EXPECT_EQ(after.pieceCounts[0], 24u * 12u * 2u);
+  EXPECT_EQ(after.model.materials[0], 3);
+  EXPECT_EQ(after.model.materials[after.model.count - 1], -1);
+  ModelArrays b = before;
+  freeModelArrays(b);
+  freeModelArrays(after.model);
+  std::free(after.pieceCounts);
+}
+
+TEST(ShellSeparation, EmptyAndSingleShellMeshes) {
+  TriMesh empty;
+  separateShells(empty);
+  EXPECT_TRUE(empty.pieces.empty());
+  EXPECT_TRUE(findIntersectingShells(empty).groups.empty());
+
+  TriMesh sphere = test::buildMesh(test::uvSphereSoup(1.0f, 16, 8));
+  separateShells(sphere);
+  ASSERT_EQ(sphere.pieces.size(), 1u);
+  EXPECT_EQ(sphere.pieces[0].faces.size(), sphere.faces.size());
+  EXPECT_EQ(test::edgeCensus(sphere.pieces[0]).boundary, 0u);
+}
+
+TEST(ShellSeparation, NonFiniteCoordinatesDoNotDisturbTheOthers) {
+  Soup broken = cube(2, 0.5f, 0.5f, 0.5f);
+  broken.corners[0] = std::numeric_limits<float>::quiet_NaN();
+  broken.corners[4] = std::numeric_limits<float>::infinity();
+  const Soup soup = joined({cube(2, 0, 0, 0), broken, cube(2, 1, 1, 1)});
+  TriMesh mesh = test::buildMesh(soup);
+  buildShells(mesh);
+  const ShellIntersections found = findIntersectingShells(mesh);
+  // The two sound cubes are found together wherever the broken one went.
+  const int32_t last = static_cast<int32_t>(mesh.shells.size()) - 1;
+  bool together = false;
+  for (const auto& group : found.groups)
+    together = together || (group.front() == 0 &&
+                            std::find(group.begin(), group.end(), last) != group.end());
+  EXPECT_TRUE(together);
+  separateShells(mesh);
+  size_t faces = 0;
+  for (const SubMesh& piece : mesh.pieces) faces += piece.faces.size();
+  EXPECT_EQ(faces, mesh.faces.size());
+}
+
+}  // namespace
+}  // namespace vekmesh

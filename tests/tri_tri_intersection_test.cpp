@@ -1,0 +1,350 @@
+// Tests of the triangle/triangle test: crossings with their segment, coplanar
+// and parallel pairs, shared corners and edges, flat triangles, touches that a
+// plain double determinant misjudges, and agreement with an independent
+// separating-axis test on small integer coordinates (exact in int64).
+#include "repair/tri_tri_intersection.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <random>
+
+#include "repair/exact_predicates.h"
+
+namespace vekmesh {
+namespace {
+
+struct Tri {
+  Vec3d p, q, r;
+};
+
+struct Outcome {
+  bool hit;
+  int coplanar;
+  Vec3d source, target;
+};
+
+Outcome run(const Tri& a, const Tri& b) {
+  Outcome o{false, -1, {9, 9, 9}, {9, 9, 9}};
+  o.hit = triTriIntersection(a.p, a.q, a.r, b.p, b.q, b.r, o.coplanar, o.source, o.target);
+  return o;
+}
+
+Vec3d sub(const Vec3d& a, const Vec3d& b) {
+  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+Vec3d cross(const Vec3d& a, const Vec3d& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+double dot(const Vec3d& a, const Vec3d& b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+double distance(const Vec3d& a, const Vec3d& b) {
+  const Vec3d d = sub(a, b);
+  return std::sqrt(dot(d, d));
+}
+
+// Distance from x to the closed triangle t, for checking segment ends: the
+// distance to the plane when x projects inside, else to the nearest edge.
+double distanceToTriangle(const Vec3d& x, const Tri& t) {
+  const Vec3d n = cross(sub(t.q, t.p), sub(t.r, t.p));
+  const double len = std::sqrt(dot(n, n));
+  const Vec3d c[3] = {t.p, t.q, t.r};
+  bool inside = true;
+  for (int i = 0; i < 3; ++i)
+    inside = inside && dot(cross(sub(c[(i + 1) % 3], c[i]), sub(x, c[i])), n) >= 0;
+  if (inside) return std::fabs(dot(sub(x, t.p), n)) / len;
+  double best = 1e300;
+  for (int i = 0; i < 3; ++i) {
+    const Vec3d e = sub(c[(i + 1) % 3], c[i]);
+    double s = dot(sub(x, c[i]), e) / dot(e, e);
+    s = std::clamp(s, 0.0, 1.0);
+    const Vec3d foot = {c[i][0] + s * e[0], c[i][1] + s * e[1], c[i][2] + s * e[2]};
+    best = std::min(best, distance(x, foot));
+  }
+  return best;
+}
+
+TEST(TriTriIntersection, CrossingTrianglesGiveTheSegmentOnBoth) {
+  // T1 lies in z = 0, T2 in y = 0.1; they cross like the strokes of an X.
+  const Tri t1{{-1, -1, 0}, {2, -1, 0}, {-1, 2, 0}};
+  const Tri t2{{0.2, 0.1, -1}, {0.4, 0.1, 1}, {-0.6, 0.1, 0.5}};
+  const Outcome o = run(t1, t2);
+  ASSERT_TRUE(o.hit);
+  EXPECT_EQ(o.coplanar, 0);
+  for (const Vec3d& end : {o.source, o.target}) {
+    EXPECT_LT(distanceToTriangle(end, t1), 1e-12);
+    EXPECT_LT(distanceToTriangle(end, t2), 1e-12);
+    EXPECT_NEAR(end[1], 0.1, 1e-12);
+    EXPECT_NEAR(end[2], 0.0, 1e-12);
+  }
+  // T2 meets z = 0 between x = 0.3 (edge p q) and x = -1/3 (a third of the
+  // way from r to p), wholly inside T1: that is the whole segment.
+  EXPECT_NEAR(std::min(o.source[0], o.target[0]), -0.6 + 0.8 / 3.0, 1e-12);
+  EXPECT_NEAR(std::max(o.source[0], o.target[0]), 0.3, 1e-12);
+  // Order and roles of the triangles do not change the answer.
+  EXPECT_TRUE(run(t2, t1).hit);
+  EXPECT_TRUE(run({t1.q, t1.r, t1.p}, {t2.r, t2.q, t2.p}).hit);
+
+  // Moved past T1's long edge (x + y = 1 at y = 0.1), T2 misses it.
+  const Tri away{{1.2, 0.1, -1}, {1.4, 0.1, 1}, {0.95, 0.1, 0.5}};
+  EXPECT_FALSE(run(t1, away).hit);
+  EXPECT_FALSE(run(away, t1).hit);
+}
+
+TEST(TriTriIntersection, CoplanarPairsOverlapOrNot) {
+  const Tri t1{{0, 0, 1}, {4, 0, 1}, {0, 4, 1}};
+  const Outcome overlap = run(t1, {{1, 1, 1}, {5, 1, 1}, {1, -3, 1}});
+  EXPECT_TRUE(overlap.hit);
+  EXPECT_EQ(overlap.coplanar, 1);
+  // One inside the other, no edges crossing.
+  const Outcome nested = run(t1, {{0.5, 0.5, 1}, {1, 0.5, 1}, {0.5, 1, 1}});
+  EXPECT_TRUE(nested.hit);
+  EXPECT_EQ(nested.coplanar, 1);
+  EXPECT_TRUE(run({{0.5, 0.5, 1}, {1, 0.5, 1}, {0.5, 1, 1}}, t1).hit);
+  // Beside each other, and past the long edge though the boxes overlap.
+  const Outcome apart = run(t1, {{5, 5, 1}, {6, 5, 1}, {5, 6, 1}});
+  EXPECT_FALSE(apart.hit);
+  EXPECT_EQ(apart.coplanar, 1);
+  EXPECT_FALSE(run(t1, {{3, 3, 1}, {4, 2, 1}, {4, 4, 1}}).hit);
+  // Touching corner to edge counts as meeting.
+  EXPECT_TRUE(run(t1, {{2, 2, 1}, {4, 4, 1}, {3, 5, 1}}).hit);
+  // A tilted plane, projected across its largest normal component.
+  const Tri s1{{0, 0, 0}, {4, 0, 1}, {0, 4, 2}};
+  EXPECT_TRUE(run(s1, {{1, 1, 0.75}, {2, 1, 1}, {1, 2, 1.25}}).hit);
+  EXPECT_FALSE(run(s1, {{4, 4, 3}, {5, 4, 3.25}, {4, 5, 3.5}}).hit);
+}
+
+TEST(TriTriIntersection, ParallelPlanesNeverMeet) {
+  const Tri t1{{0, 0, 0}, {4, 0, 0}, {0, 4, 0}};
+  const Outcome o = run(t1, {{0, 0, 1e-9}, {4, 0, 1e-9}, {0, 4, 1e-9}});
+  EXPECT_FALSE(o.hit);
+  EXPECT_EQ(o.coplanar, 0);
+  EXPECT_EQ(o.source, (Vec3d{9, 9, 9}));  // no segment written
+}
+
+TEST(TriTriIntersection, SharedCornerAndSharedEdgeTouch) {
+  // Two faces of a tetrahedron share the edge from o to x.
+  const Vec3d o{0, 0, 0}, x{1, 0, 0}, y{0, 1, 0}, z{0, 0, 1};
+  const Outcome edge = run({o, x, y}, {o, z, x});
+  ASSERT_TRUE(edge.hit);
+  EXPECT_EQ(edge.coplanar, 0);
+  EXPECT_NEAR(std::min(distance(edge.source, o), distance(edge.target, o)), 0.0, 1e-15);
+  EXPECT_NEAR(std::min(distance(edge.source, x), distance(edge.target, x)), 0.0, 1e-15);
+
+  // A fan of triangles around one corner, otherwise apart.
+  const Outcome corner = run({o, x, y}, {o, {-1, -1, 1}, {-1, 0, 2}});
+  ASSERT_TRUE(corner.hit);
+  EXPECT_EQ(corner.coplanar, 0);
+  EXPECT_EQ(corner.source, o);
+  EXPECT_EQ(corner.target, o);
+
+  // Corner of one on the face of the other, the rest above it.
+  const Outcome poke = run({o, {4, 0, 0}, {0, 4, 0}}, {{1, 1, 0}, {1, 2, 3}, {2, 1, 3}});
+  ASSERT_TRUE(poke.hit);
+  EXPECT_EQ(poke.source, (Vec3d{1, 1, 0}));
+  EXPECT_EQ(poke.target, (Vec3d{1, 1, 0}));
+}
+
+TEST(TriTriIntersection, FlatTrianglesActAsTheirSegment) {
+  const Tri t{{0, 0, 0}, {4, 0, 0}, {0, 4, 0}};
+  // Collinear corners piercing t at (1, 1, 0).
+  const Tri needle{{1, 1, -1}, {1, 1, 2}, {1, 1, 0.5}};
+  Outcome o = run(t, needle);
+  ASSERT_TRUE(o.hit);
+  EXPECT_EQ(o.coplanar, 0);
+  EXPECT_EQ(o.source, (Vec3d{1, 1, 0}));
+  EXPECT_TRUE(run(needle, t).hit);
+  // The same needle beside t, and one lying in t's plane across its edge.
+  EXPECT_FALSE(run(t, {{3, 3, -1}, {3, 3, 2}, {3, 3, 0.5}}).hit);
+  o = run(t, {{3, -1, 0}, {3, 3, 0}, {3, 1, 0}});
+  EXPECT_TRUE(o.hit);
+  EXPECT_EQ(o.coplanar, 1);
+  EXPECT_FALSE(run(t, {{5, -1, 0}, {5, 3, 0}, {5, 1, 0}}).hit);
+  // Two needles: crossing, skew, and collinear with a gap.
+  const Tri n1{{0, 0, 0}, {2, 2, 0}, {1, 1, 0}};
+  EXPECT_TRUE(run(n1, {{0, 2, 0}, {2, 0, 0}, {1, 1, 0}}).hit);
+  EXPECT_FALSE(run(n1, {{0, 2, 1}, {2, 0, 1}, {1, 1, 1}}).hit);
+  EXPECT_FALSE(run(n1, {{3, 3, 0}, {5, 5, 0}, {4, 4, 0}}).hit);
+  EXPECT_TRUE(run(n1, {{2, 2, 0}, {5, 5, 0}, {4, 4, 0}}).hit);
+}
+
+// A corner placed exactly on an edge of the other triangle (the midpoint of
+// two floats is exact in double) where the plain determinant puts it strictly
+// above the plane, and the next double beyond it. With the plain sign the test
+// would miss the touch; the exact test finds it and rejects the near miss.
+TEST(TriTriIntersection, TouchesThatPlainDoublesMisjudge) {
+  std::mt19937 rng(11);
+  std::uniform_real_distribution<float> coord(-10.0f, 10.0f);
+  int found = 0;
+  for (int attempt = 0; attempt < 20000 && found < 5; ++attempt) {
+    const Tri base{{coord(rng), coord(rng), coord(rng)},
+                   {coord(rng), coord(rng), coord(rng)},
+                   {coord(rng), coord(rng), coord(rng)}};
+    const Vec3d mid = {(base.p[0] + base.q[0]) / 2, (base.p[1] + base.q[1]) / 2,
+                       (base.p[2] + base.q[2]) / 2};
+    const double plain =
+        exact::orient3dValue(base.p.data(), base.q.data(), base.r.data(), mid.data());
+    if (plain <= 0) continue;  // want the plain sign to claim "strictly above"
+    ++found;
+    // The other two corners well above the plane, beside the triangle.
+    const Vec3d n = cross(sub(base.q, base.p), sub(base.r, base.p));
+    const double k = 5.0 / std::sqrt(dot(n, n));
+    const Vec3d out = sub(mid, sub(base.r, mid));  // across edge p q from r
+    const Vec3d a = {out[0] + k * n[0], out[1] + k * n[1], out[2] + k * n[2]};
+    const Vec3d b = {mid[0] + k * n[0], mid[1] + k * n[1], mid[2] + k * n[2]};
+    ASSERT_EQ(exact::orient3d(base.p.data(), base.q.data(), base.r.data(), mid.data()), 0);
+    const Outcome touch = run(base, {mid, a, b});
+    ASSERT_TRUE(touch.hit) << attempt;
+    EXPECT_EQ(touch.coplanar, 0);
+    EXPECT_LT(distance(touch.source, mid), 1e-9);
+    EXPECT_LT(distance(touch.target, mid), 1e-9);
+
+    // Step mid one double at a time away from the plane until it is
+    // strictly above: now nothing touches.
+    Vec3d lifted = mid;
+    for (int step = 0; step < 64; ++step) {
+      for (int c = 0; c < 3; ++c) lifted[c] = std::nextafter(lifted[c], n[c] > 0 ? 1e300 : -1e300);
+      if (exact::orient3d(base.p.data(), base.q.data(), base.r.data(), lifted.data()) > 0) break;
+    }
+    ASSERT_GT(exact::orient3d(base.p.data(), base.q.data(), base.r.data(), lifted.data()), 0);
+    EXPECT_FALSE(run(base, {lifted, a, b}).hit) << attempt;
+  }
+  EXPECT_EQ(found, 5);
+}
+
+// --- agreement with the separating-axis test --------------------------------------------
+
+using IVec = std::array<int64_t, 3>;
+IVec isub(const IVec& a, const IVec& b) {
+  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+IVec icross(const IVec& a, const IVec& b) {
+  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+int64_t idot(const IVec& a, const IVec& b) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
+
+// Two closed non-flat triangles are disjoint exactly when one of these axes
+// separates their projections with a gap: both normals, the nine edge/edge
+// cross products and the six in-plane edge normals.
+bool separatingAxisMeet(const IVec* a, const IVec* b) {
+  const IVec na = icross(isub(a[1], a[0]), isub(a[2], a[0]));
+  const IVec nb = icross(isub(b[1], b[0]), isub(b[2], b[0]));
+  std::vector<IVec> axes = {na, nb};
+  for (int i = 0; i < 3; ++i) {
+    const IVec ea = isub(a[(i + 1) % 3], a[i]), eb = isub(b[(i + 1) % 3], b[i]);
+    axes.push_back(icross(na, ea));
+    axes.push_back(icross(nb, eb));
+    for (int j = 0; j < 3; ++j) axes.push_back(icross(ea, isub(b[(j + 1) % 3], b[j])));
+  }
+  for (const IVec& axis : axes) {
+    if (axis == IVec{0, 0, 0}) continue;
+    int64_t amin = INT64_MAX, amax = INT64_MIN, bmin = INT64_MAX, bmax = INT64_MIN;
+    for (int i = 0; i < 3; ++i) {
+      amin = std::min(amin, idot(axis, a[i]));
+      amax = std::max(amax, idot(axis, a[i]));
+      bmin = std::min(bmin, idot(axis, b[i]));
+      bmax = std::max(bmax, idot(axis, b[i]));
+    }
+    if (amax < bmin || bmax < amin) return false;
+  }
+  return true;
+}
+
+bool flat(const IVec* t) {
+  return icross(isub(t[1], t[0]), isub(t[2], t[0])) == IVec{0, 0, 0};
+}
+
+// Length of the intersection of two non-coplanar triangles from first
+// principles: the points where edges of each cross the other's plane inside
+// the other triangle (or corners on it), farthest apart.
+double referenceLength(const Tri& a, const Tri& b) {
+  std::vector<Vec3d> points;
+  auto collect = [&](const Tri& s, const Tri& t) {
+    const Vec3d n = cross(sub(t.q, t.p), sub(t.r, t.p));
+    const Vec3d c[3] = {s.p, s.q, s.r};
+    for (int i = 0; i < 3; ++i) {
+      const Vec3d& u = c[i];
+      const Vec3d& v = c[(i + 1) % 3];
+      const double du = dot(sub(u, t.p), n), dv = dot(sub(v, t.p), n);
+      if (du == 0) {
+        if (distanceToTriangle(u, t) < 1e-9) points.push_back(u);
+      } else if (du * dv < 0) {
+        const double s2 = du / (du - dv);
+        const Vec3d x = {u[0] + s2 * (v[0] - u[0]), u[1] + s2 * (v[1] - u[1]),
+                         u[2] + s2 * (v[2] - u[2])};
+        if (distanceToTriangle(x, t) < 1e-9) points.push_back(x);
+      }
+    }
+  };
+  collect(a, b);
+  collect(b, a);
+  double longest = 0;
+  for (const Vec3d& x : points)
+    for (const Vec3d& y : points) longest = std::max(longest, distance(x, y));
+  return longest;
+}
+
+// Corners on a 5 x 5 x 5 integer grid make shared corners, corners on edges
+// and faces, coplanar pairs and collinear edges common. Every third pair is
+// put in one plane on purpose: z = 0 or x + y + z = 0, coordinates permuted.
+TEST(TriTriIntersection, AgreesWithSeparatingAxesOnAnIntegerGrid) {
+  std::mt19937 rng(2024);
+  std::uniform_int_distribution<int> coord(-2, 2);
+  std::uniform_int_distribution<int> axis(0, 2);
+  int hits = 0, coplanar_hits = 0, touching = 0;
+  for (int n = 0; n < 60000; ++n) {
+    IVec ia[3], ib[3];
+    const int plane = n % 6 == 0 ? 1 : (n % 6 == 3 ? 2 : 0);
+    const int turn = axis(rng);
+    for (IVec* t : {ia, ib})
+      for (int i = 0; i < 3; ++i) {
+        IVec c = {coord(rng), coord(rng), coord(rng)};
+        if (plane == 1) c[2] = 0;
+        if (plane == 2) c[2] = -c[0] - c[1];
+        if (plane) std::rotate(c.begin(), c.begin() + turn, c.end());
+        t[i] = c;
+      }
+    if (flat(ia) || flat(ib)) continue;
+    auto toTri = [](const IVec* t) {
+      Tri r;
+      Vec3d* c[3] = {&r.p, &r.q, &r.r};
+      for (int i = 0; i < 3; ++i)
+        *c[i] = {double(t[i][0]), double(t[i][1]), double(t[i][2])};
+      return r;
+    };
+    const Tri a = toTri(ia), b = toTri(ib);
+    const Outcome o = run(a, b);
+    const bool truth = separatingAxisMeet(ia, ib);
+    ASSERT_EQ(o.hit, truth) << "case " << n;
+    const IVec na = icross(isub(ia[1], ia[0]), isub(ia[2], ia[0]));
+    bool same_plane = true;
+    for (int i = 0; i < 3; ++i) same_plane = same_plane && idot(na, isub(ib[i], ia[0])) == 0;
+    if (!o.hit) continue;
+    ++hits;
+    ASSERT_EQ(o.coplanar, same_plane ? 1 : 0) << "case " << n;
+    if (same_plane) {
+      ++coplanar_hits;
+      continue;
+    }
+    ASSERT_LT(distanceToTriangle(o.source, a), 1e-9) << "case " << n;
+    ASSERT_LT(distanceToTriangle(o.source, b), 1e-9) << "case " << n;
+    ASSERT_LT(distanceToTriangle(o.target, a), 1e-9) << "case " << n;
+    ASSERT_LT(distanceToTriangle(o.target, b), 1e-9) << "case " << n;
+    const double length = distance(o.source, o.target);
+    ASSERT_NEAR(length, referenceLength(a, b), 1e-9) << "case " << n;
+    touching += length == 0;
+  }
+  // The grid produced every kind of contact.
+  EXPECT_GT(hits, 5000);
+  EXPECT_GT(coplanar_hits, 2000);
+  EXPECT_GT(touching, 100);
+}
+
+}  // namespace
+}  // namespace vekmesh
