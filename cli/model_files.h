@@ -1,0 +1,38 @@
+// Reading and writing models for the command-line tool: formats chosen by the
+// extension without regard to case, errors as readable messages, and output
+// written to a temporary file first so that a failure leaves no partial file.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh::cli {
+
+// A failure the user should read: the message says what and where.
+class UserError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// "stl, obj": the extensions the tool reads and writes.
+const char* knownExtensions();
+
+// Lower-cased extension of `path` ("" when it has none).
+std::string lowerExtension(const std::string& path);
+
+// Loads `path` into `mesh` and builds its shells. Throws UserError when the file
+// is missing or unreadable, the extension is unknown, or no triangle results.
+void loadModel(const std::string& path, TriMesh& mesh);
+
+// Throws UserError when `path` does not name a format the tool writes; run
+// before any work so that a typo costs nothing.
+void checkOutputName(const std::string& path);
+
+// Writes the live faces of `mesh` to `path` in the format of its extension.
+// Throws UserError when the extension is unknown or the file cannot be
+// written; in that case nothing is left at `path`.
+void saveModel(const SubMesh& mesh, const std::string& path);
+
+}  // namespace vekmesh::cli

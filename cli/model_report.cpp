@@ -1,0 +1,100 @@
+// Model inspection for `vekmesh info` and the before/after lines of `repair`,
+// with plain-text and JSON renderings.
+#include "cli/model_report.h"
+
+#include <cmath>
+#include <cstdio>
+
+#include "mesh/mesh_utils.h"
+#include "repair/flaw_detection.h"
+
+namespace vekmesh::cli {
+namespace {
+
+double triangleArea(const SubMesh& mesh, const Face& f) {
+  const Vec3d u = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[1]]);
+  const Vec3d w = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[2]]);
+  const double cx = u[1] * w[2] - u[2] * w[1];
+  const double cy = u[2] * w[0] - u[0] * w[2];
+  const double cz = u[0] * w[1] - u[1] * w[0];
+  return 0.5 * std::sqrt(cx * cx + cy * cy + cz * cz);
+}
+
+std::string format(const char* fmt, double a, double b, double c) {
+  char buffer[160];
+  std::snprintf(buffer, sizeof buffer, fmt, a, b, c);
+  return buffer;
+}
+
+std::string format(const char* fmt, double a) {
+  char buffer[160];
+  std::snprintf(buffer, sizeof buffer, fmt, a);
+  return buffer;
+}
+
+const char* verdict(bool flawed) { return flawed ? "flawed" : "ok"; }
+
+}  // namespace
+
+ModelReport inspectModel(const TriMesh& mesh) {
+  ModelReport r;
+  r.vertices = mesh.vertices.size();
+  r.shells = mesh.shells.size();
+  r.lower = {INFINITY, INFINITY, INFINITY};
+  r.upper = {-INFINITY, -INFINITY, -INFINITY};
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    ++r.triangles;
+    r.area += triangleArea(mesh, f);
+    for (int c = 0; c < 3; ++c)
+      for (int a = 0; a < 3; ++a) {
+        const float x = mesh.vertices[f.v[c]].position[a];
+        r.lower[a] = std::fmin(r.lower[a], x);
+        r.upper[a] = std::fmax(r.upper[a], x);
+      }
+  }
+  if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
+  r.volume = enclosedVolume(mesh);
+  for (uint32_t mode = 0; mode < 3; ++mode) r.flawed[mode] = detectFlaws(mesh, mode);
+  // Post-detection turns inside-out shells outwards: count on a copy.
+  SubMesh copy = mesh;
+  postDetection(copy, r.counters);
+  return r;
+}
+
+std::string reportText(const ModelReport& r, const std::string& indent) {
+  std::string s;
+  s += indent + "triangles      : " + std::to_string(r.triangles) + "\n";
+  s += indent + "vertices       : " + std::to_string(r.vertices) + "\n";
+  s += indent + "shells         : " + std::to_string(r.shells) + "\n";
+  s += indent + format("bounds min     : %.4f %.4f %.4f\n", r.lower[0], r.lower[1], r.lower[2]);
+  s += indent + format("bounds max     : %.4f %.4f %.4f\n", r.upper[0], r.upper[1], r.upper[2]);
+  s += indent + format("volume         : %.4f\n", r.volume);
+  s += indent + format("area           : %.4f\n", r.area);
+  s += indent + "flaw test      : strict " + verdict(r.flawed[0]) + ", orientation ignored " +
+       verdict(r.flawed[1]) + ", lenient " + verdict(r.flawed[2]) + "\n";
+  s += indent + "repeated-vertex faces: " + std::to_string(r.counters[0]) +
+       ", open edges: " + std::to_string(r.counters[1]) +
+       ", non-manifold edges: " + std::to_string(r.counters[2]) +
+       ", inverted faces: " + std::to_string(r.counters[3]) + "\n";
+  return s;
+}
+
+std::string reportJson(const ModelReport& r) {
+  auto b = [](bool v) { return v ? "true" : "false"; };
+  char buffer[1024];
+  std::snprintf(
+      buffer, sizeof buffer,
+      "{\"triangles\": %zu, \"vertices\": %zu, \"shells\": %zu, "
+      "\"bounds\": {\"min\": [%.9g, %.9g, %.9g], \"max\": [%.9g, %.9g, %.9g]}, "
+      "\"volume\": %.17g, \"area\": %.17g, "
+      "\"flawed\": {\"strict\": %s, \"orientation_ignored\": %s, \"lenient\": %s}, "
+      "\"counters\": {\"repeated_vertex_faces\": %d, \"open_edges\": %d, "
+      "\"non_manifold_edges\": %d, \"inverted_faces\": %d}}",
+      r.triangles, r.vertices, r.shells, r.lower[0], r.lower[1], r.lower[2], r.upper[0],
+      r.upper[1], r.upper[2], r.volume, r.area, b(r.flawed[0]), b(r.flawed[1]), b(r.flawed[2]),
+      r.counters[0], r.counters[1], r.counters[2], r.counters[3]);
+  return buffer;
+}
+
+}  // namespace vekmesh::cli

@@ -1,0 +1,38 @@
+// Progress bar drawing: one carriage-return-rewritten line per change of the
+// percentage, so a pipe or log file never sees control characters.
+#include "cli/progress_bar.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+#include "mesh/progress_cell.h"
+
+namespace vekmesh::cli {
+
+ProgressBar::ProgressBar(std::string label)
+    : label_(std::move(label)), enabled_(isatty(STDERR_FILENO) == 1) {
+  if (enabled_) setProgressObserver(&ProgressBar::onProgress, this);
+}
+
+ProgressBar::~ProgressBar() {
+  if (!enabled_) return;
+  setProgressObserver(nullptr, nullptr);
+  if (last_ >= 0) std::fputs("\n", stderr);
+}
+
+void ProgressBar::onProgress(int percent, void* self) {
+  static_cast<ProgressBar*>(self)->draw(percent);
+}
+
+void ProgressBar::draw(int percent) {
+  if (percent == last_) return;
+  last_ = percent;
+  constexpr int kWidth = 30;
+  const int clamped = percent < 0 ? 0 : (percent > 100 ? 100 : percent);
+  const int filled = clamped * kWidth / 100;
+  std::fprintf(stderr, "\r%-10s [%.*s%*s] %3d%%", label_.c_str(), filled,
+               "##############################", kWidth - filled, "", clamped);
+  std::fflush(stderr);
+}
+
+}  // namespace vekmesh::cli
