@@ -37,6 +37,9 @@ int32_t capFile(const char* path, float** corners_out, uint32_t* count_out, int3
     TriMesh mesh;
     ProgressBinding bound(progress);
     loadInput(mesh, path);
+    // Saving back what could not be read would replace the user's file with
+    // an empty one.
+    const bool loaded = !mesh.faces.empty();
     setProgress(50);
     capLargeModel(mesh);
     setProgress(80);
@@ -47,7 +50,7 @@ int32_t capFile(const char* path, float** corners_out, uint32_t* count_out, int3
       setProgress(85);
       flawed = detectFlaws(mesh, kStrictMode);
     }
-    if (after == AfterCap::kCheckAndSave && path) writeStl(mesh, path);
+    if (after == AfterCap::kCheckAndSave && loaded) writeStl(mesh, path);
     setProgress(100);
     return flawed ? 1 : 0;
   } catch (...) {

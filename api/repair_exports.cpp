@@ -44,9 +44,12 @@ VEKMESH_API void modelRepair64(const char* path) {
   try {
     TriMesh mesh;
     loadInput(mesh, path);
+    // A file that could not be read, or held no triangles, is not replaced by
+    // an empty one: the user's file stays as it was.
+    if (mesh.faces.empty()) return;
     repairMesh(mesh, HoleFilling::kWhenUntextured);
     rebuildTopology(mesh);
-    if (path) writeStl(mesh, path);
+    writeStl(mesh, path);
   } catch (...) {
     // The file is left as it was.
   }

@@ -54,7 +54,8 @@ extern "C" {
 VEKMESH_API void modelRepair(const char* path);
 
 /* Reads the STL file at path, repairs it (hole filling only when no face
- * carries a material) and writes it back to the same path as binary STL. */
+ * carries a material) and writes it back to the same path as binary STL. A
+ * file that cannot be read or holds no triangles is left as it is. */
 VEKMESH_API void modelRepair64(const char* path);
 
 /* Same as flawsDetect64. */
@@ -125,7 +126,8 @@ VEKMESH_API int32_t meshPreprocessorFromFile64(const char* path, float** corners
                                                uint32_t* count_out, int32_t* progress);
 
 /* As meshPreprocessorFromFile64; when `save` is non-zero the thinned model is
- * also written back to path as binary STL. */
+ * also written back to path as binary STL (unless the file gave no triangles,
+ * in which case it is left as it is). */
 VEKMESH_API int32_t meshPreprocessorFromFileSaveAs64(const char* path, float** corners_out,
                                                      uint32_t* count_out, int32_t* progress,
                                                      uint8_t save);

@@ -1,11 +1,120 @@
-// OBJ reading and writing has not landed yet: the reader yields an empty
-// mesh and the writer writes nothing.
+// OBJ writer: texture coordinates, then vertex lines split by use (one
+// uncoloured line per vertex for all its textured corners, one coloured line
+// per distinct corner colour among its untextured ones), then the faces grouped
+// by material in ascending order. The reader is in obj_reader.cpp.
+#include <algorithm>
+#include <array>
+#include <unordered_map>
+#include <vector>
+
+#include "io/file_handle.h"
 #include "io/obj.h"
 
 namespace vekmesh {
+namespace {
 
-void writeObj(const SubMesh&, const char*) {}
+// The written vertex numbers of one vertex's untextured uses, by colour. A
+// colour is its three bytes: each distinct colour is its own line. Most
+// vertices see one or two colours, so a short list is searched first.
+class ColourLines {
+ public:
+  void clear() {
+    few_.clear();
+    many_.clear();
+  }
+  // The number recorded for `colour`, or -1.
+  int32_t find(uint32_t colour) const {
+    for (const auto& entry : few_)
+      if (entry.first == colour) return entry.second;
+    const auto it = many_.find(colour);
+    return it == many_.end() ? -1 : it->second;
+  }
+  void add(uint32_t colour, int32_t number) {
+    if (few_.size() < kFew)
+      few_.emplace_back(colour, number);
+    else
+      many_.emplace(colour, number);
+  }
 
-void readObj(const char*, SubMesh&) {}
+ private:
+  static constexpr size_t kFew = 8;
+  std::vector<std::pair<uint32_t, int32_t>> few_;
+  std::unordered_map<uint32_t, int32_t> many_;
+};
+
+uint32_t packColour(const uint8_t rgb[3]) {
+  return uint32_t(rgb[0]) << 16 | uint32_t(rgb[1]) << 8 | rgb[2];
+}
+
+}  // namespace
+
+void writeObj(const SubMesh& mesh, const char* path) {
+  if (!path) return;
+  FileHandle file(std::fopen(path, "w"));
+  if (!file) return;
+  std::FILE* out = file.get();
+
+  std::fprintf(out, "%s\n", "mtllib output.mtl");
+  for (const TexCoord& t : mesh.texCoords) std::fprintf(out, "%s %.5f %.5f\n", "vt", t.u, t.v);
+
+  // written[f][c]: the 0-based number of the vertex line that corner c of
+  // face f refers to. Lines are numbered in the order they are written.
+  std::vector<std::array<int32_t, 3>> written(mesh.faces.size(), {0, 0, 0});
+  int32_t counter = 0;
+  ColourLines colour_lines;
+  for (const Vertex& vertex : mesh.vertices) {
+    const std::array<float, 3>& p = vertex.position;
+    // Every textured use of a vertex shares one line: its position is all
+    // that line carries.
+    int32_t textured_line = -1;
+    colour_lines.clear();
+    for (const CornerRef& use : vertex.incidentCorners) {
+      if (use.face >= mesh.faces.size() || use.corner > 2) continue;
+      const Face& face = mesh.faces[use.face];
+      if (face.removed) continue;
+      int32_t line;
+      if (face.material >= 0) {
+        if (textured_line < 0) {
+          std::fprintf(out, "%s %.5f %.5f %.5f", "v", p[0], p[1], p[2]);
+          std::fprintf(out, "\n");
+          textured_line = counter++;
+        }
+        line = textured_line;
+      } else {
+        const uint8_t* rgb = face.colors[use.corner];
+        const uint32_t colour = packColour(rgb);
+        line = colour_lines.find(colour);
+        if (line < 0) {
+          std::fprintf(out, "%s %.5f %.5f %.5f", "v", p[0], p[1], p[2]);
+          std::fprintf(out, " %.3f %.3f %.3f\n", rgb[0] / 255.0, rgb[1] / 255.0, rgb[2] / 255.0);
+          line = counter++;
+          colour_lines.add(colour, line);
+        }
+      }
+      written[use.face][use.corner] = line;
+    }
+  }
+
+  // Groups in ascending material order, so the untextured faces (-1) come
+  // first; within a group, faces keep their order.
+  std::vector<uint32_t> order;
+  order.reserve(mesh.faces.size());
+  for (uint32_t f = 0; f < mesh.faces.size(); ++f)
+    if (!mesh.faces[f].removed) order.push_back(f);
+  std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+    return mesh.faces[a].material < mesh.faces[b].material;
+  });
+  for (size_t i = 0; i < order.size(); ++i) {
+    const Face& face = mesh.faces[order[i]];
+    if (i == 0 || face.material != mesh.faces[order[i - 1]].material)
+      std::fprintf(out, "%s %d\n", "usemtl", int(face.material));
+    const std::array<int32_t, 3>& n = written[order[i]];
+    if (face.material >= 0)
+      std::fprintf(out, "%s %d%s%d %d%s%d %d%s%d\n", "f", n[0] + 1, "/", int(face.uv[0] + 1), n[1] + 1,
+                   "/", int(face.uv[1] + 1), n[2] + 1, "/", int(face.uv[2] + 1));
+    else
+      std::fprintf(out, "%s %d %d %d\n", "f", n[0] + 1, n[1] + 1, n[2] + 1);
+  }
+}
 
 }  // namespace vekmesh

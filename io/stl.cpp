@@ -1,11 +1,154 @@
-// STL reading and writing has not landed yet: the loader leaves the mesh
-// empty (as for a file that cannot be opened) and the writer writes nothing.
+// STL loading and writing. A file is binary when its size is exactly
+// 84 + 50 x N for the count N at byte 80, ASCII otherwise; binary records are
+// read in large blocks and unpacked straight into the soup that gets welded.
 #include "io/stl.h"
 
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "io/file_handle.h"
+#include "io/stl_ascii.h"
+#include "mesh/progress_cell.h"
+
 namespace vekmesh {
+namespace {
 
-void loadStl(SubMesh&, const char*) {}
+constexpr size_t kHeaderBytes = 80;
+constexpr size_t kPreambleBytes = 84;  // header and count
+constexpr size_t kRecordBytes = 50;    // normal, three corners, attribute
+constexpr size_t kCornersOffset = 12;  // the normal is skipped
+constexpr size_t kCornersBytes = 36;
+// Records per block read or written: about 800 KB, large enough that the read
+// calls cost nothing next to unpacking, small enough to stay in cache.
+constexpr size_t kRecordsPerBlock = 16384;
 
-void writeStl(const SubMesh&, const char*) {}
+constexpr bool kLittleEndianHost = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+
+uint32_t loadLittle32(const unsigned char* p) {
+  return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+
+void storeLittle32(unsigned char* p, uint32_t v) {
+  p[0] = static_cast<unsigned char>(v);
+  p[1] = static_cast<unsigned char>(v >> 8);
+  p[2] = static_cast<unsigned char>(v >> 16);
+  p[3] = static_cast<unsigned char>(v >> 24);
+}
+
+// Nine little-endian floats from `src` to `dst`.
+void unpackCorners(const unsigned char* src, float* dst) {
+  if (kLittleEndianHost) {
+    std::memcpy(dst, src, kCornersBytes);
+    return;
+  }
+  for (int i = 0; i < 9; ++i) {
+    const uint32_t bits = loadLittle32(src + 4 * i);
+    std::memcpy(dst + i, &bits, 4);
+  }
+}
+
+void packCorner(unsigned char* dst, const std::array<float, 3>& p) {
+  for (int a = 0; a < 3; ++a) {
+    uint32_t bits;
+    std::memcpy(&bits, &p[a], 4);
+    storeLittle32(dst + 4 * a, bits);
+  }
+}
+
+// The triangle count at byte 80; false when the file is too short to have one.
+bool readDeclaredCount(std::FILE* file, uint64_t size, uint32_t& count) {
+  count = 0;
+  unsigned char bytes[4];
+  if (size < kPreambleBytes || std::fseek(file, kHeaderBytes, SEEK_SET) != 0 ||
+      std::fread(bytes, 1, 4, file) != 4)
+    return false;
+  count = loadLittle32(bytes);
+  return true;
+}
+
+// Reads up to `declared` records after the preamble, but never more than the
+// file holds: a count of four billion in a short file costs only what is there.
+void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared) {
+  const uint64_t present = size >= kPreambleBytes ? (size - kPreambleBytes) / kRecordBytes : 0;
+  const size_t wanted = static_cast<size_t>(std::min<uint64_t>(declared, present));
+  // Left uninitialised: every float handed on is first written from a record.
+  std::unique_ptr<float[]> corners;
+  size_t triangles = 0;
+  if (wanted > 0 && std::fseek(file, kPreambleBytes, SEEK_SET) == 0) {
+    corners.reset(new float[wanted * 9]);
+    std::vector<unsigned char> block(std::min(wanted, kRecordsPerBlock) * kRecordBytes);
+    while (triangles < wanted) {
+      const size_t records = std::min(wanted - triangles, kRecordsPerBlock);
+      // A short read (the file shrank under us) ends the list at the last
+      // whole record.
+      const size_t got = std::fread(block.data(), kRecordBytes, records, file);
+      for (size_t r = 0; r < got; ++r)
+        unpackCorners(block.data() + r * kRecordBytes + kCornersOffset,
+                      corners.get() + 9 * (triangles + r));
+      triangles += got;
+      if (got < records) break;
+    }
+  }
+  buildTriMesh(mesh, static_cast<uint32_t>(triangles), corners.get(), nullptr, nullptr, nullptr);
+}
+
+}  // namespace
+
+void loadStl(SubMesh& mesh, const char* path) {
+  uint64_t size = 0;
+  FileHandle file = openRegularFile(path, "rb", size);
+  if (!file) return;
+  uint32_t declared = 0;
+  const bool has_count = readDeclaredCount(file.get(), size, declared);
+  setProgress(5);
+  const bool binary_size = has_count && size == kPreambleBytes + kRecordBytes * uint64_t(declared);
+  if (!binary_size) {
+    // Text and binary mode are the same stream here, so starting over at
+    // byte 0 is the reopening as text.
+    std::rewind(file.get());
+    const std::vector<float> corners = parseAsciiStl(file.get(), size);
+    buildTriMesh(mesh, static_cast<uint32_t>(corners.size() / 9), corners.data(), nullptr,
+                 nullptr, nullptr);
+  }
+  // A size that does not match but holds no ASCII facets is still tried as
+  // binary (a truncated or padded binary file).
+  if (binary_size || mesh.faces.empty()) readBinary(mesh, file.get(), size, declared);
+  setProgress(48);
+}
+
+void writeStl(const SubMesh& mesh, const char* path) {
+  if (!path) return;
+  unsigned char preamble[kPreambleBytes] = {};
+  std::memcpy(preamble, "VEKMesh", 7);
+  const size_t live = static_cast<size_t>(std::count_if(
+      mesh.faces.begin(), mesh.faces.end(), [](const Face& f) { return f.removed == 0; }));
+  storeLittle32(preamble + kHeaderBytes, static_cast<uint32_t>(live));
+  // Normals and attributes stay zero: the block is cleared once and only the
+  // corner bytes are overwritten. It is allocated before the file is opened,
+  // so running out of memory cannot leave the (possibly replaced) file cut off.
+  std::vector<unsigned char> block(std::min(std::max<size_t>(live, 1), kRecordsPerBlock) *
+                                   kRecordBytes);
+  FileHandle file(std::fopen(path, "wb"));
+  if (!file) return;
+  std::fwrite(preamble, 1, kPreambleBytes, file.get());
+  size_t filled = 0;
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    unsigned char* record = block.data() + filled * kRecordBytes;
+    for (int c = 0; c < 3; ++c) {
+      assert(f.v[c] >= 0 && static_cast<size_t>(f.v[c]) < mesh.vertices.size());
+      packCorner(record + kCornersOffset + 12 * c, mesh.vertices[f.v[c]].position);
+    }
+    if (++filled * kRecordBytes == block.size()) {
+      std::fwrite(block.data(), kRecordBytes, filled, file.get());
+      filled = 0;
+    }
+  }
+  if (filled) std::fwrite(block.data(), kRecordBytes, filled, file.get());
+  // Write errors (a full disk) are not reported: the writer has no result.
+}
 
 }  // namespace vekmesh

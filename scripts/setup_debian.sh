@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
           libpolyclipping-dev libboost-dev libcli11-dev)
 if [ "${1:-}" = "--fuzz" ]; then
-  packages+=(clang libclang-rt-14-dev)
+  packages+=(clang libclang-rt-14-dev libomp-dev)
 fi
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev)

@@ -1,0 +1,51 @@
+// Writes the seed corpus of the fuzz targets: the STL and OBJ files the tests
+// use (tests/io_samples.h) and what the two writers make of coloured,
+// textured and plain test meshes. Usage: make_fuzz_seeds STL_DIR OBJ_DIR
+#include <cstdio>
+#include <string>
+
+#include "io/obj.h"
+#include "io/stl.h"
+#include "io_samples.h"
+#include "mesh_builders.h"
+
+using namespace vekmesh;
+
+namespace {
+
+bool writeAll(const std::string& dir, const std::vector<test::SampleFile>& files) {
+  for (const test::SampleFile& file : files) {
+    const std::string path = dir + "/" + file.name;
+    std::FILE* f = std::fopen(path.c_str(), "wb");
+    if (!f) {
+      std::fprintf(stderr, "make_fuzz_seeds: cannot write %s\n", path.c_str());
+      return false;
+    }
+    std::fwrite(file.bytes.data(), 1, file.bytes.size(), f);
+    std::fclose(f);
+  }
+  return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: %s STL_DIR OBJ_DIR\n", argv[0]);
+    return 2;
+  }
+  const std::string stl_dir = argv[1], obj_dir = argv[2];
+  if (!writeAll(stl_dir, test::stlSamples()) || !writeAll(obj_dir, test::objSamples())) return 1;
+
+  test::Soup coloured = test::torusSoup(1.0f, 0.3f, 8, 6);
+  test::paint(coloured, {0.2f, 0.6f, 1.0f});
+  coloured.colors[0] = 0.0f;  // one corner of another colour splits its vertex
+  test::Soup textured = test::cubeSoup(0.5f, test::Winding::kOutward, {2, 0, 0});
+  test::assignMaterial(textured, 3);
+  textured.materials[0] = 0;
+  const TriMesh mixed = test::buildMesh(test::concatenate(coloured, textured));
+  writeObj(mixed, (obj_dir + "/writer_mixed.obj").c_str());
+  writeObj(test::buildMesh(test::tetrahedronSoup()), (obj_dir + "/writer_plain.obj").c_str());
+  writeStl(mixed, (stl_dir + "/writer_mixed.stl").c_str());
+  return 0;
+}

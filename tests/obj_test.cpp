@@ -1,0 +1,300 @@
+// Tests of the OBJ writer (exact text: vertex splitting by colour and texture
+// use, material groups in ascending order) and of the OBJ reader (colours,
+// texture numbers, the usemtl counter, polygons, bad numbers), and their round
+// trip.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+
+#include "io/import_file.h"
+#include "io/obj.h"
+#include "io/face_triangulation.h"
+#include "io_samples.h"
+#include "mesh_builders.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::ScratchDir;
+using test::Soup;
+
+std::string writeToText(const SubMesh& mesh, ScratchDir& dir) {
+  const std::string path = dir.file("out.obj");
+  writeObj(mesh, path.c_str());
+  return test::readFileBytes(path);
+}
+
+TriMesh readText(ScratchDir& dir, const std::string& text) {
+  TriMesh mesh;
+  readObj(dir.write("in.obj", text).c_str(), mesh);
+  return mesh;
+}
+
+// Two triangles over the unit square, sharing the edge (1,0,0)-(0,1,0).
+Soup squareSoup() {
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
+  return soup;
+}
+
+std::array<double, 3> faceCross(const SubMesh& mesh, const Face& f) {
+  const auto& a = mesh.vertices[f.v[0]].position;
+  const auto& b = mesh.vertices[f.v[1]].position;
+  const auto& c = mesh.vertices[f.v[2]].position;
+  const double u[3] = {double(b[0]) - a[0], double(b[1]) - a[1], double(b[2]) - a[2]};
+  const double v[3] = {double(c[0]) - a[0], double(c[1]) - a[1], double(c[2]) - a[2]};
+  return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
+}
+
+// Signed area seen from +z, summed over the faces.
+double areaFromAbove(const SubMesh& mesh) {
+  double area = 0.0;
+  for (const Face& f : mesh.faces) area += 0.5 * faceCross(mesh, f)[2];
+  return area;
+}
+
+TEST(ObjWriter, PlainMeshIsOneWhiteGroup) {
+  ScratchDir dir;
+  EXPECT_EQ(writeToText(test::buildMesh(squareSoup()), dir),
+            "mtllib output.mtl\n"
+            "v 0.00000 0.00000 0.00000 1.000 1.000 1.000\n"
+            "v 1.00000 0.00000 0.00000 1.000 1.000 1.000\n"
+            "v 0.00000 1.00000 0.00000 1.000 1.000 1.000\n"
+            "v 1.00000 1.00000 0.00000 1.000 1.000 1.000\n"
+            "usemtl -1\n"
+            "f 1 2 3\n"
+            "f 2 4 3\n");
+}
+
+TEST(ObjWriter, ColourBoundarySplitsVertices) {
+  ScratchDir dir;
+  Soup soup = squareSoup();
+  soup.colors = {1, 0, 0, 1, 0, 0, 1, 0, 0,   // red triangle
+                 0, 0, 1, 0, 0, 1, 0, 0, 1};  // blue triangle
+  EXPECT_EQ(writeToText(test::buildMesh(soup), dir),
+            "mtllib output.mtl\n"
+            "v 0.00000 0.00000 0.00000 1.000 0.000 0.000\n"
+            "v 1.00000 0.00000 0.00000 1.000 0.000 0.000\n"
+            "v 1.00000 0.00000 0.00000 0.000 0.000 1.000\n"
+            "v 0.00000 1.00000 0.00000 1.000 0.000 0.000\n"
+            "v 0.00000 1.00000 0.00000 0.000 0.000 1.000\n"
+            "v 1.00000 1.00000 0.00000 0.000 0.000 1.000\n"
+            "usemtl -1\n"
+            "f 1 2 4\n"
+            "f 3 6 5\n");
+}
+
+TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
+  ScratchDir dir;
+  Soup soup = squareSoup();
+  soup.addTriangle({1, 1, 0}, {2, 1, 0}, {1, 2, 0});
+  soup.materials = {2, 0, -1};
+  soup.uvs = {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f,
+              1.0f, 0.25f, 0.125f, 9, 9, 9, 9, 9, 9};  // the last triangle's are never read
+  test::paint(soup, {0, 1, 0});
+  TriMesh mesh = test::buildMesh(soup);
+  EXPECT_EQ(writeToText(mesh, dir),
+            "mtllib output.mtl\n"
+            "vt 0.10000 0.20000\n"
+            "vt 0.30000 0.40000\n"
+            "vt 0.50000 0.60000\n"
+            "vt 0.70000 0.80000\n"
+            "vt 0.90000 1.00000\n"
+            "vt 0.25000 0.12500\n"
+            "v 0.00000 0.00000 0.00000\n"
+            "v 1.00000 0.00000 0.00000\n"
+            "v 0.00000 1.00000 0.00000\n"
+            "v 1.00000 1.00000 0.00000\n"  // textured use of (1,1,0), no colour
+            "v 1.00000 1.00000 0.00000 0.000 1.000 0.000\n"  // its untextured use
+            "v 2.00000 1.00000 0.00000 0.000 1.000 0.000\n"
+            "v 1.00000 2.00000 0.00000 0.000 1.000 0.000\n"
+            "usemtl -1\n"
+            "f 5 6 7\n"
+            "usemtl 0\n"
+            "f 2/4 4/5 3/6\n"
+            "usemtl 2\n"
+            "f 1/1 2/2 3/3\n");
+
+  // Removed faces write neither their face line nor the vertex lines only
+  // they would need.
+  mesh.faces[2].removed = 1;
+  const std::string text = writeToText(mesh, dir);
+  EXPECT_EQ(text.find("0.000 1.000 0.000"), std::string::npos);
+  EXPECT_EQ(text.find("usemtl -1"), std::string::npos);
+}
+
+TEST(ObjWriter, UnwritablePathLeavesNoFile) {
+  ScratchDir dir;
+  const std::string path = dir.path() + "/missing/out.obj";
+  writeObj(test::buildMesh(squareSoup()), path.c_str());
+  writeObj(test::buildMesh(squareSoup()), dir.path().c_str());  // a directory
+  writeObj(test::buildMesh(squareSoup()), nullptr);
+  EXPECT_TRUE(test::readFileBytes(path).empty());
+}
+
+TEST(ObjReader, ColoursTextureNumbersAndUsemtlCounter) {
+  ScratchDir dir;
+  const TriMesh mesh = readText(dir, test::kFeaturesObj);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  // One triangle, one textured triangle, one quad; the faces with relative,
+  // zero and too-large numbers are dropped.
+  ASSERT_EQ(mesh.faces.size(), 4u);
+
+  const Face& plain = mesh.faces[0];
+  EXPECT_EQ(plain.material, kNoMaterial);  // before the first usemtl
+  const uint8_t rgb[3][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}};
+  for (int c = 0; c < 3; ++c)
+    for (int k = 0; k < 3; ++k) EXPECT_EQ(plain.colors[c][k], rgb[c][k]);
+
+  const Face& textured = mesh.faces[1];
+  EXPECT_EQ(textured.material, 0);
+  const double uv[3][2] = {{0.25, 0.5}, {0.75, 0.125}, {0.0, 0.0}};  // number 7 does not exist
+  for (int c = 0; c < 3; ++c) {
+    ASSERT_LT(textured.uv[c], mesh.texCoords.size());
+    EXPECT_EQ(mesh.texCoords[textured.uv[c]].u, uv[c][0]);
+    EXPECT_EQ(mesh.texCoords[textured.uv[c]].v, uv[c][1]);
+  }
+  // "v 1 1 0" has no colour: white.
+  EXPECT_EQ(textured.colors[1][0], 255);
+  EXPECT_EQ(textured.colors[1][1], 255);
+
+  // The same material name again is a new group: groups count by appearance.
+  EXPECT_EQ(mesh.faces[2].material, 1);
+  EXPECT_EQ(mesh.faces[3].material, 1);
+  EXPECT_DOUBLE_EQ(areaFromAbove(mesh), 0.5 + 0.5 + 1.0);
+  // Corners of the quad: "1//1" has no texture number, "2/2/2" has 2.
+  std::set<std::pair<double, double>> quad_uvs;
+  for (int f = 2; f < 4; ++f)
+    for (int c = 0; c < 3; ++c) {
+      const TexCoord& t = mesh.texCoords[mesh.faces[f].uv[c]];
+      quad_uvs.insert({t.u, t.v});
+    }
+  EXPECT_EQ(quad_uvs, (std::set<std::pair<double, double>>{{0.0, 0.0}, {0.75, 0.125}}));
+}
+
+TEST(ObjReader, PolygonsAreTriangulatedInsideTheirOutline) {
+  ScratchDir dir;
+  // Concave: every triangle must face +z, and together they cover area 3
+  // (a fan from the reflex corner would fold over the notch).
+  const TriMesh l_shape = readText(dir, test::kConcavePolygonObj);
+  ASSERT_EQ(l_shape.faces.size(), 4u);
+  for (const Face& f : l_shape.faces) EXPECT_GT(faceCross(l_shape, f)[2], 0.0);
+  EXPECT_DOUBLE_EQ(areaFromAbove(l_shape), 3.0);
+
+  // Repeated consecutive points are skipped, including last to first; a
+  // continued line is one face.
+  const TriMesh repeats =
+      readText(dir, "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 1 1 0\nf 1 1 2 3 5 4 1\n");
+  EXPECT_EQ(repeats.faces.size(), 2u);
+  EXPECT_DOUBLE_EQ(areaFromAbove(repeats), 1.0);
+  const TriMesh continued = readText(dir, test::objSamples()[2].bytes);
+  EXPECT_EQ(continued.faces.size(), 2u);
+  EXPECT_DOUBLE_EQ(areaFromAbove(continued), 1.0);
+
+  // A polygon too large for ear clipping is fanned: fine for a convex one.
+  std::string circle;
+  const int n = 2 * int(kMaxEarClipCorners);
+  for (int i = 0; i < n; ++i)
+    circle += "v " + std::to_string(std::cos(2 * M_PI * i / n)) + " " +
+              std::to_string(std::sin(2 * M_PI * i / n)) + " 0\n";
+  circle += "f";
+  for (int i = 1; i <= n; ++i) circle += " " + std::to_string(i);
+  const TriMesh disc = readText(dir, circle + "\n");
+  EXPECT_EQ(disc.faces.size(), size_t(n - 2));
+  EXPECT_NEAR(areaFromAbove(disc), M_PI, 0.01);
+}
+
+TEST(ObjReader, MalformedInputNeverCrashes) {
+  ScratchDir dir;
+  EXPECT_TRUE(readText(dir, "").faces.empty());
+  EXPECT_TRUE(readText(dir, std::string(5000, '\0') + "\xff\xfe f 1 2 3").faces.empty());
+  const TriMesh odd = readText(dir,
+                               "v\nv 1\nv 1 2\nv nan inf -inf\nv 1 1 1 0.5\n"
+                               "vt\nusemtl\n"
+                               "f 1 2\n"                               // two corners
+                               "f 99999999999999999999999 1 2\n"       // beyond int64
+                               "f 1/99999 2/-3 3/0 # a comment\n"       // bad texture numbers
+                               "f 2 3 5\n");
+  EXPECT_EQ(test::invariantViolation(odd), "");
+  ASSERT_EQ(odd.faces.size(), 2u);
+  for (const Face& f : odd.faces) {
+    EXPECT_EQ(f.material, 0);
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_EQ(odd.texCoords[f.uv[c]].u, 0.0);
+      EXPECT_EQ(f.colors[c][2], 255);  // "v 1 1 1 0.5" is not a colour
+    }
+  }
+
+  TriMesh untouched;
+  readObj((dir.path() + "/missing.obj").c_str(), untouched);
+  readObj(dir.path().c_str(), untouched);
+  readObj(nullptr, untouched);
+  EXPECT_TRUE(untouched.faces.empty());
+}
+
+// Writing and reading back keeps positions (to the 5 decimals written),
+// texture coordinates, colours (bytes truncated after 3 decimals, so at most
+// one step down; multiples of 0.2 exactly) and the material groups, which come
+// back numbered by their order in the file.
+TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
+  ScratchDir dir;
+  Soup coloured = test::uvSphereSoup(1.0f, 16, 8);
+  coloured.colors.clear();
+  for (size_t i = 0; i < coloured.corners.size(); ++i)
+    coloured.colors.push_back(float(i % 256) / 255.0f);
+  Soup textured = test::cubeSoup(0.5f, test::Winding::kOutward, {3, 0, 0});
+  test::assignMaterial(textured, 0);
+  for (size_t t = 6; t < 12; ++t) textured.materials[t] = 1;
+  const TriMesh mesh = test::buildMesh(test::concatenate(coloured, textured));
+
+  const std::string path = dir.file("round.obj");
+  writeObj(mesh, path.c_str());
+  TriMesh back;
+  importByExtension(back, path.c_str());
+  ASSERT_EQ(back.faces.size(), mesh.faces.size());
+  EXPECT_EQ(test::invariantViolation(back), "");
+
+  // Faces come back group by group (-1, 0, 1), each group in face order.
+  std::vector<uint32_t> order(mesh.faces.size());
+  for (uint32_t f = 0; f < order.size(); ++f) order[f] = f;
+  std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+    return mesh.faces[a].material < mesh.faces[b].material;
+  });
+  for (size_t i = 0; i < order.size(); ++i) {
+    const Face& was = mesh.faces[order[i]];
+    const Face& now = back.faces[i];
+    EXPECT_EQ(now.material, was.material + 1) << "face " << i;
+    for (int c = 0; c < 3; ++c) {
+      for (int a = 0; a < 3; ++a)
+        EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a],
+                    5e-6);
+      if (was.material < 0) {
+        for (int k = 0; k < 3; ++k) {
+          EXPECT_LE(now.colors[c][k], was.colors[c][k]);
+          EXPECT_GE(now.colors[c][k] + 1, was.colors[c][k]);
+          if (was.colors[c][k] % 51 == 0) {
+            EXPECT_EQ(now.colors[c][k], was.colors[c][k]);
+          }
+        }
+      } else {
+        EXPECT_NEAR(back.texCoords[now.uv[c]].u, mesh.texCoords[was.uv[c]].u, 5e-6);
+        EXPECT_NEAR(back.texCoords[now.uv[c]].v, mesh.texCoords[was.uv[c]].v, 5e-6);
+      }
+    }
+  }
+
+  // Groups 0 and 1 alone come back under their own numbers.
+  const TriMesh only_textured = test::buildMesh(textured);
+  writeObj(only_textured, path.c_str());
+  TriMesh again;
+  readObj(path.c_str(), again);
+  ASSERT_EQ(again.faces.size(), 12u);
+  for (size_t f = 0; f < 12; ++f) EXPECT_EQ(again.faces[f].material, f < 6 ? 0 : 1);
+}
+
+}  // namespace
+}  // namespace vekmesh

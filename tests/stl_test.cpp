@@ -1,0 +1,251 @@
+// Tests of the STL loader and writer and of the import dispatch, on files the
+// tests write themselves: binary/ASCII choice by size, the ASCII grouping rule,
+// bit-exact round trips, hostile files, progress values and extensions.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "io/import_file.h"
+#include "io/stl.h"
+#include "io_samples.h"
+#include "mesh/progress_cell.h"
+#include "mesh_builders.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::ScratchDir;
+using test::Soup;
+
+// The triangles of a mesh as corner coordinates, for comparison with a soup.
+std::vector<float> cornersOf(const SubMesh& mesh) {
+  std::vector<float> out;
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    for (int c = 0; c < 3; ++c) {
+      const auto& p = mesh.vertices[f.v[c]].position;
+      out.insert(out.end(), p.begin(), p.end());
+    }
+  }
+  return out;
+}
+
+bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+TriMesh load(const std::string& path) {
+  TriMesh mesh;
+  loadStl(mesh, path.c_str());
+  return mesh;
+}
+
+// Records every progress value written while it lives.
+class ProgressLog {
+ public:
+  ProgressLog() {
+    bindProgress(&cell_);
+    setProgressObserver(
+        [](int32_t percent, void* self) { static_cast<ProgressLog*>(self)->values.push_back(percent); },
+        this);
+    values.clear();  // binding wrote its 0
+  }
+  ~ProgressLog() {
+    setProgressObserver(nullptr, nullptr);
+    releaseProgress();
+  }
+  std::vector<int32_t> values;
+
+ private:
+  int32_t cell_ = -1;
+};
+
+TEST(StlLoader, BinaryAndAsciiGiveTheSameWeldedMesh) {
+  ScratchDir dir;
+  const Soup sphere = test::uvSphereSoup(1.5f, 16, 8);
+  const TriMesh reference = test::buildMesh(sphere);
+  // A "solid" header does not make a file ASCII: its size decides.
+  const std::string files[] = {
+      dir.write("binary.stl", test::binaryStl(sphere)),
+      dir.write("solid_header.stl", test::binaryStl(sphere, "solid sphere")),
+      dir.write("attributes.stl", test::binaryStl(sphere, "colour", -1, 0xFFFF)),
+      dir.write("plain.stl", test::asciiStl(sphere)),
+      dir.write("odd.stl", test::asciiStl(sphere, test::AsciiStyle::kOdd)),
+  };
+  for (const std::string& path : files) {
+    SCOPED_TRACE(path);
+    const TriMesh mesh = load(path);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+    EXPECT_EQ(mesh.faces.size(), reference.faces.size());
+    EXPECT_EQ(mesh.vertices.size(), reference.vertices.size());
+    EXPECT_TRUE(sameBits(cornersOf(mesh), sphere.corners));
+    EXPECT_TRUE(mesh.texCoords.empty());
+    for (const Face& f : mesh.faces) {
+      EXPECT_EQ(f.material, kNoMaterial);
+      EXPECT_EQ(f.colors[1][2], 255);
+    }
+  }
+}
+
+// Larger than the text reader's buffer, so words and numbers straddle refills.
+TEST(StlLoader, AsciiFileLargerThanTheReadBufferLoadsWhole) {
+  ScratchDir dir;
+  const Soup sphere = test::uvSphereSoup(3.0f, 96, 48);
+  const std::string text = test::asciiStl(sphere, test::AsciiStyle::kOdd);
+  ASSERT_GT(text.size(), size_t(2) << 20);
+  const TriMesh mesh = load(dir.write("big.stl", text));
+  EXPECT_TRUE(sameBits(cornersOf(mesh), sphere.corners));
+}
+
+TEST(StlLoader, AsciiCornersAreGroupedInThreesWhateverTheFacets) {
+  ScratchDir dir;
+  const TriMesh mesh = load(dir.write("four.stl", test::kFourVertexFacetStl));
+  const std::vector<float> expected = {0, 0, 0, 1, 0, 0, 1, 1, 0,   // first three of facet 1
+                                       0, 1, 0, 0, 0, 1, 1, 0, 1};  // its fourth, then facet 2
+  EXPECT_TRUE(sameBits(cornersOf(mesh), expected));
+
+  // Vertices outside a facet are not corners; words only have to contain the
+  // keywords; numbers are read as doubles and narrowed to float.
+  const TriMesh loose = load(dir.write("loose.stl",
+                                       "solid vertex 9 9 9\n"
+                                       "xfacetx vertex 0.1 0 0 vertex 0 +1e0 0 vertex 0 0 1E+000\n"
+                                       "myendfacety vertex 5 5 5\n"
+                                       "facet vertex 1 1 1 vertex 2 2 2\n"));
+  const std::vector<float> loose_expected = {0.1f, 0, 0, 0, 1, 0, 0, 0, 1};
+  EXPECT_TRUE(sameBits(cornersOf(loose), loose_expected));
+
+  // A vertex cut off by the end of the file, and a word that is no number.
+  const TriMesh cut = load(dir.write("cut.stl", "facet vertex 0 0 0 vertex 1 0 0 vertex 0 x 1 vertex 4"));
+  const std::vector<float> cut_expected = {0, 0, 0, 1, 0, 0, 0, 0, 1};
+  EXPECT_TRUE(sameBits(cornersOf(cut), cut_expected));
+}
+
+TEST(StlWriter, RoundTripIsBitExactAndFollowsTheLayout) {
+  ScratchDir dir;
+  Soup soup = test::cubeSoup(2.5f, test::Winding::kOutward, {-1.0f, 1e-3f, 3e7f});
+  // Values that a text detour would damage: a subnormal, a negative zero, the
+  // largest float.
+  soup.addTriangle({1e-40f, -0.0f, 0.1f}, {std::numeric_limits<float>::max(), 0.0f, 0.0f},
+                   {0.0f, 1.0f / 3.0f, -7.0f});
+  TriMesh mesh = test::buildMesh(soup);
+  mesh.faces[2].removed = 1;  // removed faces are not written
+  const size_t live = mesh.faces.size() - 1;
+
+  const std::string path = dir.file("out.stl");
+  writeStl(mesh, path.c_str());
+  const std::string bytes = test::readFileBytes(path);
+  ASSERT_EQ(bytes.size(), 84 + 50 * live);
+  EXPECT_EQ(std::memcmp(bytes.data(), "VEKMesh", 7), 0);
+  EXPECT_EQ(bytes.substr(7, 73), std::string(73, '\0'));
+  uint32_t count = 0;
+  std::memcpy(&count, bytes.data() + 80, 4);
+  EXPECT_EQ(count, live);
+  for (size_t r = 0; r < live; ++r) {
+    const char* record = bytes.data() + 84 + 50 * r;
+    EXPECT_EQ(std::string(record, 12), std::string(12, '\0')) << "normal of record " << r;
+    EXPECT_EQ(std::string(record + 48, 2), std::string(2, '\0')) << "attribute of record " << r;
+  }
+
+  const TriMesh back = load(path);
+  EXPECT_TRUE(sameBits(cornersOf(back), cornersOf(mesh)));
+
+  // An empty mesh is a valid, empty file.
+  writeStl(TriMesh{}, path.c_str());
+  EXPECT_EQ(test::readFileBytes(path).size(), 84u);
+  // An unwritable path is ignored.
+  writeStl(mesh, (dir.path() + "/no/such/dir/out.stl").c_str());
+}
+
+TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
+  ScratchDir dir;
+  const Soup cube = test::cubeSoup();
+
+  // A count of four billion in a 200-byte file: the two whole records only.
+  std::string huge = test::binaryStl(cube, "huge", 4000000000LL);
+  huge.resize(200);
+  const TriMesh from_huge = load(dir.write("huge.stl", huge));
+  EXPECT_TRUE(sameBits(cornersOf(from_huge), std::vector<float>(cube.corners.begin(),
+                                                                cube.corners.begin() + 18)));
+
+  // A cut last record is dropped; a padded file is read for its count.
+  std::string cut = test::binaryStl(cube);
+  cut.resize(84 + 50 * 7 + 30);
+  EXPECT_EQ(load(dir.write("cut.stl", cut)).faces.size(), 7u);
+  const TriMesh padded = load(dir.write("padded.stl", test::binaryStl(cube) + "trailing bytes"));
+  EXPECT_TRUE(sameBits(cornersOf(padded), cube.corners));
+
+  // Nothing to read: empty, shorter than a header, a header that promises
+  // nothing, binary noise that is no STL.
+  EXPECT_TRUE(load(dir.write("empty.stl", "")).faces.empty());
+  EXPECT_TRUE(load(dir.write("short.stl", "solid x")).faces.empty());
+  EXPECT_TRUE(load(dir.write("zero.stl", std::string(84, '\0'))).faces.empty());
+  EXPECT_TRUE(load(dir.write("noise.stl", std::string(83, '\xff'))).faces.empty());
+
+  // NaN and infinite coordinates are carried, not trusted.
+  Soup odd;
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float inf = std::numeric_limits<float>::infinity();
+  odd.addTriangle({nan, 0, 0}, {inf, 1, 0}, {-inf, 0, nan});
+  odd.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  EXPECT_EQ(test::invariantViolation(load(dir.write("nan.stl", test::binaryStl(odd)))), "");
+  EXPECT_EQ(load(dir.write("nan_text.stl", "facet vertex nan 0 0 vertex inf 1 0 vertex 1e999 -1e999 1e-999"))
+                .faces.size(),
+            1u);
+}
+
+TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
+  ScratchDir dir;
+  const std::string good = dir.write("cube.stl", test::binaryStl(test::cubeSoup()));
+  {
+    ProgressLog progress;
+    EXPECT_EQ(load(good).faces.size(), 12u);
+    EXPECT_EQ(progress.values, (std::vector<int32_t>{5, 48}));
+  }
+  for (const std::string& path : {dir.path() + "/missing.stl", dir.path(), std::string("/dev/zero")}) {
+    SCOPED_TRACE(path);
+    TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
+    ProgressLog progress;
+    loadStl(mesh, path.c_str());
+    EXPECT_EQ(mesh.faces.size(), 4u);
+    EXPECT_TRUE(progress.values.empty());
+  }
+  TriMesh mesh;
+  loadStl(mesh, nullptr);
+  EXPECT_TRUE(mesh.faces.empty());
+}
+
+TEST(ImportDispatch, ExtensionIsExactAndCaseSensitive) {
+  ScratchDir dir;
+  const std::string bytes = test::binaryStl(test::cubeSoup());
+  struct Case {
+    std::string name;
+    size_t faces;
+  };
+  const Case cases[] = {{"model.stl", 12}, {"model.STL", 0}, {"model.Stl", 0},
+                        {"model.stl.bak", 0}, {"model", 0}, {"dotted.name.stl", 12}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TriMesh mesh;
+    importByExtension(mesh, dir.write(c.name, bytes).c_str());
+    EXPECT_EQ(mesh.faces.size(), c.faces);
+    EXPECT_EQ(mesh.tag, &mesh);
+  }
+  EXPECT_EQ(fileExtension("a/b.c/d"), "c/d");
+  EXPECT_EQ(fileExtension("x."), "");
+
+  // An STL body under an .obj name goes to the OBJ reader, which finds nothing.
+  TriMesh as_obj;
+  importByExtension(as_obj, dir.write("model.obj", bytes).c_str());
+  EXPECT_TRUE(as_obj.faces.empty());
+  TriMesh none;
+  importByExtension(none, nullptr);
+  EXPECT_EQ(none.tag, &none);
+}
+
+}  // namespace
+}  // namespace vekmesh
