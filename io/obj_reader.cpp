@@ -190,7 +190,7 @@ class ObjParser {
 
 void readObj(const char* path, SubMesh& mesh) {
   uint64_t size = 0;
-  FileHandle file = openRegularFile(path, "r", size);
+  FileHandle file = openRegularFile(path, size);
   if (!file) return;
   ObjParser parser(file.get(), size);
   parser.run();

@@ -99,7 +99,7 @@ void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared
 
 void loadStl(SubMesh& mesh, const char* path) {
   uint64_t size = 0;
-  FileHandle file = openRegularFile(path, "rb", size);
+  FileHandle file = openRegularFile(path, size);
   if (!file) return;
   uint32_t declared = 0;
   const bool has_count = readDeclaredCount(file.get(), size, declared);

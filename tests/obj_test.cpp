@@ -4,6 +4,8 @@
 // trip.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cmath>
 #include <set>
@@ -232,6 +234,9 @@ TEST(ObjReader, MalformedInputNeverCrashes) {
   TriMesh untouched;
   readObj((dir.path() + "/missing.obj").c_str(), untouched);
   readObj(dir.path().c_str(), untouched);
+  const std::string fifo = dir.file("fifo.obj");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  readObj(fifo.c_str(), untouched);
   readObj(nullptr, untouched);
   EXPECT_TRUE(untouched.faces.empty());
 }

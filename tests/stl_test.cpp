@@ -206,7 +206,11 @@ TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
     EXPECT_EQ(load(good).faces.size(), 12u);
     EXPECT_EQ(progress.values, (std::vector<int32_t>{5, 48}));
   }
-  for (const std::string& path : {dir.path() + "/missing.stl", dir.path(), std::string("/dev/zero")}) {
+  // A FIFO with no writer would block an ordinary open for ever.
+  const std::string fifo = dir.file("fifo.stl");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  for (const std::string& path :
+       {dir.path() + "/missing.stl", dir.path(), std::string("/dev/zero"), fifo}) {
     SCOPED_TRACE(path);
     TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
     ProgressLog progress;
