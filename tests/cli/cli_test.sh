@@ -1,0 +1,80 @@
+#!/usr/bin/env bash
+# Runs the built vekmesh tool as a user would: each subcommand on the shipped
+# damaged sample, and each user error, checking exit codes, messages and that a
+# failed command leaves no output file behind.
+# Usage: cli_test.sh <path to vekmesh> <path to the sample STL>
+set -u
+tool=$1
+sample=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failures=0
+
+fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
+
+# expect <exit code> <text expected in the combined output> -- command...
+expect() {
+  local code=$1 text=$2
+  shift 3
+  local out
+  out=$("$tool" "$@" 2>&1)
+  local got=$?
+  [ "$got" -eq "$code" ] || fail "vekmesh $*: exit $got, wanted $code; output: $out"
+  case "$out" in *"$text"*) ;; *) fail "vekmesh $*: output lacks '$text': $out" ;; esac
+}
+
+no_file() { [ ! -e "$1" ] || fail "$1 exists after a failed command"; ls -a | grep -q '\.part' && fail "temporary file left: $(ls -a)"; true; }
+
+cp "$sample" model.stl
+cp "$sample" PART.STL
+
+# --- success -------------------------------------------------------------------
+expect 0 "triangles" -- info model.stl
+expect 0 "flaw test" -- info PART.STL
+json=$("$tool" --json info model.stl) || fail "info --json failed"
+echo "$json" | python3 -c 'import json,sys; d=json.load(sys.stdin); assert d["model"]["triangles"] > 1000, d' \
+  || fail "info --json is not the expected JSON: $json"
+
+expect 0 "after repair" -- repair model.stl -o repaired.stl
+[ -s repaired.stl ] || fail "repair wrote no file"
+expect 0 "triangles" -- info repaired.stl
+
+expect 0 "model.obj" -- convert model.stl model.obj
+grep -q '^v ' model.obj || fail "converted OBJ has no vertex lines"
+expect 0 "triangles" -- info model.obj
+expect 0 "model.STL" -- convert model.obj model.STL
+[ -s model.STL ] || fail "convert to upper-case .STL wrote nothing"
+
+expect 0 "parts" -- separate model.stl -o part.stl
+[ -s part-1.stl ] || fail "separate wrote no part-1.stl"
+
+expect 0 "->" -- reduce model.stl -o reduced.stl --ratio 0.5 --max-error 0.01
+[ -s reduced.stl ] || fail "reduce wrote no file"
+
+# --- errors --------------------------------------------------------------------
+expect 1 "no such file" -- repair missing.stl -o out1.stl
+no_file out1.stl
+mkdir folder.stl
+expect 1 "directory" -- convert folder.stl out2.obj
+no_file out2.obj
+printf 'hello' > notes.txt
+expect 1 "known extensions: stl, obj" -- convert notes.txt out3.stl
+no_file out3.stl
+: > empty.stl
+expect 1 "no triangles" -- repair empty.stl -o out4.stl
+no_file out4.stl
+expect 1 "cannot write" -- convert model.stl no/such/dir/out5.stl
+no_file no/such/dir/out5.stl
+expect 1 "known extensions" -- convert model.stl out6.ply
+no_file out6.ply
+expect 2 "" -- repair model.stl
+expect 2 "" -- frobnicate model.stl
+
+[ ! -e logFile.log ] || fail "a run without --log left logFile.log"
+
+if [ "$failures" -ne 0 ]; then
+  echo "$failures failure(s)"
+  exit 1
+fi
+echo "all tool checks passed"
