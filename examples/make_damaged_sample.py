@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Writes examples/data/damaged_figure.stl: a small snowman-like figure (two
-overlapping spheres on a square plinth) with typical upload damage: two holes,
-flipped facets, a duplicated facet and a collapsed facet. Deterministic."""
+overlapping spheres on a square plinth) with typical upload damage: holes,
+flipped facets, a duplicated facet, a collapsed facet, and poles whose fan
+corners differ only in the sign of zero or by 1e-15 (so they do not weld
+exactly and leave open edges until snapping). Deterministic."""
 import math
 import struct
 import sys
