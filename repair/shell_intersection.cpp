@@ -15,6 +15,7 @@
 #include <boost/geometry/index/rtree.hpp>
 
 #include "mesh/face_bits.h"
+#include "repair/morton_order.h"
 #include "repair/tri_tri_intersection.h"
 
 namespace vekmesh {
@@ -30,9 +31,10 @@ constexpr size_t kMaxShellPairs = size_t{1} << 24;
 constexpr uint64_t kMaxBoxComparisons = uint64_t{1} << 30;
 
 // Shells below this many faces are indexed face by face; a larger shell of n
-// faces by runs of int(n * 0.0001 + 0.5) consecutive faces of its list (about
-// 10000 runs). Faces of a shell are listed breadth-first, so a run is a
-// compact patch and its box stays tight.
+// faces by runs of int(n * 0.0001 + 0.5) faces (about 10000 runs). The runs
+// are cut from the faces in Morton order of their box centres, not from the
+// breadth-first shell list: breadth-first fronts are rings around the first
+// face, and runs along a ring make long boxes that reach across thin gaps.
 constexpr size_t kRunThreshold = 10000;
 
 struct FloatBox {
@@ -57,13 +59,14 @@ inline void widen(FloatBox& box, const FloatBox& by) {
 }
 
 // Box of one face; false (and an empty box) when a coordinate is not finite.
+// A sum of floats in double never overflows, and carries any NaN or infinity.
 bool faceBox(const SubMesh& mesh, int32_t f, FloatBox& box) {
   const Face& face = mesh.faces[f];
   const auto& a = mesh.vertices[face.v[0]].position;
   const auto& b = mesh.vertices[face.v[1]].position;
   const auto& c = mesh.vertices[face.v[2]].position;
   for (int d = 0; d < 3; ++d) {
-    if (!std::isfinite(a[d]) || !std::isfinite(b[d]) || !std::isfinite(c[d])) {
+    if (!std::isfinite(static_cast<double>(a[d]) + b[d] + c[d])) {
       box = kEmptyBox;
       return false;
     }
@@ -98,24 +101,39 @@ inline RBox toRBox(const FloatBox& b) {
   return RBox(RPoint(b.lo[0], b.lo[1], b.lo[2]), RPoint(b.hi[0], b.hi[1], b.hi[2]));
 }
 
-// Entry e of a shell covers positions [e * step, (e + 1) * step) of its face list.
+// A shell as the search indexes it: its faces in index order with their
+// boxes; entry e covers positions [e * step, (e + 1) * step) of that order.
 struct ShellIndex {
+  std::vector<int32_t> faces;
+  std::vector<FloatBox> boxes;
   uint32_t step = 1;
   std::vector<FloatBox> entries;
   RTree tree;
-  bool hasEntries = false;
-  bool hasTree = false;
 };
 
-void buildEntries(const SubMesh& mesh, const std::vector<int32_t>& shell, ShellIndex& index) {
+// `boxes` holds the face boxes in shell-list order already.
+void buildEntries(const std::vector<int32_t>& shell, const FloatBox& bounds, ShellIndex& index) {
   const size_t n = shell.size();
-  index.step = n < kRunThreshold ? 1u : static_cast<uint32_t>(static_cast<double>(n) * 0.0001 + 0.5);
-  index.entries.assign((n + index.step - 1) / index.step, kEmptyBox);
-  for (size_t i = 0; i < n; ++i) {
-    FloatBox box;
-    if (faceBox(mesh, shell[i], box)) widen(index.entries[i / index.step], box);
+  index.faces = shell;
+  if (n >= kRunThreshold) {
+    index.step = static_cast<uint32_t>(static_cast<double>(n) * 0.0001 + 0.5);
+    const MortonGrid grid(bounds.lo, bounds.hi);
+    std::vector<uint32_t> codes(n);
+    for (size_t i = 0; i < n; ++i) {
+      const FloatBox& b = index.boxes[i];
+      codes[i] = grid.code(0.5f * b.lo[0] + 0.5f * b.hi[0], 0.5f * b.lo[1] + 0.5f * b.hi[1],
+                           0.5f * b.lo[2] + 0.5f * b.hi[2]);
+    }
+    const std::vector<uint32_t> order = sortByCode(codes);
+    std::vector<FloatBox> boxes(n);
+    for (size_t i = 0; i < n; ++i) {
+      index.faces[i] = shell[order[i]];
+      boxes[i] = index.boxes[order[i]];
+    }
+    index.boxes.swap(boxes);
   }
-  index.hasEntries = true;
+  index.entries.assign((n + index.step - 1) / index.step, kEmptyBox);
+  for (size_t i = 0; i < n; ++i) widen(index.entries[i / index.step], index.boxes[i]);
 }
 
 void buildTree(ShellIndex& index) {
@@ -125,7 +143,6 @@ void buildTree(ShellIndex& index) {
     if (index.entries[e].lo[0] <= index.entries[e].hi[0])
       values.emplace_back(toRBox(index.entries[e]), e);
   index.tree = RTree(values.begin(), values.end());  // packed bulk load
-  index.hasTree = true;
 }
 
 // --- one pair of shells -------------------------------------------------------------
@@ -133,47 +150,41 @@ void buildTree(ShellIndex& index) {
 // Reused buffers of one pair search.
 struct Scratch {
   std::vector<REntry> hits;
-  std::vector<FloatBox> boxes;       // faces of the current entry of the indexed shell
-  std::vector<Triangle> triangles;   // their corners, filled on demand
+  std::vector<Triangle> triangles;  // corners of the current entry of the queried shell
+
   std::vector<uint8_t> loaded;
   uint64_t comparisons = 0;
 };
 
-struct ShellView {
-  const std::vector<int32_t>* faces;
-  const ShellIndex* index;
-  size_t begin(uint32_t e) const { return size_t{e} * index->step; }
-  size_t end(uint32_t e) const {
-    return std::min(faces->size(), size_t{e + 1} * index->step);
-  }
-};
-
-// Faces of entry ea of `a` against faces of entry eb of `b`.
-bool entriesIntersect(const SubMesh& mesh, const ShellView& a, uint32_t ea, const ShellView& b,
+// Faces of entry ea of `a` against faces of entry eb of `b`, box first.
+bool entriesIntersect(const SubMesh& mesh, const ShellIndex& a, uint32_t ea, const ShellIndex& b,
                       uint32_t eb, Scratch& s) {
-  const FloatBox& b_box = b.index->entries[eb];
-  const size_t b_begin = b.begin(eb), b_count = b.end(eb) - b_begin;
+  const FloatBox& b_box = b.entries[eb];
+  const size_t a_begin = size_t{ea} * a.step, a_end = std::min(a.faces.size(), a_begin + a.step);
+  const size_t b_begin = size_t{eb} * b.step, b_end = std::min(b.faces.size(), b_begin + b.step);
   bool b_ready = false;
-  for (size_t i = a.begin(ea); i < a.end(ea); ++i) {
-    const int32_t fa = (*a.faces)[i];
-    FloatBox a_box;
-    if (!faceBox(mesh, fa, a_box) || !meet(a_box, b_box)) continue;
+  for (size_t i = a_begin; i < a_end; ++i) {
+    const FloatBox& a_box = a.boxes[i];
+    if (!meet(a_box, b_box)) continue;
     if (!b_ready) {
-      s.boxes.resize(b_count);
-      s.triangles.resize(b_count);
-      s.loaded.assign(b_count, 0);
-      for (size_t j = 0; j < b_count; ++j) faceBox(mesh, (*b.faces)[b_begin + j], s.boxes[j]);
+      s.triangles.resize(b_end - b_begin);
+      s.loaded.assign(b_end - b_begin, 0);
       b_ready = true;
     }
-    s.comparisons += b_count;
-    const Triangle ta = corners(mesh, fa);
-    for (size_t j = 0; j < b_count; ++j) {
-      if (!meet(a_box, s.boxes[j])) continue;
-      if (!s.loaded[j]) {
-        s.triangles[j] = corners(mesh, (*b.faces)[b_begin + j]);
-        s.loaded[j] = 1;
+    s.comparisons += b_end - b_begin;
+    bool a_loaded = false;
+    Triangle ta;
+    for (size_t j = b_begin; j < b_end; ++j) {
+      if (!meet(a_box, b.boxes[j])) continue;
+      if (!a_loaded) {
+        ta = corners(mesh, a.faces[i]);
+        a_loaded = true;
       }
-      const Triangle& tb = s.triangles[j];
+      if (!s.loaded[j - b_begin]) {
+        s.triangles[j - b_begin] = corners(mesh, b.faces[j]);
+        s.loaded[j - b_begin] = 1;
+      }
+      const Triangle& tb = s.triangles[j - b_begin];
       int coplanar = 0;
       Vec3d source, target;
       if (triTriIntersection(ta.p[0], ta.p[1], ta.p[2], tb.p[0], tb.p[1], tb.p[2], coplanar,
@@ -187,14 +198,14 @@ bool entriesIntersect(const SubMesh& mesh, const ShellView& a, uint32_t ea, cons
 // Entries of `a` inside the overlap of the two shell boxes, each queried
 // against the tree of `b`. Any common point lies in both shell boxes, so
 // entries outside the overlap cannot hold one.
-bool shellsIntersect(const SubMesh& mesh, const ShellView& a, const ShellView& b,
+bool shellsIntersect(const SubMesh& mesh, const ShellIndex& a, const ShellIndex& b,
                      const FloatBox& overlap, Scratch& s) {
-  const std::vector<FloatBox>& entries = a.index->entries;
+  const std::vector<FloatBox>& entries = a.entries;
   for (uint32_t ea = 0; ea < entries.size(); ++ea) {
     if (s.comparisons > kMaxBoxComparisons) return false;
     if (!meet(entries[ea], overlap)) continue;
     s.hits.clear();
-    b.index->tree.query(bgi::intersects(toRBox(entries[ea])), std::back_inserter(s.hits));
+    b.tree.query(bgi::intersects(toRBox(entries[ea])), std::back_inserter(s.hits));
     for (const REntry& hit : s.hits)
       if (entriesIntersect(mesh, a, ea, b, hit.second, s)) return true;
   }
@@ -209,16 +220,36 @@ struct ShellBox {
   bool any = false;  // holds a face with finite coordinates
 };
 
-ShellBox shellBox(const SubMesh& mesh, const std::vector<int32_t>& shell) {
-  ShellBox box;
-  for (int32_t f : shell) {
-    FloatBox fb;
-    if (!faceBox(mesh, f, fb)) continue;
-    box.any = true;
+// Below this many faces a parallel loop costs more than it saves.
+constexpr size_t kParallelFaces = 20000;
+
+// Fills `boxes` with the face boxes of the shell in list order, `tight` with
+// their union, and returns the shell box. Min and max are exact, so the
+// parallel reduction gives the same boxes for any number of threads.
+ShellBox shellBox(const SubMesh& mesh, const std::vector<int32_t>& shell,
+                  std::vector<FloatBox>& boxes, FloatBox& tight) {
+  const ptrdiff_t n = static_cast<ptrdiff_t>(shell.size());
+  boxes.resize(shell.size());
+  float lo[3] = {kInf, kInf, kInf}, hi[3] = {-kInf, -kInf, -kInf};
+#pragma omp parallel for schedule(static) reduction(min : lo[:3]) reduction(max : hi[:3]) \
+    if (shell.size() >= kParallelFaces)
+  for (ptrdiff_t i = 0; i < n; ++i) {
+    FloatBox& b = boxes[i];
+    if (!faceBox(mesh, shell[i], b)) continue;
     for (int d = 0; d < 3; ++d) {
-      box.lo[d] = std::min(box.lo[d], static_cast<double>(fb.lo[d]));
-      box.hi[d] = std::max(box.hi[d], static_cast<double>(fb.hi[d]));
+      lo[d] = std::min(lo[d], b.lo[d]);
+      hi[d] = std::max(hi[d], b.hi[d]);
     }
+  }
+  ShellBox box;
+  for (int d = 0; d < 3; ++d) {
+    tight.lo[d] = lo[d];
+    tight.hi[d] = hi[d];
+  }
+  box.any = lo[0] <= hi[0];
+  for (int d = 0; d < 3 && box.any; ++d) {
+    box.lo[d] = std::min(box.lo[d], static_cast<double>(lo[d]));
+    box.hi[d] = std::max(box.hi[d], static_cast<double>(hi[d]));
   }
   return box;
 }
@@ -274,32 +305,59 @@ std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const std::vector<Shel
   return pairs;
 }
 
+// The shells listed, each built by `build` in a parallel loop: every shell's
+// index depends on that shell alone.
+template <class Build>
+void buildEach(std::vector<int32_t> shells, Build build) {
+  std::sort(shells.begin(), shells.end());
+  shells.erase(std::unique(shells.begin(), shells.end()), shells.end());
+  const ptrdiff_t n = static_cast<ptrdiff_t>(shells.size());
+#pragma omp parallel for schedule(static, 1) if (n > 1)
+  for (ptrdiff_t k = 0; k < n; ++k) build(shells[k]);
+}
+
 }  // namespace
 
 ShellIntersections findIntersectingShells(const SubMesh& mesh) {
   const size_t shell_count = mesh.shells.size();
   ShellIntersections result;
   result.intersecting.resize(shell_count);
+  if (shell_count < 2) {  // the common single-part model: nothing to pair
+    result.groups = groupShells(result.intersecting);
+    return result;
+  }
 
+  // One pass over all faces: face boxes (kept for the indexes) and shell boxes.
   std::vector<ShellBox> boxes(shell_count);
-  for (size_t i = 0; i < shell_count; ++i) boxes[i] = shellBox(mesh, mesh.shells[i]);
+  std::vector<FloatBox> tight(shell_count);
+  std::vector<ShellIndex> indexes(shell_count);
+  for (size_t i = 0; i < shell_count; ++i)
+    boxes[i] = shellBox(mesh, mesh.shells[i], indexes[i].boxes, tight[i]);
   const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(boxes);
 
-  std::vector<ShellIndex> indexes(shell_count);
-  Scratch scratch;
+  // Entries of every shell in a pair; then, per pair, the shell with more
+  // entries is the one queried, and gets a tree.
+  std::vector<int32_t> needed;
   for (const auto& [i, j] : pairs) {
-    ShellIndex& ii = indexes[i];
-    ShellIndex& ij = indexes[j];
-    if (!ii.hasEntries) buildEntries(mesh, mesh.shells[i], ii);
-    if (!ij.hasEntries) buildEntries(mesh, mesh.shells[j], ij);
-    // Walk the shell with fewer entries; query the tree of the other.
-    const bool i_walks = ii.entries.size() <= ij.entries.size();
-    ShellIndex& queried = i_walks ? ij : ii;
-    if (!queried.hasTree) buildTree(queried);
-    const ShellView vi{&mesh.shells[i], &ii}, vj{&mesh.shells[j], &ij};
+    needed.push_back(i);
+    needed.push_back(j);
+  }
+  buildEach(needed, [&](int32_t s) { buildEntries(mesh.shells[s], tight[s], indexes[s]); });
+  std::vector<uint8_t> i_walks(pairs.size());
+  needed.clear();
+  for (size_t p = 0; p < pairs.size(); ++p) {
+    const auto [i, j] = pairs[p];
+    i_walks[p] = indexes[i].entries.size() <= indexes[j].entries.size();
+    needed.push_back(i_walks[p] ? j : i);
+  }
+  buildEach(needed, [&](int32_t s) { buildTree(indexes[s]); });
+
+  Scratch scratch;
+  for (size_t p = 0; p < pairs.size(); ++p) {
+    const auto [i, j] = pairs[p];
     const FloatBox overlap = overlapBox(boxes[i], boxes[j]);
-    const bool hit = i_walks ? shellsIntersect(mesh, vi, vj, overlap, scratch)
-                             : shellsIntersect(mesh, vj, vi, overlap, scratch);
+    const bool hit = i_walks[p] ? shellsIntersect(mesh, indexes[i], indexes[j], overlap, scratch)
+                                : shellsIntersect(mesh, indexes[j], indexes[i], overlap, scratch);
     if (hit) {
       result.intersecting[i].push_back(j);
       result.intersecting[j].push_back(i);

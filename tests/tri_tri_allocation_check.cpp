@@ -17,7 +17,10 @@ std::atomic<size_t> g_allocations{0};
 }  // namespace
 
 // Standard containers and everything else in C++ allocate through these two;
-// the array and nothrow forms forward to them.
+// the array and nothrow forms forward to them. The blocks come from malloc, so
+// free is the matching release; GCC cannot see that through the replacement.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) {
   ++g_allocations;
   if (void* p = std::malloc(size ? size : 1)) return p;
@@ -41,6 +44,7 @@ void operator delete(void* p, std::align_val_t) noexcept {
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
   std::free(p);
 }
+#pragma GCC diagnostic pop
 
 namespace vekmesh {
 namespace {

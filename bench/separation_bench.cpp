@@ -1,0 +1,239 @@
+// Grouping of intersecting shells (findIntersectingShells on a built TriMesh
+// with its shells) set against CGAL's does_self_intersect on the same mesh, in
+// the same run: two 500k-triangle spheres, interpenetrating or nested, plus 50
+// small disjoint shells.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "bench/mesh_generators.h"
+#include "mesh/mesh_utils.h"
+#include "mesh/tri_mesh.h"
+#include "repair/separation.h"
+#include "repair/shell_intersection.h"
+
+#ifdef VEKMESH_HAVE_CGAL
+#include "bench/separation_cgal_peer.h"
+#endif
+
+namespace vekmesh {
+namespace bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  if (values.empty()) return 0.0;
+  std::sort(values.begin(), values.end());
+  const size_t mid = values.size() / 2;
+  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
+}
+
+constexpr size_t kBigSphereTriangles = 500000;
+constexpr int kSmallShells = 50;
+constexpr int kIterations = 5;  // keeps the whole run near half a minute
+
+void append(IndexedMesh& to, const IndexedMesh& from, float dx, float dy, float dz) {
+  const uint32_t base = static_cast<uint32_t>(to.vertexCount());
+  for (size_t i = 0; i < from.positions.size(); i += 3) {
+    to.positions.push_back(from.positions[i] + dx);
+    to.positions.push_back(from.positions[i + 1] + dy);
+    to.positions.push_back(from.positions[i + 2] + dz);
+  }
+  for (uint32_t v : from.triangles) to.triangles.push_back(base + v);
+}
+
+// Sphere A about the origin; sphere B either through it (moved by
+// (0.55, 0.35, 0.15)) or inside it (radius 0.9, same centre); then 50 spheres
+// of 120 triangles on a grid well away from both and from one another.
+IndexedMesh scene(bool nested) {
+  IndexedMesh all;
+  append(all, uvSphereNear(kBigSphereTriangles, 1.0f), 0, 0, 0);
+  if (nested)
+    append(all, uvSphereNear(kBigSphereTriangles, 0.9f), 0, 0, 0);
+  else
+    append(all, uvSphereNear(kBigSphereTriangles, 1.0f), 0.55f, 0.35f, 0.15f);
+  const IndexedMesh small = uvSphere(6, 12, 0.05f);
+  for (int i = 0; i < kSmallShells; ++i)
+    append(all, small, -2.0f + 0.3f * (i % 10), 3.0f + 0.3f * (i / 10), 0.0f);
+  return all;
+}
+
+// What the search must find: A with B (unless nested), every small shell alone.
+bool groupsAreRight(const std::vector<std::vector<int32_t>>& groups, bool nested) {
+  const size_t shells = 2 + kSmallShells;
+  if (groups.size() != (nested ? shells : shells - 1)) return false;
+  if (!nested && groups[0] != std::vector<int32_t>{0, 1}) return false;
+  for (size_t g = nested ? 0 : 1; g < groups.size(); ++g)
+    if (groups[g].size() != 1) return false;
+  return true;
+}
+
+struct Row {
+  std::string name;
+  size_t triangles = 0;
+  double ours_ms = 0.0;
+  double peer_ms = 0.0;       // does_self_intersect, 0 without CGAL
+  double ratio = 0.0;         // median of paired ours / peer
+  double separate_ms = 0.0;   // whole separateShells, parts included
+  double peer_list_ms = 0.0;  // self_intersections, the full list
+};
+std::vector<Row> g_rows;
+bool g_failed = false;
+
+void benchSeparation(benchmark::State& state, bool nested) {
+  const IndexedMesh indexed = scene(nested);
+  const std::vector<float> soup = toSoup(indexed);
+  TriMesh mesh;
+  buildTriMesh(mesh, static_cast<uint32_t>(soupTriangleCount(soup)), soup.data(), nullptr,
+               nullptr, nullptr);
+  buildShells(mesh);
+  if (mesh.shells.size() != 2 + kSmallShells ||
+      !groupsAreRight(findIntersectingShells(mesh).groups, nested)) {
+    state.SkipWithError("the shells were not grouped as built");
+    g_failed = true;
+    for (auto _ : state) {
+    }
+    return;
+  }
+
+#ifdef VEKMESH_HAVE_CGAL
+  // The peer gets the welded mesh itself: same vertices, same faces.
+  std::vector<float> positions;
+  positions.reserve(3 * mesh.vertices.size());
+  for (const Vertex& v : mesh.vertices)
+    positions.insert(positions.end(), v.position.begin(), v.position.end());
+  std::vector<uint32_t> triangles;
+  triangles.reserve(3 * mesh.faces.size());
+  for (const Face& f : mesh.faces)
+    for (int c = 0; c < 3; ++c) triangles.push_back(static_cast<uint32_t>(f.v[c]));
+  const CgalMeshPtr peer = makeCgalMesh(positions, triangles);
+  if (cgalFaceCount(*peer) != mesh.faces.size() || cgalDoesSelfIntersect(*peer) == nested) {
+    state.SkipWithError("CGAL's mesh or answer differs from the scene");
+    g_failed = true;
+    for (auto _ : state) {
+    }
+    return;
+  }
+#endif
+
+  std::vector<double> ours, theirs, ratios;
+  size_t iteration = 0;
+  for (auto _ : state) {
+    auto timeOurs = [&] {
+      const Clock::time_point start = Clock::now();
+      const ShellIntersections found = findIntersectingShells(mesh);
+      const double s = secondsSince(start);
+      if (!groupsAreRight(found.groups, nested)) g_failed = true;
+      return s;
+    };
+    double ours_s = 0.0;
+#ifdef VEKMESH_HAVE_CGAL
+    auto timePeer = [&] {
+      const Clock::time_point start = Clock::now();
+      const bool hit = cgalDoesSelfIntersect(*peer);
+      const double s = secondsSince(start);
+      benchmark::DoNotOptimize(hit);
+      return s;
+    };
+    // Alternate the order so that neither side always runs on a warm cache.
+    double theirs_s = 0.0;
+    if (iteration++ % 2 == 0) {
+      ours_s = timeOurs();
+      theirs_s = timePeer();
+    } else {
+      theirs_s = timePeer();
+      ours_s = timeOurs();
+    }
+    theirs.push_back(theirs_s);
+    ratios.push_back(ours_s / theirs_s);
+#else
+    ++iteration;
+    ours_s = timeOurs();
+#endif
+    ours.push_back(ours_s);
+    state.SetIterationTime(ours_s);
+  }
+
+  Row row;
+  row.name = nested ? "nested spheres" : "interpenetrating spheres";
+  row.triangles = mesh.faces.size();
+  row.ours_ms = 1e3 * median(ours);
+  {
+    TriMesh copy = mesh;  // separation rebuilds shells and adds the parts
+    const Clock::time_point start = Clock::now();
+    separateShells(copy);
+    row.separate_ms = 1e3 * secondsSince(start);
+    if (copy.pieces.size() != (nested ? 2u : 1u) + kSmallShells) g_failed = true;
+  }
+  state.counters["triangles"] = static_cast<double>(row.triangles);
+  state.counters["ours_ms"] = row.ours_ms;
+  state.counters["separate_ms"] = row.separate_ms;
+#ifdef VEKMESH_HAVE_CGAL
+  row.peer_ms = 1e3 * median(theirs);
+  row.ratio = median(ratios);
+  {
+    const Clock::time_point start = Clock::now();
+    const size_t pairs = cgalSelfIntersectionCount(*peer);
+    row.peer_list_ms = 1e3 * secondsSince(start);
+    state.counters["cgal_pairs"] = static_cast<double>(pairs);
+  }
+  state.counters["cgal_ms"] = row.peer_ms;
+  state.counters["ratio"] = row.ratio;
+  state.counters["cgal_list_ms"] = row.peer_list_ms;
+#endif
+  g_rows.push_back(row);
+}
+
+void printSummary() {
+  if (g_rows.empty()) return;
+  std::printf(
+      "\nShell grouping summary (medians; ratio = median of paired ours / CGAL "
+      "does_self_intersect)\n");
+  std::printf("%-26s %10s %9s %9s %7s %13s %14s\n", "case", "triangles", "ours ms", "CGAL ms",
+              "ratio", "separate ms", "CGAL list ms");
+  for (const Row& row : g_rows) {
+    const bool slow = row.peer_ms > 0.0 && row.ratio >= 1.0;
+    if (row.peer_ms > 0.0)
+      std::printf("%-26s %10zu %9.1f %9.1f %7.3f %13.1f %14.1f%s\n", row.name.c_str(),
+                  row.triangles, row.ours_ms, row.peer_ms, row.ratio, row.separate_ms,
+                  row.peer_list_ms, slow ? "  not faster than CGAL" : "");
+    else
+      std::printf("%-26s %10zu %9.1f %9s %7s %13.1f %14s\n", row.name.c_str(), row.triangles,
+                  row.ours_ms, "-", "-", row.separate_ms, "-");
+  }
+  std::printf("target: ours faster than does_self_intersect (ratio below 1)\n");
+}
+
+void registerBenchmarks() {
+  for (bool nested : {false, true}) {
+    const std::string name =
+        std::string("ShellGrouping/") + (nested ? "nested" : "interpenetrating");
+    benchmark::RegisterBenchmark(name.c_str(), benchSeparation, nested)
+        ->Iterations(kIterations)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+  }
+}
+
+}  // namespace
+}  // namespace bench
+}  // namespace vekmesh
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  vekmesh::bench::registerBenchmarks();
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  vekmesh::bench::printSummary();
+  return vekmesh::bench::g_failed ? 1 : 0;
+}
