@@ -8,7 +8,7 @@
 namespace vekmesh {
 
 WeaknessReduction weaknessReductionFor(size_t faces) {
-  if (faces >= 1000000) return {true, 0.2, 0.05, 0.5};
+  if (faces >= 1000000) return {false, 0.2, 0.05, 0.5};
   double ratio;
   if (faces > 300000) {
     ratio = 0.2;
@@ -18,12 +18,12 @@ WeaknessReduction weaknessReductionFor(size_t faces) {
     const double n = static_cast<double>(faces);
     ratio = ((n - 20000.0) * 0.2 + (n - 300000.0)) / 280000.0;
   }
-  return {false, ratio, 0.05, 0.985};
+  return {true, ratio, 0.05, 0.985};
 }
 
 void reduceForWeakness(SubMesh& mesh) {
   const WeaknessReduction r = weaknessReductionFor(mesh.faces.size());
-  if (r.mainRoutine)
+  if (r.qualityRoutine)
     reduceMesh(mesh, r.ratio, r.maxError, r.minCosine);
   else
     reduceMeshFast(mesh, r.ratio, r.maxError, r.minCosine);

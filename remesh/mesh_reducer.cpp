@@ -1,12 +1,20 @@
-// The mesh reducer has not landed yet: both routines leave the mesh as it is,
-// which keeps every caller's invariants (faces, vertices and texCoords stay
-// consistent). README's status table lists the exports this affects.
+// The quality reduction routine: quadric error metrics (Garland and Heckbert
+// 1997) with the merged vertex at the quadric minimiser, collapsed
+// cheapest-first.
 #include "remesh/mesh_reducer.h"
+
+#include "remesh/greedy_reduction.h"
+#include "remesh/region_phases.h"
 
 namespace vekmesh {
 
-void reduceMesh(SubMesh&, double, double, double) {}
-
-void reduceMeshFast(SubMesh&, double, double, double) {}
+void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine) {
+  using namespace reducer;
+  ReducerState s;
+  ReduceSettings settings;
+  if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kOptimal, s, settings)) return;
+  reduceToTarget(s, settings);
+  finishReduction(s);
+}
 
 }  // namespace vekmesh

@@ -1,17 +1,31 @@
-// The mesh reducer's interface: lower the face count of a mesh in place
-// towards `ratio` of its faces, never making a collapse whose geometric error
-// exceeds `maxError` (model units) or that turns a face's normal below
-// `minCosine`. A ratio of 0 or below keeps only those two bounds.
+// The mesh reducer: lowers the face count of a mesh in place towards `ratio` of
+// its live faces by quadric-error edge collapse, never making a collapse whose
+// error exceeds `maxError` (model units) or that turns a face's normal to a
+// cosine below `minCosine`. A ratio of 0 or below keeps only those two bounds.
 #pragma once
 
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
 
-// The quality routine.
+// Both routines keep what they are given sound: a collapse that would make an
+// edge shared by more than two faces, pinch a vertex, flip or crush a face is
+// refused, so a closed two-manifold stays one with the same orientation;
+// collapses touching non-manifold edges are refused. Open boundaries and
+// seams (where material, corner colour or texture coordinates change) stay in
+// place or shorten along themselves, and colours, texture coordinates and
+// materials travel with the corners. Afterwards `faces`, `vertices`,
+// `texCoords` and incidentCorners are compacted and current; `shells` is
+// rebuilt if it was filled. When no collapse is possible the mesh is untouched.
+
+// The quality routine: one global cheapest-first queue, merged vertices placed
+// at the quadric minimiser.
 void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine);
 
-// The routine for very large and voxel meshes.
+// The routine for very large and voxel meshes: the same bounds and guarantees,
+// merged vertices placed on one of the two ends (keeps voxel lattices exact),
+// and the mesh cut into slabs that are reduced in parallel before a last
+// global pass over what the slabs left.
 void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine);
 
 }  // namespace vekmesh

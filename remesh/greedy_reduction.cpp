@@ -1,0 +1,138 @@
+// Greedy quadric-error edge collapse: every edge's best collapse goes into a
+// lazy binary heap, the cheapest current one that passes the topological and
+// normal tests is made, and the merged vertex's edges are queued again.
+#include "remesh/greedy_reduction.h"
+
+#include <omp.h>
+
+#include <cfloat>
+#include <cmath>
+
+#include "mesh/mesh_utils.h"
+#include "remesh/vertex_classes.h"
+
+namespace vekmesh::reducer {
+namespace {
+
+// Errors below this share of the model's largest coordinate are rounding:
+// single-precision positions cannot show them, so they count as zero error
+// (a flat side made of many triangles stays exactly flat when reduced).
+constexpr double kRoundingShare = 4.0 * FLT_EPSILON;
+
+QueueEntry entryFor(const ReducerState& s, const Collapse& c) {
+  const uint32_t a = std::min(c.keep, c.drop), b = std::max(c.keep, c.drop);
+  return {static_cast<float>(c.priority), a, b, s.version[a] + s.version[b]};
+}
+
+// Queues the edges around `u` again after u has absorbed a neighbour. The
+// corners gathered by the collapse test are u's ring now, less the faces
+// that died: walking them spares a second walk of the ring.
+void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
+                   CollapseScratch& sc, uint32_t u) {
+  // Fresh marks for the de-duplication (the collapse test used the last).
+  if (sc.stamp >= 0xFFFFFFF0u) return;
+  const uint32_t stamp = ++sc.stamp;
+  for (const std::vector<uint32_t>* ring : {&sc.keep_corners, &sc.drop_corners})
+    for (uint32_t k : *ring) {
+      if (s.faceDead(k / 3)) continue;
+      for (uint32_t nk : {ReducerState::nextInFace(k), ReducerState::prevInFace(k)}) {
+        const uint32_t w = static_cast<uint32_t>(s.cornerVertex(nk));
+        if (s.mark[w] == stamp) continue;
+        s.mark[w] = stamp;
+        Collapse c;
+        if (planCollapse(s, u, w, settings.bounds, settings.zero_tolerance_sq, settings.placement,
+                         c))
+          queue.push(entryFor(s, c));
+      }
+    }
+}
+
+}  // namespace
+
+bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
+                      Placement placement, ReducerState& s, ReduceSettings& settings) {
+  if (!(ratio < 1.0)) return false;
+  if (!s.load(mesh) || s.live_faces == 0) return false;
+  classifyVertices(s);
+
+  double largest = 0.0;
+  for (const Vertex& v : mesh.vertices)
+    for (float x : v.position)
+      if (std::isfinite(x)) largest = std::max(largest, static_cast<double>(std::fabs(x)));
+  const double tolerance = kRoundingShare * largest;
+  settings.zero_tolerance_sq = tolerance * tolerance;
+  // A negative or NaN bound allows nothing; infinity allows everything.
+  settings.bounds.max_error_sq = max_error >= 0.0 ? max_error * max_error : -1.0;
+  settings.bounds.min_cosine = min_cosine;
+  settings.placement = placement;
+  settings.target_faces =
+      ratio > 0.0 ? static_cast<size_t>(std::llround(ratio * static_cast<double>(s.live_faces)))
+                  : 0;
+  return settings.bounds.max_error_sq >= 0.0;
+}
+
+std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings,
+                                          const uint8_t* region, uint8_t region_id) {
+  const int64_t nf = static_cast<int64_t>(s.face.size());
+  std::vector<std::vector<QueueEntry>> parts(static_cast<size_t>(omp_get_max_threads()));
+#pragma omp parallel
+  {
+    std::vector<QueueEntry>& out = parts[static_cast<size_t>(omp_get_thread_num())];
+    out.reserve(static_cast<size_t>(3 * nf / omp_get_num_threads() / 2 + 16));
+#pragma omp for schedule(static)
+    for (int64_t f = 0; f < nf; ++f) {
+      if (s.faceDead(f)) continue;
+      for (uint32_t k = static_cast<uint32_t>(3 * f); k < 3 * f + 3; ++k) {
+        const uint32_t a = static_cast<uint32_t>(s.cornerVertex(k));
+        const uint32_t b = static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k)));
+        if (region && (region[a] != region_id || region[b] != region_id)) continue;
+        // Each inner edge once, from the face that runs low -> high; a
+        // boundary edge from its only face.
+        if (a > b) {
+          uint32_t at_a[2];
+          if (edgeCorners(s, a, b, at_a) != 1) continue;
+        }
+        Collapse c;
+        if (planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq, settings.placement,
+                         c))
+          out.push_back(entryFor(s, c));
+      }
+    }
+  }
+  size_t total = 0;
+  for (const auto& p : parts) total += p.size();
+  std::vector<QueueEntry> all;
+  all.reserve(total);
+  for (const auto& p : parts) all.insert(all.end(), p.begin(), p.end());
+  return all;
+}
+
+void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
+                      CollapseScratch& sc, size_t budget, float cost_limit,
+                      std::vector<QueueEntry>* deferred) {
+  QueueEntry e;
+  Collapse c;
+  const size_t start = sc.removed_faces;
+  while (sc.removed_faces - start < budget && queue.pop(s, e)) {
+    if (e.cost > cost_limit) {
+      queue.push(e);
+      break;
+    }
+    if (!planCollapse(s, e.a, e.b, settings.bounds, settings.zero_tolerance_sq, settings.placement,
+                      c))
+      continue;
+    const Verdict verdict = collapseAllowed(s, c, settings.bounds, sc);
+    if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
+    if (verdict != Verdict::kAllowed) continue;
+    applyCollapse(s, c, sc);
+    requeueAround(s, settings, queue, sc, c.keep);
+  }
+}
+
+void finishReduction(ReducerState& s) {
+  if (s.collapses == 0) return;
+  s.store();
+  if (!s.mesh->shells.empty()) buildShells(*s.mesh);
+}
+
+}  // namespace vekmesh::reducer

@@ -1,0 +1,46 @@
+// The steps both reduction routines share: loading and classifying the mesh,
+// the bounds in the working units, the initial candidate of every edge (found
+// in parallel), the greedy cheapest-first collapse loop and the write-back.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "remesh/collapse_candidate.h"
+#include "remesh/collapse_queue.h"
+#include "remesh/link_condition.h"
+#include "remesh/reducer_state.h"
+
+namespace vekmesh::reducer {
+
+struct ReduceSettings {
+  CollapseBounds bounds;
+  double zero_tolerance_sq = 0;
+  Placement placement = Placement::kOptimal;
+  size_t target_faces = 0;
+};
+
+// Loads and classifies `mesh` into `s` and fills `settings`. False when there
+// is nothing to do: a ratio of 1 or more (or NaN), no live face, or a face
+// naming a vertex that does not exist.
+bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
+                      Placement placement, ReducerState& s, ReduceSettings& settings);
+
+// A candidate for every edge whose collapse the classes and the error bound
+// allow. With `region`, only edges whose two ends carry `region_id`.
+std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings,
+                                          const uint8_t* region = nullptr, uint8_t region_id = 0);
+
+// Collapses cheapest-first until `budget` faces are gone, the queue runs dry,
+// or the cheapest entry costs more than `cost_limit` (that entry is put
+// back). The work is counted in `scratch`. Entries refused only because they
+// reach outside the scratch's region go to `deferred`.
+void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
+                      CollapseScratch& scratch, size_t budget, float cost_limit,
+                      std::vector<QueueEntry>* deferred);
+
+// Writes the mesh back when anything was collapsed; shells, if the mesh had
+// them, are rebuilt for the new face numbers.
+void finishReduction(ReducerState& s);
+
+}  // namespace vekmesh::reducer

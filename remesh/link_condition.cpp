@@ -1,0 +1,199 @@
+// Collapse tests and the collapse itself on the reducer's corner rings: link
+// condition, manifold edge with opposite windings, no pinching of boundary
+// vertices, valence and seam-island limits, the normal bound, then the merge.
+#include "remesh/link_condition.h"
+
+#include <cmath>
+
+#include "remesh/corner_attributes.h"
+
+namespace vekmesh::reducer {
+namespace {
+
+// Squared length of the cross product below which a face counts as
+// degenerate, relative to the product of its two edge lengths squared (a
+// corner angle of about 1e-7 radians).
+constexpr double kDegenerateSine2 = 1e-14;
+
+void gatherRing(const ReducerState& s, uint32_t v, std::vector<uint32_t>& out) {
+  out.clear();
+  const uint32_t h = s.vertex[v].head;
+  if (h == kNone) return;
+  uint32_t k = h;
+  do {
+    out.push_back(k);
+    k = s.ringNext(k);
+  } while (k != h);
+}
+
+// Every vertex of the faces in `corners` belongs to the worker's region.
+bool inRegion(const ReducerState& s, const CollapseScratch& sc,
+              const std::vector<uint32_t>& corners) {
+  for (uint32_t k : corners) {
+    const uint32_t f = 3 * (k / 3);
+    for (uint32_t i = 0; i < 3; ++i)
+      if (sc.region[s.cornerVertex(f + i)] != sc.region_id) return false;
+  }
+  return true;
+}
+
+// Does moving the corner `k` of a surviving face to `p` keep the face
+// non-degenerate and its normal within the bound?
+bool normalKept(const ReducerState& s, uint32_t k, const double p[3], double min_cosine) {
+  const double* a = s.pos(static_cast<uint32_t>(s.cornerVertex(k)));
+  const double* b = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k))));
+  const double* c = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::prevInFace(k))));
+  const double e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+  const double e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+  const double n0[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
+                        e1[0] * e2[1] - e1[1] * e2[0]};
+  const double g1[3] = {b[0] - p[0], b[1] - p[1], b[2] - p[2]};
+  const double g2[3] = {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
+  const double n1[3] = {g1[1] * g2[2] - g1[2] * g2[1], g1[2] * g2[0] - g1[0] * g2[2],
+                        g1[0] * g2[1] - g1[1] * g2[0]};
+  const double l1 = n1[0] * n1[0] + n1[1] * n1[1] + n1[2] * n1[2];
+  const double g11 = g1[0] * g1[0] + g1[1] * g1[1] + g1[2] * g1[2];
+  const double g22 = g2[0] * g2[0] + g2[1] * g2[1] + g2[2] * g2[2];
+  if (!(l1 > kDegenerateSine2 * g11 * g22)) return false;  // would become a sliver (or NaN)
+  const double l0 = n0[0] * n0[0] + n0[1] * n0[1] + n0[2] * n0[2];
+  if (!(l0 > 0.0)) return true;  // degenerate before: no normal to keep
+  const double cosine = (n0[0] * n1[0] + n0[1] * n1[1] + n0[2] * n1[2]) / std::sqrt(l0 * l1);
+  // A face turned by 90 degrees or more counts as flipped, whatever the bound.
+  return cosine >= min_cosine && cosine > 0.0;
+}
+
+}  // namespace
+
+int edgeCorners(const ReducerState& s, uint32_t a, uint32_t b, uint32_t corners_at_a[2]) {
+  int n = 0;
+  const uint32_t h = s.vertex[a].head;
+  if (h == kNone) return 0;
+  uint32_t k = h;
+  do {
+    if (s.cornerVertex(ReducerState::nextInFace(k)) == static_cast<int32_t>(b) ||
+        s.cornerVertex(ReducerState::prevInFace(k)) == static_cast<int32_t>(b)) {
+      if (n < 2) corners_at_a[n] = k;
+      ++n;
+    }
+    k = s.ringNext(k);
+  } while (k != h);
+  return n;
+}
+
+bool isFeatureEdge(const ReducerState& s, uint32_t a, uint32_t b) {
+  uint32_t at_a[2];
+  const int n = edgeCorners(s, a, b, at_a);
+  if (n == 1) return true;
+  if (n != 2) return false;  // not an edge, or non-manifold (its ends are locked)
+  const SubMesh& m = *s.mesh;
+  if (!sameAttributes(m, at_a[0], at_a[1])) return true;
+  const uint32_t b0 = s.cornerOf(at_a[0] / 3, static_cast<int32_t>(b));
+  const uint32_t b1 = s.cornerOf(at_a[1] / 3, static_cast<int32_t>(b));
+  return !sameAttributes(m, b0, b1);
+}
+
+Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds& bounds,
+                        CollapseScratch& sc) {
+  const uint32_t u = c.keep, v = c.drop;
+  if (s.vertex[u].valence > kMaxValence || s.vertex[v].valence > kMaxValence)
+    return Verdict::kRefused;
+  gatherRing(s, u, sc.keep_corners);
+  gatherRing(s, v, sc.drop_corners);
+  if (sc.region && (!inRegion(s, sc, sc.keep_corners) || !inRegion(s, sc, sc.drop_corners)))
+    return Verdict::kOutsideRegion;
+
+  if (sc.stamp >= 0xFFFFFFF0u) {
+    // Other workers share the marks: leave the rest to the serial pass.
+    if (sc.region) return Verdict::kOutsideRegion;
+    std::fill(s.mark.begin(), s.mark.end(), 0u);
+    sc.stamp = 0;
+  }
+  const uint32_t stamp = ++sc.stamp;
+  for (uint32_t k : sc.keep_corners) {
+    s.mark[s.cornerVertex(ReducerState::nextInFace(k))] = stamp;
+    s.mark[s.cornerVertex(ReducerState::prevInFace(k))] = stamp;
+  }
+
+  // Faces on the edge, with the direction in which each runs along it.
+  sc.edge_faces = 0;
+  int forward = 0;  // faces running keep -> drop
+  int32_t opposite[2] = {-1, -1};
+  for (uint32_t k : sc.drop_corners) {
+    const uint32_t kn = ReducerState::nextInFace(k), kp = ReducerState::prevInFace(k);
+    const bool to_keep = s.cornerVertex(kn) == static_cast<int32_t>(u);
+    const bool from_keep = s.cornerVertex(kp) == static_cast<int32_t>(u);
+    if (!to_keep && !from_keep) continue;
+    if (sc.edge_faces == 2) return Verdict::kRefused;  // three or more faces on the edge
+    sc.edge_drop[sc.edge_faces] = k;
+    sc.edge_keep[sc.edge_faces] = to_keep ? kn : kp;
+    opposite[sc.edge_faces] = s.cornerVertex(to_keep ? kp : kn);
+    forward += from_keep;
+    ++sc.edge_faces;
+  }
+  if (sc.edge_faces == 0) return Verdict::kRefused;
+  if (sc.edge_faces == 2) {
+    if (forward != 1) return Verdict::kRefused;  // both faces run the same way: mis-oriented
+    // An inner edge between two boundary vertices: collapsing it would pinch
+    // the surface into two sheets meeting at one vertex.
+    if (s.vertex[u].on_boundary && s.vertex[v].on_boundary) return Verdict::kRefused;
+  }
+
+  // Link condition: any other common neighbour closes a loop through the
+  // merged vertex that would become an edge shared by more than two faces.
+  for (uint32_t k : sc.drop_corners) {
+    if (sc.isEdgeFace(k / 3)) continue;
+    const int32_t n1 = s.cornerVertex(ReducerState::nextInFace(k));
+    const int32_t n2 = s.cornerVertex(ReducerState::prevInFace(k));
+    if (s.mark[n1] == stamp && n1 != opposite[0] && n1 != opposite[1]) return Verdict::kRefused;
+    if (s.mark[n2] == stamp && n2 != opposite[0] && n2 != opposite[1]) return Verdict::kRefused;
+  }
+
+  // Valence: closed surfaces keep at least three faces around every vertex (a
+  // tetrahedron stays a tetrahedron), nothing is left without faces.
+  const uint32_t merged =
+      s.vertex[u].valence + s.vertex[v].valence - 2u * static_cast<uint32_t>(sc.edge_faces);
+  if (merged > kMaxValence) return Verdict::kRefused;
+  const bool boundary = s.vertex[u].on_boundary || s.vertex[v].on_boundary;
+  if (merged < (boundary ? 1u : 3u)) return Verdict::kRefused;
+  for (int i = 0; i < sc.edge_faces; ++i)
+    if (s.vertex[static_cast<uint32_t>(opposite[i])].valence < 2) return Verdict::kRefused;
+
+  // Sliding along a boundary or seam must not swallow a face that is an
+  // island of its own (all three edges boundary or seam): the seam would go.
+  if (c.along_feature) {
+    for (int i = 0; i < sc.edge_faces; ++i) {
+      const uint32_t o = static_cast<uint32_t>(opposite[i]);
+      if (isFeatureEdge(s, u, o) && isFeatureEdge(s, v, o)) return Verdict::kRefused;
+    }
+  }
+
+  for (uint32_t k : sc.keep_corners)
+    if (!sc.isEdgeFace(k / 3) && !normalKept(s, k, c.p, bounds.min_cosine))
+      return Verdict::kRefused;
+  for (uint32_t k : sc.drop_corners)
+    if (!sc.isEdgeFace(k / 3) && !normalKept(s, k, c.p, bounds.min_cosine))
+      return Verdict::kRefused;
+  return Verdict::kAllowed;
+}
+
+void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc) {
+  const uint32_t u = c.keep, v = c.drop;
+  if (!s.uniform_attributes) blendCornerAttributes(s, sc, c.t);
+  for (int i = 0; i < sc.edge_faces; ++i) {
+    const uint32_t f = sc.edge_keep[i] / 3;
+    s.face[f].dead = 1;
+    for (uint32_t k = 3 * f; k < 3 * f + 3; ++k) s.unlink(k);
+  }
+  for (uint32_t k : sc.drop_corners)
+    if (!s.faceDead(k / 3)) s.cornerVertex(k) = static_cast<int32_t>(u);
+  s.splice(u, v);
+  for (int i = 0; i < 3; ++i) s.vertex[u].position[i] = c.p[i];
+  s.vertex[u].quadric += s.vertex[v].quadric;
+  s.vertex[u].on_boundary |= s.vertex[v].on_boundary;
+  ++s.version[u];
+  s.version[v] = kDeadVersion;
+  sc.removed_faces += static_cast<size_t>(sc.edge_faces);
+  ++sc.collapses;
+}
+
+}  // namespace vekmesh::reducer

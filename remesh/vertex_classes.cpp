@@ -1,0 +1,175 @@
+// Vertex classes and quadrics, vertex by vertex in a static OpenMP loop: the
+// ring's edges are sorted by neighbour to find boundary, seam and non-manifold
+// edges, faces are joined across inner edges to find pinched vertices, and the
+// face and constraint planes are summed (each vertex writes only its own entry).
+#include "remesh/vertex_classes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "remesh/corner_attributes.h"
+#include "remesh/quadric.h"
+
+namespace vekmesh::reducer {
+namespace {
+
+// One use of an edge at the vertex: the neighbour, the corner at the vertex in
+// the face using it, and whether the face runs vertex -> neighbour.
+struct RingEdge {
+  int32_t neighbour;
+  uint32_t corner;
+  uint32_t slot;  // position of the corner in the ring, for the fan test
+  bool outgoing;
+};
+
+struct Plane {
+  double n[3];
+  double d;
+  double area;
+  bool valid;
+};
+
+Plane facePlane(const ReducerState& s, uint32_t f) {
+  const double* a = s.pos(static_cast<uint32_t>(s.cornerVertex(3 * f)));
+  const double* b = s.pos(static_cast<uint32_t>(s.cornerVertex(3 * f + 1)));
+  const double* c = s.pos(static_cast<uint32_t>(s.cornerVertex(3 * f + 2)));
+  const double e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+  const double e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+  Plane p;
+  p.n[0] = e1[1] * e2[2] - e1[2] * e2[1];
+  p.n[1] = e1[2] * e2[0] - e1[0] * e2[2];
+  p.n[2] = e1[0] * e2[1] - e1[1] * e2[0];
+  const double len = std::sqrt(p.n[0] * p.n[0] + p.n[1] * p.n[1] + p.n[2] * p.n[2]);
+  p.valid = len > 0.0 && std::isfinite(len);
+  if (!p.valid) return p;
+  for (double& x : p.n) x /= len;
+  p.d = -(p.n[0] * a[0] + p.n[1] * a[1] + p.n[2] * a[2]);
+  p.area = 0.5 * len;
+  return p;
+}
+
+// The plane through edge (a, b) standing upright on the face with normal n:
+// moving off it moves the boundary or seam sideways. Weighted by the edge's
+// squared length, it counts in the quadric like a face of that size but adds
+// no area, so a point off the line reads as further from the surface.
+void addEdgeConstraint(Quadric& q, const double* a, const double* b, const double n[3]) {
+  const double e[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+  double m[3] = {e[1] * n[2] - e[2] * n[1], e[2] * n[0] - e[0] * n[2], e[0] * n[1] - e[1] * n[0]};
+  const double len = std::sqrt(m[0] * m[0] + m[1] * m[1] + m[2] * m[2]);
+  if (!(len > 0.0) || !std::isfinite(len)) return;
+  for (double& x : m) x /= len;
+  const double d = -(m[0] * a[0] + m[1] * a[1] + m[2] * a[2]);
+  q += planeQuadric(m, d, e[0] * e[0] + e[1] * e[1] + e[2] * e[2], 0.0);
+}
+
+uint32_t findRoot(std::vector<uint32_t>& parent, uint32_t i) {
+  while (parent[i] != i) i = parent[i] = parent[parent[i]];
+  return i;
+}
+
+void classifyOne(ReducerState& s, uint32_t v, std::vector<RingEdge>& edges,
+                 std::vector<uint32_t>& parent) {
+  Quadric q;
+  const uint32_t h = s.vertex[v].head;
+  if (h == kNone || s.vertex[v].valence > kMaxValence) {
+    s.vertex[v].vertex_class = kLocked;
+    return;
+  }
+  bool locked = false;
+  const double* pv = s.pos(v);
+  if (!std::isfinite(pv[0]) || !std::isfinite(pv[1]) || !std::isfinite(pv[2])) locked = true;
+
+  edges.clear();
+  uint32_t slot = 0;
+  uint32_t k = h;
+  do {
+    const int32_t nb = s.cornerVertex(ReducerState::nextInFace(k));
+    const int32_t pr = s.cornerVertex(ReducerState::prevInFace(k));
+    // A face naming a vertex twice: nothing around it can be reasoned about.
+    if (nb == static_cast<int32_t>(v) || pr == static_cast<int32_t>(v) || nb == pr) locked = true;
+    edges.push_back({nb, k, slot, true});
+    edges.push_back({pr, k, slot, false});
+    const Plane pl = facePlane(s, k / 3);
+    if (pl.valid) q += planeQuadric(pl.n, pl.d, pl.area, pl.area);
+    ++slot;
+    k = s.ringNext(k);
+  } while (k != h);
+
+  std::sort(edges.begin(), edges.end(), [](const RingEdge& a, const RingEdge& b) {
+    return a.neighbour != b.neighbour ? a.neighbour < b.neighbour : a.corner < b.corner;
+  });
+  parent.resize(slot);
+  for (uint32_t i = 0; i < slot; ++i) parent[i] = i;
+
+  int boundary_edges = 0, seam_edges = 0;
+  const SubMesh& m = *s.mesh;
+  for (size_t i = 0; i < edges.size();) {
+    size_t j = i + 1;
+    while (j < edges.size() && edges[j].neighbour == edges[i].neighbour) ++j;
+    const RingEdge& e = edges[i];
+    const double* pn = s.pos(static_cast<uint32_t>(e.neighbour));
+    if (j - i == 1) {
+      ++boundary_edges;
+      const Plane pl = facePlane(s, e.corner / 3);
+      if (pl.valid) addEdgeConstraint(q, pv, pn, pl.n);
+    } else if (j - i == 2 && edges[i].outgoing != edges[i + 1].outgoing) {
+      const RingEdge& f = edges[i];
+      const RingEdge& g = edges[i + 1];
+      parent[findRoot(parent, f.slot)] = findRoot(parent, g.slot);
+      // The neighbour's corner in each face: after v in the face running
+      // v -> neighbour, before it in the other.
+      const uint32_t fn =
+          f.outgoing ? ReducerState::nextInFace(f.corner) : ReducerState::prevInFace(f.corner);
+      const uint32_t gn =
+          g.outgoing ? ReducerState::nextInFace(g.corner) : ReducerState::prevInFace(g.corner);
+      if (!sameAttributes(m, f.corner, g.corner) || !sameAttributes(m, fn, gn)) {
+        ++seam_edges;
+        for (const RingEdge* r : {&f, &g}) {
+          const Plane pl = facePlane(s, r->corner / 3);
+          if (pl.valid) addEdgeConstraint(q, pv, pn, pl.n);
+        }
+      }
+    } else {
+      locked = true;  // three or more faces, or two running the same way
+    }
+    i = j;
+  }
+  // All faces around the vertex must form one fan; two fans meeting at a
+  // point are a pinch that collapses must not touch.
+  const uint32_t root = findRoot(parent, 0);
+  for (uint32_t i = 1; i < slot && !locked; ++i)
+    if (findRoot(parent, i) != root) locked = true;
+
+  s.vertex[v].quadric = q;
+  s.vertex[v].on_boundary = boundary_edges > 0;
+  if (locked) {
+    s.vertex[v].vertex_class = kLocked;
+  } else if (boundary_edges + seam_edges == 0) {
+    s.vertex[v].vertex_class = kFree;
+  } else if (boundary_edges == 2 && seam_edges == 0) {
+    s.vertex[v].vertex_class = kBoundarySlide;
+  } else if (seam_edges == 2 && boundary_edges == 0) {
+    s.vertex[v].vertex_class = kSeamSlide;
+  } else {
+    s.vertex[v].vertex_class = kFixed;
+  }
+}
+
+}  // namespace
+
+void classifyVertices(ReducerState& s) {
+  const int64_t n = static_cast<int64_t>(s.vertexCount());
+#pragma omp parallel
+  {
+    std::vector<RingEdge> edges;
+    std::vector<uint32_t> parent;
+    edges.reserve(2 * (kMaxValence + 1));
+    parent.reserve(kMaxValence + 1);
+#pragma omp for schedule(static)
+    for (int64_t v = 0; v < n; ++v) classifyOne(s, static_cast<uint32_t>(v), edges, parent);
+  }
+}
+
+}  // namespace vekmesh::reducer

@@ -1,0 +1,372 @@
+// Tests of the two mesh reduction routines: closed meshes stay closed, manifold
+// and outward with their volume; flat sides reduce to nearly nothing at zero
+// error while curved ones do not move; boundaries, material and colour seams
+// and texture coordinates survive; bad input is refused quietly.
+#include "remesh/mesh_reducer.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <map>
+#include <set>
+
+#include "mesh/large_model_cap.h"
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+#include "repair/flaw_detection.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::Soup;
+
+using Reducer = std::function<void(SubMesh&, double, double, double)>;
+
+struct Routine {
+  const char* name;
+  Reducer reduce;
+};
+const Routine kRoutines[] = {{"quality", reduceMesh}, {"fast", reduceMeshFast}};
+
+constexpr double kUnbounded = std::numeric_limits<double>::infinity();
+
+// Closed box [0, edge]^3 whose six sides are n x n grids of squares, two
+// triangles each, wound outwards: 12 n^2 triangles.
+Soup griddedBox(int n, float edge = 1.0f) {
+  std::map<std::array<int, 3>, int> index;
+  std::vector<Point> points;
+  auto point = [&](std::array<int, 3> l) {
+    auto [it, fresh] = index.emplace(l, static_cast<int>(points.size()));
+    if (fresh) points.push_back({edge * l[0] / n, edge * l[1] / n, edge * l[2] / n});
+    return it->second;
+  };
+  std::vector<std::array<int, 3>> triangles;
+  for (int axis = 0; axis < 3; ++axis)
+    for (int side = 0; side < 2; ++side)
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) {
+          const int b = (axis + 1) % 3, c = (axis + 2) % 3;
+          auto at = [&](int di, int dj) {
+            std::array<int, 3> l{};
+            l[axis] = side * n, l[b] = i + di, l[c] = j + dj;
+            return point(l);
+          };
+          const int p00 = at(0, 0), p10 = at(1, 0), p11 = at(1, 1), p01 = at(0, 1);
+          if (side == 1) {
+            triangles.push_back({p00, p10, p11});
+            triangles.push_back({p00, p11, p01});
+          } else {
+            triangles.push_back({p00, p11, p10});
+            triangles.push_back({p00, p01, p11});
+          }
+        }
+  return test::soupFromIndexed(points, triangles);
+}
+
+// Flat square [0, 1]^2 at z = 0 as an n x n grid, facing +z: an open sheet.
+Soup squareSheet(int n) {
+  std::vector<Point> points;
+  for (int j = 0; j <= n; ++j)
+    for (int i = 0; i <= n; ++i)
+      points.push_back({static_cast<float>(i) / n, static_cast<float>(j) / n, 0.0f});
+  std::vector<std::array<int, 3>> triangles;
+  for (int j = 0; j < n; ++j)
+    for (int i = 0; i < n; ++i) {
+      const int a = j * (n + 1) + i;
+      triangles.push_back({a, a + 1, a + n + 2});
+      triangles.push_back({a, a + n + 2, a + n + 1});
+    }
+  return test::soupFromIndexed(points, triangles);
+}
+
+// The mesh is sound as a printable solid: construction invariants, no open,
+// over-used or same-direction edge, and (once flaw detection is in) the
+// strict flaw test.
+void expectClosedManifold(const SubMesh& mesh) {
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  const test::EdgeCensus census = test::edgeCensus(mesh);
+  EXPECT_EQ(census.boundary, 0u);
+  EXPECT_EQ(census.nonManifold, 0u);
+  EXPECT_EQ(census.misoriented, 0u);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+}
+
+// Volume with sign: positive for a mesh wound outwards.
+double signedVolume(const SubMesh& mesh) {
+  double sum = 0.0;
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    const auto& a = mesh.vertices[f.v[0]].position;
+    const auto& b = mesh.vertices[f.v[1]].position;
+    const auto& c = mesh.vertices[f.v[2]].position;
+    sum += (double{a[0]} * (double{b[1]} * c[2] - double{b[2]} * c[1]) +
+            double{a[1]} * (double{b[2]} * c[0] - double{b[0]} * c[2]) +
+            double{a[2]} * (double{b[0]} * c[1] - double{b[1]} * c[0]));
+  }
+  return sum / 6.0;
+}
+
+TEST(MeshReducer, ClosedSphereStaysClosedOrientedAndKeepsItsVolume) {
+  const Soup soup = test::uvSphereSoup(1.0f, 160, 80);  // 25280 triangles
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    const double before = signedVolume(mesh);
+    const size_t faces = mesh.faces.size();
+    r.reduce(mesh, 0.1, kUnbounded, 0.0);
+    expectClosedManifold(mesh);
+    EXPECT_NEAR(static_cast<double>(mesh.faces.size()), 0.1 * faces, 2.0);
+    EXPECT_NEAR(signedVolume(mesh), before, 0.01 * before);
+    // Nothing strays far from the sphere.
+    for (const Vertex& v : mesh.vertices) {
+      const double radius = std::hypot(v.position[0], v.position[1], v.position[2]);
+      EXPECT_NEAR(radius, 1.0, 0.01);
+    }
+  }
+}
+
+TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
+  const Soup soup = griddedBox(91);  // 99372 triangles
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    r.reduce(mesh, 0.0, 0.0, 0.99);
+    expectClosedManifold(mesh);
+    EXPECT_LE(mesh.faces.size(), 24u);
+    EXPECT_NEAR(signedVolume(mesh), 1.0, 1e-6);
+    // Every vertex is still on the surface of the box: one coordinate at 0 or 1.
+    for (const Vertex& v : mesh.vertices) {
+      bool on_side = false;
+      for (float x : v.position) {
+        EXPECT_GE(x, 0.0f);
+        EXPECT_LE(x, 1.0f);
+        on_side = on_side || x == 0.0f || x == 1.0f;
+      }
+      EXPECT_TRUE(on_side);
+    }
+  }
+}
+
+TEST(MeshReducer, ZeroErrorBoundLeavesCurvedSurfaceAlone) {
+  const Soup soup = test::uvSphereSoup(1.0f, 40, 20);
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    const size_t faces = mesh.faces.size();
+    r.reduce(mesh, 0.0, 0.0, 0.0);
+    EXPECT_EQ(mesh.faces.size(), faces);
+    // A torus as well, which has no flat spot anywhere.
+    TriMesh ring = test::buildMesh(test::torusSoup(2.0f, 0.5f, 36, 18));
+    const size_t ring_faces = ring.faces.size();
+    r.reduce(ring, -1.0, 0.0, 0.0);
+    EXPECT_EQ(ring.faces.size(), ring_faces);
+  }
+}
+
+TEST(MeshReducer, ErrorAndNormalBoundsLimitTheReduction) {
+  const Soup soup = test::uvSphereSoup(10.0f, 120, 60);
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    // Ratios of 0 and below keep only the bounds; a tighter bound removes less.
+    TriMesh loose = test::buildMesh(soup), tight = test::buildMesh(soup);
+    TriMesh steep = test::buildMesh(soup);
+    r.reduce(loose, -0.657142857, 0.05, 0.985);
+    r.reduce(tight, 0.0, 0.002, 0.985);
+    r.reduce(steep, -1.0, 0.05, 0.9999);
+    EXPECT_LT(loose.faces.size(), soup.triangleCount());
+    EXPECT_LT(tight.faces.size(), soup.triangleCount());
+    EXPECT_LT(loose.faces.size(), tight.faces.size());
+    EXPECT_LT(loose.faces.size(), steep.faces.size());
+    for (const TriMesh* m : {&loose, &tight, &steep}) expectClosedManifold(*m);
+    // The bound is on the mean distance to the planes a vertex stands for, so
+    // single vertices may stray a little further from the sphere, not far.
+    for (auto [m, bound] : {std::pair{&loose, 0.05}, std::pair{&tight, 0.002}}) {
+      double sum = 0.0, worst = 0.0;
+      for (const Vertex& v : m->vertices) {
+        const double d = std::fabs(std::hypot(v.position[0], v.position[1], v.position[2]) - 10.0);
+        sum += d;
+        worst = std::max(worst, d);
+      }
+      EXPECT_LT(sum / static_cast<double>(m->vertices.size()), bound);
+      EXPECT_LT(worst, 2.0 * bound);
+    }
+  }
+}
+
+TEST(MeshReducer, TetrahedronCannotCollapseFurther) {
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
+    r.reduce(mesh, 0.0, kUnbounded, -1.0);
+    EXPECT_EQ(mesh.faces.size(), 4u);
+    expectClosedManifold(mesh);
+  }
+}
+
+TEST(MeshReducer, MaterialAndColourSeamsSurvive) {
+  // Upper half of a sphere red with material 1, lower half blue with
+  // material 2; both textured by position.
+  Soup soup = test::uvSphereSoup(1.0f, 64, 32);
+  test::assignMaterial(soup, 1);
+  soup.colors.clear();
+  for (size_t t = 0; t < soup.triangleCount(); ++t) {
+    const float z = soup.corner(t, 0)[2] + soup.corner(t, 1)[2] + soup.corner(t, 2)[2];
+    const bool upper = z > 0.0f;
+    soup.materials[t] = upper ? 1 : 2;
+    const test::Rgb rgb = {upper ? 1.0f : 0.0f, 0.0f, upper ? 0.0f : 1.0f};
+    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), rgb.begin(), rgb.end());
+  }
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    r.reduce(mesh, 0.1, kUnbounded, 0.0);
+    EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 5);
+    expectClosedManifold(mesh);
+
+    size_t upper = 0, lower = 0, corners = 0;
+    double drift = 0.0;
+    for (const Face& f : mesh.faces) {
+      ASSERT_TRUE(f.material == 1 || f.material == 2);
+      const uint8_t red = f.material == 1 ? 255 : 0;
+      // Every corner keeps its side's colour: nothing was blended across.
+      for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(f.colors[c][0], red);
+        EXPECT_EQ(f.colors[c][2], 255 - red);
+      }
+      // Faces stay on their side; the seam vertices stay on the equator.
+      for (int c = 0; c < 3; ++c) {
+        const float z = mesh.vertices[f.v[c]].position[2];
+        if (f.material == 1) {
+          EXPECT_GT(z, -1e-6f);
+        } else {
+          EXPECT_LT(z, 1e-6f);
+        }
+      }
+      (f.material == 1 ? upper : lower)++;
+      // Texture coordinates travel with their corners: still close to the
+      // position's own coordinates (u = x + 2y, v = z - y). Blending along
+      // the edge while the vertex moves off it drifts a little; a corner given
+      // another corner's coordinates would be off by about an edge length.
+      for (int c = 0; c < 3; ++c) {
+        const auto& p = mesh.vertices[f.v[c]].position;
+        const TexCoord& uv = mesh.texCoords.at(f.uv[c]);
+        const double du = std::fabs(uv.u - (p[0] + 2.0 * p[1]));
+        const double dv = std::fabs(uv.v - (p[2] - p[1]));
+        EXPECT_LT(du, 0.15);
+        EXPECT_LT(dv, 0.15);
+        drift += du + dv;
+        ++corners;
+      }
+    }
+    EXPECT_LT(drift / static_cast<double>(2 * corners), 0.02);
+    EXPECT_GT(upper, 10u);
+    EXPECT_GT(lower, 10u);
+  }
+}
+
+TEST(MeshReducer, OpenBoundaryStaysInPlace) {
+  const Soup soup = squareSheet(40);  // 3200 triangles
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    r.reduce(mesh, 0.0, 0.0, 0.99);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+    const test::EdgeCensus census = test::edgeCensus(mesh);
+    EXPECT_EQ(census.nonManifold, 0u);
+    EXPECT_EQ(census.misoriented, 0u);
+    // The square's outline is all that is left: its four corners.
+    EXPECT_EQ(mesh.faces.size(), 2u);
+    EXPECT_EQ(census.boundary, 4u);
+    for (const Vertex& v : mesh.vertices) {
+      EXPECT_TRUE(v.position[0] == 0.0f || v.position[0] == 1.0f);
+      EXPECT_TRUE(v.position[1] == 0.0f || v.position[1] == 1.0f);
+    }
+  }
+}
+
+TEST(MeshReducer, NonManifoldEdgesAreLeftAlone) {
+  // Two finely gridded boxes sharing one edge (four faces on it).
+  Soup second = griddedBox(8);
+  for (size_t i = 0; i < second.corners.size(); i += 3) {
+    second.corners[i] += 1.0f;
+    second.corners[i + 1] += 1.0f;
+  }
+  const Soup soup = test::concatenate(griddedBox(8), second);
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    TriMesh mesh = test::buildMesh(soup);
+    const test::EdgeCensus before = test::edgeCensus(mesh);
+    ASSERT_GT(before.nonManifold, 0u);
+    r.reduce(mesh, 0.0, 0.0, 0.99);
+    EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 4);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+    const test::EdgeCensus after = test::edgeCensus(mesh);
+    EXPECT_EQ(after.nonManifold, before.nonManifold);
+    EXPECT_EQ(after.boundary, 0u);
+    EXPECT_EQ(after.misoriented, 0u);
+    EXPECT_NEAR(signedVolume(mesh), 2.0, 1e-6);
+  }
+}
+
+TEST(MeshReducer, FastRoutineKeepsVoxelLattice) {
+  // A box on the integer lattice, as the voxel meshes the fast routine
+  // serves: every coordinate of the result must still be an integer.
+  TriMesh mesh = test::buildMesh(griddedBox(20, 20.0f));
+  reduceMeshFast(mesh, 0.0, 0.05, 0.9);
+  expectClosedManifold(mesh);
+  EXPECT_LE(mesh.faces.size(), 24u);
+  for (const Vertex& v : mesh.vertices)
+    for (float x : v.position) EXPECT_EQ(x, std::round(x));
+}
+
+TEST(MeshReducer, BadInputIsRefusedQuietly) {
+  const Soup soup = test::uvSphereSoup(1.0f, 24, 12);
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    // Nothing to do: NaN or full ratios, NaN or negative bounds, no faces.
+    for (auto [ratio, error, cosine] :
+         {std::tuple{nan, 1.0, 0.0}, std::tuple{1.0, 1.0, 0.0}, std::tuple{0.5, nan, 0.0},
+          std::tuple{0.5, -1.0, 0.0}, std::tuple{0.5, 1.0, nan}}) {
+      TriMesh mesh = test::buildMesh(soup);
+      const size_t faces = mesh.faces.size();
+      r.reduce(mesh, ratio, error, cosine);
+      EXPECT_EQ(mesh.faces.size(), faces);
+    }
+    TriMesh empty;
+    r.reduce(empty, 0.5, 1.0, 0.0);
+    EXPECT_TRUE(empty.faces.empty());
+
+    // Non-finite positions: the vertices are never moved nor merged, the rest
+    // reduces and nothing crashes.
+    TriMesh odd = test::buildMesh(soup);
+    odd.vertices[5].position[0] = std::numeric_limits<float>::quiet_NaN();
+    odd.vertices[9].position[2] = std::numeric_limits<float>::infinity();
+    r.reduce(odd, 0.2, kUnbounded, 0.0);
+    EXPECT_LT(odd.faces.size(), soup.triangleCount());
+    EXPECT_EQ(test::invariantViolation(odd), "");
+    EXPECT_EQ(test::edgeCensus(odd).boundary, 0u);
+
+    // A face naming a vertex that does not exist: the mesh is left as it is.
+    TriMesh broken = test::buildMesh(soup);
+    broken.faces[3].v[1] = 1 << 30;
+    r.reduce(broken, 0.2, kUnbounded, 0.0);
+    EXPECT_EQ(broken.faces.size(), soup.triangleCount());
+  }
+}
+
+TEST(MeshReducer, LargeModelCapThinsAboveHundredThousandFaces) {
+  TriMesh mesh = test::buildMesh(test::uvSphereSoup(1.0f, 500, 150));  // 149000 triangles
+  const double n = static_cast<double>(mesh.faces.size());
+  capLargeModel(mesh);
+  EXPECT_NEAR(static_cast<double>(mesh.faces.size()), (n - 100000) * 0.3 + 100000, 2.0);
+  expectClosedManifold(mesh);
+  EXPECT_FALSE(mesh.shells.empty());  // topology rebuilt
+}
+
+}  // namespace
+}  // namespace vekmesh
