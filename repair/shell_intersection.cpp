@@ -9,6 +9,7 @@
 #include <deque>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <utility>
 
 #include <boost/geometry.hpp>
@@ -36,6 +37,12 @@ constexpr uint64_t kMaxBoxComparisons = uint64_t{1} << 30;
 // breadth-first shell list: breadth-first fronts are rings around the first
 // face, and runs along a ring make long boxes that reach across thin gaps.
 constexpr size_t kRunThreshold = 10000;
+
+// A queried shell with at most this many entries is scanned, not indexed.
+constexpr size_t kTreeEntries = 32;
+
+// Below this many faces a parallel loop costs more than it saves.
+constexpr size_t kParallelFaces = 20000;
 
 struct FloatBox {
   float lo[3];
@@ -90,8 +97,6 @@ Triangle corners(const SubMesh& mesh, int32_t f) {
   return t;
 }
 
-// --- per-shell index -------------------------------------------------------------
-
 using RPoint = bg::model::point<float, 3, bg::cs::cartesian>;
 using RBox = bg::model::box<RPoint>;
 using REntry = std::pair<RBox, uint32_t>;
@@ -101,70 +106,145 @@ inline RBox toRBox(const FloatBox& b) {
   return RBox(RPoint(b.lo[0], b.lo[1], b.lo[2]), RPoint(b.hi[0], b.hi[1], b.hi[2]));
 }
 
-// A shell as the search indexes it: its faces in index order with their
-// boxes; entry e covers positions [e * step, (e + 1) * step) of that order.
-struct ShellIndex {
-  std::vector<int32_t> faces;
-  std::vector<FloatBox> boxes;
+// --- the index of all shells ---------------------------------------------------------
+
+// Shell s owns positions [first, first + count) of Index::faces and
+// Index::boxes. Its entry e covers positions [e * step, (e + 1) * step) of
+// that range; with step 1 the entries are the face boxes themselves, larger
+// shells keep their run boxes in Index::runs from firstRun on.
+struct ShellSpan {
+  size_t first = 0;
+  size_t count = 0;
   uint32_t step = 1;
-  std::vector<FloatBox> entries;
-  RTree tree;
+  size_t firstRun = 0;
+  size_t entries() const { return step == 1 ? count : (count + step - 1) / step; }
 };
 
-// `boxes` holds the face boxes in shell-list order already.
-void buildEntries(const std::vector<int32_t>& shell, const FloatBox& bounds, ShellIndex& index) {
-  const size_t n = shell.size();
-  index.faces = shell;
-  if (n >= kRunThreshold) {
-    index.step = static_cast<uint32_t>(static_cast<double>(n) * 0.0001 + 0.5);
-    const MortonGrid grid(bounds.lo, bounds.hi);
-    std::vector<uint32_t> codes(n);
-    for (size_t i = 0; i < n; ++i) {
-      const FloatBox& b = index.boxes[i];
-      codes[i] = grid.code(0.5f * b.lo[0] + 0.5f * b.hi[0], 0.5f * b.lo[1] + 0.5f * b.hi[1],
-                           0.5f * b.lo[2] + 0.5f * b.hi[2]);
-    }
-    const std::vector<uint32_t> order = sortByCode(codes);
-    std::vector<FloatBox> boxes(n);
-    for (size_t i = 0; i < n; ++i) {
-      index.faces[i] = shell[order[i]];
-      boxes[i] = index.boxes[order[i]];
-    }
-    index.boxes.swap(boxes);
+struct Index {
+  std::vector<int32_t> faces;   // every shell's faces, shell after shell
+  std::vector<FloatBox> boxes;  // their boxes
+  std::vector<ShellSpan> spans;
+  std::vector<FloatBox> tight;  // union of each shell's face boxes
+  std::vector<FloatBox> runs;
+  std::vector<std::unique_ptr<RTree>> trees;  // only for queried shells with many entries
+
+  const FloatBox& entry(int32_t s, size_t e) const {
+    const ShellSpan& span = spans[s];
+    return span.step == 1 ? boxes[span.first + e] : runs[span.firstRun + e];
   }
-  index.entries.assign((n + index.step - 1) / index.step, kEmptyBox);
-  for (size_t i = 0; i < n; ++i) widen(index.entries[i / index.step], index.boxes[i]);
+};
+
+// Faces and face boxes of every shell, and each shell's tight box. Min and max
+// are exact, so the parallel reduction gives the same boxes for any number of
+// threads.
+void collectFaces(const SubMesh& mesh, Index& index) {
+  const size_t shell_count = mesh.shells.size();
+  size_t total = 0;
+  index.spans.resize(shell_count);
+  for (size_t s = 0; s < shell_count; ++s) {
+    index.spans[s].first = total;
+    index.spans[s].count = mesh.shells[s].size();
+    total += mesh.shells[s].size();
+  }
+  index.faces.resize(total);
+  index.boxes.resize(total);
+  index.tight.resize(shell_count);
+  for (size_t s = 0; s < shell_count; ++s) {
+    const std::vector<int32_t>& shell = mesh.shells[s];
+    int32_t* faces = index.faces.data() + index.spans[s].first;
+    FloatBox* boxes = index.boxes.data() + index.spans[s].first;
+    const ptrdiff_t n = static_cast<ptrdiff_t>(shell.size());
+    float lo[3] = {kInf, kInf, kInf}, hi[3] = {-kInf, -kInf, -kInf};
+#pragma omp parallel for schedule(static) reduction(min : lo[:3]) reduction(max : hi[:3]) \
+    if (shell.size() >= kParallelFaces)
+    for (ptrdiff_t i = 0; i < n; ++i) {
+      faces[i] = shell[i];
+      if (!faceBox(mesh, shell[i], boxes[i])) continue;
+      for (int d = 0; d < 3; ++d) {
+        lo[d] = std::min(lo[d], boxes[i].lo[d]);
+        hi[d] = std::max(hi[d], boxes[i].hi[d]);
+      }
+    }
+    for (int d = 0; d < 3; ++d) {
+      index.tight[s].lo[d] = lo[d];
+      index.tight[s].hi[d] = hi[d];
+    }
+  }
 }
 
-void buildTree(ShellIndex& index) {
+// Puts a large shell's faces in Morton order and fills its run boxes.
+void buildRuns(int32_t s, Index& index) {
+  const ShellSpan& span = index.spans[s];
+  const size_t n = span.count;
+  int32_t* faces = index.faces.data() + span.first;
+  FloatBox* boxes = index.boxes.data() + span.first;
+  const MortonGrid grid(index.tight[s].lo, index.tight[s].hi);
+  std::vector<uint32_t> codes(n);
+  for (size_t i = 0; i < n; ++i)
+    codes[i] = grid.code(0.5f * boxes[i].lo[0] + 0.5f * boxes[i].hi[0],
+                         0.5f * boxes[i].lo[1] + 0.5f * boxes[i].hi[1],
+                         0.5f * boxes[i].lo[2] + 0.5f * boxes[i].hi[2]);
+  const std::vector<uint32_t> order = sortByCode(codes);
+  codes.clear();
+  codes.shrink_to_fit();
+  std::vector<int32_t> sorted_faces(n);
+  std::vector<FloatBox> sorted_boxes(n);
+  for (size_t i = 0; i < n; ++i) {
+    sorted_faces[i] = faces[order[i]];
+    sorted_boxes[i] = boxes[order[i]];
+  }
+  std::copy(sorted_faces.begin(), sorted_faces.end(), faces);
+  std::copy(sorted_boxes.begin(), sorted_boxes.end(), boxes);
+  FloatBox* runs = index.runs.data() + span.firstRun;
+  std::fill(runs, runs + span.entries(), kEmptyBox);
+  for (size_t i = 0; i < n; ++i) widen(runs[i / span.step], boxes[i]);
+}
+
+void buildTree(int32_t s, Index& index) {
+  const size_t count = index.spans[s].entries();
   std::vector<REntry> values;
-  values.reserve(index.entries.size());
-  for (uint32_t e = 0; e < index.entries.size(); ++e)
-    if (index.entries[e].lo[0] <= index.entries[e].hi[0])
-      values.emplace_back(toRBox(index.entries[e]), e);
-  index.tree = RTree(values.begin(), values.end());  // packed bulk load
+  values.reserve(count);
+  for (size_t e = 0; e < count; ++e) {
+    const FloatBox& box = index.entry(s, e);
+    if (box.lo[0] <= box.hi[0]) values.emplace_back(toRBox(box), static_cast<uint32_t>(e));
+  }
+  index.trees[s] = std::make_unique<RTree>(values.begin(), values.end());  // packed bulk load
+}
+
+// The shells listed, each built by `build` in a parallel loop: every shell's
+// part of the index depends on that shell alone.
+template <class Build>
+void buildEach(std::vector<int32_t> shells, Build build) {
+  std::sort(shells.begin(), shells.end());
+  shells.erase(std::unique(shells.begin(), shells.end()), shells.end());
+  const ptrdiff_t n = static_cast<ptrdiff_t>(shells.size());
+#pragma omp parallel for schedule(static, 1) if (n > 1)
+  for (ptrdiff_t k = 0; k < n; ++k) build(shells[k]);
 }
 
 // --- one pair of shells -------------------------------------------------------------
 
-// Reused buffers of one pair search.
+// Reused buffers of the pair searches.
 struct Scratch {
   std::vector<REntry> hits;
   std::vector<Triangle> triangles;  // corners of the current entry of the queried shell
-
   std::vector<uint8_t> loaded;
   uint64_t comparisons = 0;
 };
 
-// Faces of entry ea of `a` against faces of entry eb of `b`, box first.
-bool entriesIntersect(const SubMesh& mesh, const ShellIndex& a, uint32_t ea, const ShellIndex& b,
-                      uint32_t eb, Scratch& s) {
-  const FloatBox& b_box = b.entries[eb];
-  const size_t a_begin = size_t{ea} * a.step, a_end = std::min(a.faces.size(), a_begin + a.step);
-  const size_t b_begin = size_t{eb} * b.step, b_end = std::min(b.faces.size(), b_begin + b.step);
+// Faces of entry ea of shell a against faces of entry eb of shell b, box first.
+bool entriesIntersect(const SubMesh& mesh, const Index& index, int32_t a, size_t ea, int32_t b,
+                      size_t eb, Scratch& s) {
+  const ShellSpan& sa = index.spans[a];
+  const ShellSpan& sb = index.spans[b];
+  const FloatBox& b_box = index.entry(b, eb);
+  const size_t a_begin = sa.first + ea * sa.step;
+  const size_t a_end = std::min(sa.first + sa.count, a_begin + sa.step);
+  const size_t b_begin = sb.first + eb * sb.step;
+  const size_t b_end = std::min(sb.first + sb.count, b_begin + sb.step);
   bool b_ready = false;
   for (size_t i = a_begin; i < a_end; ++i) {
-    const FloatBox& a_box = a.boxes[i];
+    const FloatBox& a_box = index.boxes[i];
     if (!meet(a_box, b_box)) continue;
     if (!b_ready) {
       s.triangles.resize(b_end - b_begin);
@@ -175,13 +255,13 @@ bool entriesIntersect(const SubMesh& mesh, const ShellIndex& a, uint32_t ea, con
     bool a_loaded = false;
     Triangle ta;
     for (size_t j = b_begin; j < b_end; ++j) {
-      if (!meet(a_box, b.boxes[j])) continue;
+      if (!meet(a_box, index.boxes[j])) continue;
       if (!a_loaded) {
-        ta = corners(mesh, a.faces[i]);
+        ta = corners(mesh, index.faces[i]);
         a_loaded = true;
       }
       if (!s.loaded[j - b_begin]) {
-        s.triangles[j - b_begin] = corners(mesh, b.faces[j]);
+        s.triangles[j - b_begin] = corners(mesh, index.faces[j]);
         s.loaded[j - b_begin] = 1;
       }
       const Triangle& tb = s.triangles[j - b_begin];
@@ -195,107 +275,85 @@ bool entriesIntersect(const SubMesh& mesh, const ShellIndex& a, uint32_t ea, con
   return false;
 }
 
-// Entries of `a` inside the overlap of the two shell boxes, each queried
-// against the tree of `b`. Any common point lies in both shell boxes, so
-// entries outside the overlap cannot hold one.
-bool shellsIntersect(const SubMesh& mesh, const ShellIndex& a, const ShellIndex& b,
+// Entries of shell a inside the overlap of the two shell boxes, each matched
+// against the entries of b (through b's tree when it has one). Any common
+// point lies in both shell boxes, so entries outside the overlap hold none.
+bool shellsIntersect(const SubMesh& mesh, const Index& index, int32_t a, int32_t b,
                      const FloatBox& overlap, Scratch& s) {
-  const std::vector<FloatBox>& entries = a.entries;
-  for (uint32_t ea = 0; ea < entries.size(); ++ea) {
+  const size_t a_entries = index.spans[a].entries(), b_entries = index.spans[b].entries();
+  const RTree* tree = index.trees[b].get();
+  for (size_t ea = 0; ea < a_entries; ++ea) {
     if (s.comparisons > kMaxBoxComparisons) return false;
-    if (!meet(entries[ea], overlap)) continue;
-    s.hits.clear();
-    b.tree.query(bgi::intersects(toRBox(entries[ea])), std::back_inserter(s.hits));
-    for (const REntry& hit : s.hits)
-      if (entriesIntersect(mesh, a, ea, b, hit.second, s)) return true;
+    const FloatBox& box = index.entry(a, ea);
+    if (!meet(box, overlap)) continue;
+    if (tree) {
+      s.hits.clear();
+      tree->query(bgi::intersects(toRBox(box)), std::back_inserter(s.hits));
+      for (const REntry& hit : s.hits)
+        if (entriesIntersect(mesh, index, a, ea, b, hit.second, s)) return true;
+    } else {
+      s.comparisons += b_entries;
+      for (size_t eb = 0; eb < b_entries; ++eb)
+        if (meet(box, index.entry(b, eb)) && entriesIntersect(mesh, index, a, ea, b, eb, s))
+          return true;
+    }
   }
   return false;
 }
 
-// --- shell boxes ---------------------------------------------------------------------
+// --- shell boxes -----------------------------------------------------------------------
 
-struct ShellBox {
-  double lo[3] = {1e6, 1e6, 1e6};
-  double hi[3] = {-1e6, -1e6, -1e6};
-  bool any = false;  // holds a face with finite coordinates
-};
-
-// Below this many faces a parallel loop costs more than it saves.
-constexpr size_t kParallelFaces = 20000;
-
-// Fills `boxes` with the face boxes of the shell in list order, `tight` with
-// their union, and returns the shell box. Min and max are exact, so the
-// parallel reduction gives the same boxes for any number of threads.
-ShellBox shellBox(const SubMesh& mesh, const std::vector<int32_t>& shell,
-                  std::vector<FloatBox>& boxes, FloatBox& tight) {
-  const ptrdiff_t n = static_cast<ptrdiff_t>(shell.size());
-  boxes.resize(shell.size());
-  float lo[3] = {kInf, kInf, kInf}, hi[3] = {-kInf, -kInf, -kInf};
-#pragma omp parallel for schedule(static) reduction(min : lo[:3]) reduction(max : hi[:3]) \
-    if (shell.size() >= kParallelFaces)
-  for (ptrdiff_t i = 0; i < n; ++i) {
-    FloatBox& b = boxes[i];
-    if (!faceBox(mesh, shell[i], b)) continue;
-    for (int d = 0; d < 3; ++d) {
-      lo[d] = std::min(lo[d], b.lo[d]);
-      hi[d] = std::max(hi[d], b.hi[d]);
-    }
-  }
-  ShellBox box;
+// The shell box every part of the library uses: minima start at 1e6 and
+// maxima at -1e6. Both values are floats, so the box is one too.
+FloatBox shellBox(const FloatBox& tight) {
+  FloatBox box;
   for (int d = 0; d < 3; ++d) {
-    tight.lo[d] = lo[d];
-    tight.hi[d] = hi[d];
-  }
-  box.any = lo[0] <= hi[0];
-  for (int d = 0; d < 3 && box.any; ++d) {
-    box.lo[d] = std::min(box.lo[d], static_cast<double>(lo[d]));
-    box.hi[d] = std::max(box.hi[d], static_cast<double>(hi[d]));
+    box.lo[d] = std::min(1e6f, tight.lo[d]);
+    box.hi[d] = std::max(-1e6f, tight.hi[d]);
   }
   return box;
 }
 
 // Strict on all six sides: boxes sharing only a face plane do not overlap.
-inline bool overlapStrictly(const ShellBox& a, const ShellBox& b) {
+inline bool overlapStrictly(const FloatBox& a, const FloatBox& b) {
   for (int d = 0; d < 3; ++d)
     if (!(a.lo[d] < b.hi[d] && b.lo[d] < a.hi[d])) return false;
   return true;
 }
 
-// The overlap of two shell boxes, widened outwards to floats so that it
-// still holds every face point in both.
-FloatBox overlapBox(const ShellBox& a, const ShellBox& b) {
+FloatBox overlapBox(const FloatBox& a, const FloatBox& b) {
   FloatBox o;
   for (int d = 0; d < 3; ++d) {
-    const double lo = std::max(a.lo[d], b.lo[d]), hi = std::min(a.hi[d], b.hi[d]);
-    o.lo[d] = std::nextafter(static_cast<float>(lo), -kInf);
-    o.hi[d] = std::nextafter(static_cast<float>(hi), kInf);
+    o.lo[d] = std::max(a.lo[d], b.lo[d]);
+    o.hi[d] = std::min(a.hi[d], b.hi[d]);
   }
   return o;
 }
 
-using DPoint = bg::model::point<double, 3, bg::cs::cartesian>;
-using DBox = bg::model::box<DPoint>;
-
-// Pairs i < j of shells whose boxes overlap strictly, ordered by i then j.
-std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const std::vector<ShellBox>& boxes) {
-  std::vector<std::pair<DBox, int32_t>> values;
-  for (size_t i = 0; i < boxes.size(); ++i)
-    if (boxes[i].any)
-      values.emplace_back(DBox(DPoint(boxes[i].lo[0], boxes[i].lo[1], boxes[i].lo[2]),
-                               DPoint(boxes[i].hi[0], boxes[i].hi[1], boxes[i].hi[2])),
-                          static_cast<int32_t>(i));
-  const bgi::rtree<std::pair<DBox, int32_t>, bgi::quadratic<16>> tree(values.begin(),
-                                                                     values.end());
+// Pairs i < j of shells whose boxes overlap strictly, ordered by i then j. A
+// shell without a finite face has no box and pairs with nothing.
+std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index) {
+  const size_t shell_count = index.tight.size();
+  std::vector<FloatBox> boxes(shell_count);
+  std::vector<REntry> values;
+  for (size_t s = 0; s < shell_count; ++s) {
+    boxes[s] = shellBox(index.tight[s]);
+    if (index.tight[s].lo[0] <= index.tight[s].hi[0])
+      values.emplace_back(toRBox(boxes[s]), static_cast<uint32_t>(s));
+  }
+  const RTree tree(values.begin(), values.end());
   std::vector<std::pair<int32_t, int32_t>> pairs;
-  std::vector<std::pair<DBox, int32_t>> hits;
+  std::vector<REntry> hits;
   std::vector<int32_t> partners;
-  for (const auto& [box, i] : values) {
+  for (const auto& [box, s] : values) {
+    const int32_t i = static_cast<int32_t>(s);
     hits.clear();
     tree.query(bgi::intersects(box), std::back_inserter(hits));
     partners.clear();
-    for (const auto& hit : hits)
-      if (hit.second > i && overlapStrictly(boxes[i], boxes[hit.second]))
-        partners.push_back(hit.second);
+    for (const REntry& hit : hits) {
+      const int32_t j = static_cast<int32_t>(hit.second);
+      if (j > i && overlapStrictly(boxes[i], boxes[j])) partners.push_back(j);
+    }
     std::sort(partners.begin(), partners.end());
     for (int32_t j : partners) {
       if (pairs.size() >= kMaxShellPairs) return pairs;
@@ -303,17 +361,6 @@ std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const std::vector<Shel
     }
   }
   return pairs;
-}
-
-// The shells listed, each built by `build` in a parallel loop: every shell's
-// index depends on that shell alone.
-template <class Build>
-void buildEach(std::vector<int32_t> shells, Build build) {
-  std::sort(shells.begin(), shells.end());
-  shells.erase(std::unique(shells.begin(), shells.end()), shells.end());
-  const ptrdiff_t n = static_cast<ptrdiff_t>(shells.size());
-#pragma omp parallel for schedule(static, 1) if (n > 1)
-  for (ptrdiff_t k = 0; k < n; ++k) build(shells[k]);
 }
 
 }  // namespace
@@ -327,37 +374,45 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh) {
     return result;
   }
 
-  // One pass over all faces: face boxes (kept for the indexes) and shell boxes.
-  std::vector<ShellBox> boxes(shell_count);
-  std::vector<FloatBox> tight(shell_count);
-  std::vector<ShellIndex> indexes(shell_count);
-  for (size_t i = 0; i < shell_count; ++i)
-    boxes[i] = shellBox(mesh, mesh.shells[i], indexes[i].boxes, tight[i]);
-  const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(boxes);
+  Index index;
+  collectFaces(mesh, index);
+  const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(index);
 
-  // Entries of every shell in a pair; then, per pair, the shell with more
-  // entries is the one queried, and gets a tree.
-  std::vector<int32_t> needed;
-  for (const auto& [i, j] : pairs) {
-    needed.push_back(i);
-    needed.push_back(j);
-  }
-  buildEach(needed, [&](int32_t s) { buildEntries(mesh.shells[s], tight[s], indexes[s]); });
+  // Runs for the large shells that take part in a pair.
+  std::vector<int32_t> large;
+  for (const auto& [i, j] : pairs)
+    for (int32_t s : {i, j})
+      if (index.spans[s].count >= kRunThreshold && index.spans[s].step == 1) {
+        ShellSpan& span = index.spans[s];
+        span.step = static_cast<uint32_t>(static_cast<double>(span.count) * 0.0001 + 0.5);
+        if (span.step > 1) {
+          span.firstRun = index.runs.size();
+          index.runs.resize(index.runs.size() + span.entries());
+          large.push_back(s);
+        }
+      }
+  buildEach(large, [&](int32_t s) { buildRuns(s, index); });
+
+  // In each pair the shell with fewer entries walks them; the other is
+  // queried, through a tree when it has many entries.
   std::vector<uint8_t> i_walks(pairs.size());
-  needed.clear();
+  std::vector<int32_t> queried;
   for (size_t p = 0; p < pairs.size(); ++p) {
     const auto [i, j] = pairs[p];
-    i_walks[p] = indexes[i].entries.size() <= indexes[j].entries.size();
-    needed.push_back(i_walks[p] ? j : i);
+    i_walks[p] = index.spans[i].entries() <= index.spans[j].entries();
+    const int32_t q = i_walks[p] ? j : i;
+    if (index.spans[q].entries() > kTreeEntries) queried.push_back(q);
   }
-  buildEach(needed, [&](int32_t s) { buildTree(indexes[s]); });
+  index.trees.resize(shell_count);
+  buildEach(queried, [&](int32_t s) { buildTree(s, index); });
 
   Scratch scratch;
   for (size_t p = 0; p < pairs.size(); ++p) {
     const auto [i, j] = pairs[p];
-    const FloatBox overlap = overlapBox(boxes[i], boxes[j]);
-    const bool hit = i_walks[p] ? shellsIntersect(mesh, indexes[i], indexes[j], overlap, scratch)
-                                : shellsIntersect(mesh, indexes[j], indexes[i], overlap, scratch);
+    const FloatBox overlap =
+        overlapBox(shellBox(index.tight[i]), shellBox(index.tight[j]));
+    const bool hit = i_walks[p] ? shellsIntersect(mesh, index, i, j, overlap, scratch)
+                                : shellsIntersect(mesh, index, j, i, overlap, scratch);
     if (hit) {
       result.intersecting[i].push_back(j);
       result.intersecting[j].push_back(i);
