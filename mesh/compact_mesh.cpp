@@ -1,35 +1,182 @@
-// Compaction after two-phase deletion: the live faces, with their colours,
-// materials and texture coordinates, are copied out and welded again, which
-// also merges vertices that operations moved onto one another.
+// Compaction after two-phase deletion: the mesh is rebuilt from its live
+// faces exactly as welding their soup again would rebuild it (vertices merged
+// by cell and bit-pattern key, numbered in first-seen corner order, collapsed
+// faces dropped, fresh texture coordinates), but by welding the referenced
+// vertices instead of every corner and by moving each vertex's incidence list
+// to its new vertex instead of rebuilding it. Lists that do not match the
+// faces are rebuilt from the faces.
+#include <algorithm>
+
+#include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/prefetch.h"
+#include "mesh/vertex_welder.h"
+#include "mesh/weld_key.h"
 
 namespace vekmesh {
+namespace {
+
+constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+// A face naming a vertex that does not exist cannot be rebuilt; it is
+// dropped like a removed one.
+bool inRange(const Face& f, size_t vertex_count) {
+  for (int c = 0; c < 3; ++c)
+    if (f.v[c] < 0 || static_cast<size_t>(f.v[c]) >= vertex_count) return false;
+  return true;
+}
+
+}  // namespace
 
 void compactMesh(SubMesh& mesh) {
+  const size_t vertex_count = mesh.vertices.size();
+  const size_t face_count = mesh.faces.size();
   size_t live = 0;
-  for (const Face& f : mesh.faces) live += f.removed == 0;
+  for (Face& f : mesh.faces) {
+    if (!f.removed && !inRange(f, vertex_count)) f.removed = 1;
+    live += f.removed == 0;
+  }
   if (live == 0) return;
 
-  ByteSoup soup;
-  soup.corners.reserve(9 * live);
-  soup.colors.reserve(9 * live);
-  soup.uvs.reserve(6 * live);
-  soup.materials.reserve(live);
-  for (const Face& f : mesh.faces) {
-    if (f.removed) continue;
-    for (int c = 0; c < 3; ++c) {
-      const auto& p = mesh.vertices[f.v[c]].position;
-      soup.corners.insert(soup.corners.end(), p.begin(), p.end());
-      soup.colors.insert(soup.colors.end(), f.colors[c], f.colors[c] + 3);
+  // The box over every corner of a live face is the box over the vertices
+  // they use.
+  std::vector<uint8_t> used(vertex_count, 0);
+  for (const Face& f : mesh.faces)
+    if (!f.removed) used[f.v[0]] = used[f.v[1]] = used[f.v[2]] = 1;
+  WeldGrid grid;
+  for (size_t v = 0; v < vertex_count; ++v)
+    if (used[v]) grid.widen(mesh.vertices[v].position);
+  grid.finish();
+
+  // Weld classes of the used vertices, and how many vertices each holds.
+  std::vector<uint32_t> weld_class(vertex_count, kNone);
+  std::vector<uint32_t> class_size;
+  {
+    VertexWelder welder(vertex_count);
+    for (size_t v = 0; v < vertex_count; ++v) {
+      if (!used[v]) continue;
+      const auto& p = mesh.vertices[v].position;
+      bool inserted = false;
+      const uint32_t k = welder.findOrInsert(grid.cell(p), WeldGrid::bitPatternKey(p),
+                                             static_cast<uint32_t>(class_size.size()), inserted);
+      if (inserted) class_size.push_back(0);
+      ++class_size[k];
+      weld_class[v] = k;
     }
-    for (int c = 0; c < 3; ++c) {
-      const bool textured = f.material >= 0 && f.uv[c] < mesh.texCoords.size();
-      soup.uvs.push_back(textured ? mesh.texCoords[f.uv[c]].u : 0.0);
-      soup.uvs.push_back(textured ? mesh.texCoords[f.uv[c]].v : 0.0);
-    }
-    soup.materials.push_back(f.material);
   }
-  buildTriMesh(mesh, soup);
+
+  // New vertex numbers in first-seen corner order over the live faces, the
+  // collapsing ones included (their vertices stay, as welding leaves them);
+  // each new vertex takes the position its first corner had.
+  std::vector<uint32_t> class_vertex(class_size.size(), kNone);
+  std::vector<Vertex> vertices;
+  vertices.reserve(class_size.size());
+  std::vector<uint32_t> face_map(face_count, kNone);
+  std::vector<Face> faces;
+  faces.reserve(live);
+  std::vector<TexCoord> tex_coords;
+  for (size_t f = 0; f < face_count; ++f) {
+    const Face& old = mesh.faces[f];
+    if (old.removed) continue;
+    int32_t v[3];
+    for (int c = 0; c < 3; ++c) {
+      uint32_t& n = class_vertex[weld_class[old.v[c]]];
+      if (n == kNone) {
+        n = static_cast<uint32_t>(vertices.size());
+        vertices.push_back(Vertex{mesh.vertices[old.v[c]].position, static_cast<int32_t>(n), {}});
+      }
+      v[c] = static_cast<int32_t>(n);
+    }
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+    face_map[f] = static_cast<uint32_t>(faces.size());
+    Face face = old;
+    face.removed = 0;
+    for (int c = 0; c < 3; ++c) {
+      face.v[c] = v[c];
+      face.uv[c] = kNoTexCoord;
+    }
+    if (face.material >= 0)
+      for (int c = 0; c < 3; ++c) {
+        const bool textured = old.uv[c] < mesh.texCoords.size();
+        const uint64_t index = tex_coords.size();
+        tex_coords.push_back(TexCoord{textured ? mesh.texCoords[old.uv[c]].u : 0.0,
+                                      textured ? mesh.texCoords[old.uv[c]].v : 0.0, index});
+        face.uv[c] = static_cast<uint32_t>(index);
+      }
+    faces.push_back(face);
+  }
+
+  // Incidence: each kept corner moves with its vertex's list. A vertex alone
+  // in its class hands its list over, filtered and renumbered (face order is
+  // kept, so the list stays in order); merged classes collect their members'
+  // entries and sort them by face. Every entry must name a corner that really
+  // uses the vertex, and every kept corner must be listed exactly once;
+  // otherwise the lists are rebuilt from the faces.
+  size_t listed = 0;
+  bool consistent = true;
+  FaceBits corner_listed(3 * faces.size());
+  constexpr size_t kAhead = 4;  // vertices whose faces are prefetched
+  for (size_t old_v = 0; old_v < vertex_count && consistent; ++old_v) {
+    if (old_v + kAhead < vertex_count)
+      for (const CornerRef& r : mesh.vertices[old_v + kAhead].incidentCorners)
+        if (r.face < face_count) prefetchRead(&mesh.faces[r.face]);
+    if (old_v + 2 * kAhead < vertex_count)
+      prefetchRead(mesh.vertices[old_v + 2 * kAhead].incidentCorners.data());
+    if (!used[old_v]) continue;
+    const uint32_t k = weld_class[old_v];
+    std::vector<CornerRef>& from = mesh.vertices[old_v].incidentCorners;
+    std::vector<CornerRef>& to = vertices[class_vertex[k]].incidentCorners;
+    const bool alone = class_size[k] == 1;
+    if (alone) to.swap(from);
+    const size_t first = alone ? 0 : to.size();
+    const std::vector<CornerRef>& source = alone ? to : from;
+    size_t kept = first;
+    for (size_t i = 0; i < source.size(); ++i) {
+      const CornerRef r = source[i];
+      if (r.face >= face_count || r.corner > 2) {
+        consistent = false;
+        break;
+      }
+      // Removed and collapsed faces have no new number.
+      if (face_map[r.face] == kNone) continue;
+      if (mesh.faces[r.face].v[r.corner] != static_cast<int32_t>(old_v)) {
+        consistent = false;
+        break;
+      }
+      const CornerRef moved{face_map[r.face], r.corner};
+      const size_t slot = 3 * size_t(moved.face) + moved.corner;
+      if (corner_listed.test(slot)) {
+        consistent = false;
+        break;
+      }
+      corner_listed.set(slot);
+      if (alone)
+        to[kept] = moved;
+      else
+        to.push_back(moved);
+      ++kept;
+      ++listed;
+    }
+    if (alone) to.resize(kept);
+  }
+  if (!consistent || listed != 3 * faces.size()) {
+    for (Vertex& v : vertices) v.incidentCorners.clear();
+    for (size_t f = 0; f < faces.size(); ++f)
+      for (uint32_t c = 0; c < 3; ++c)
+        vertices[faces[f].v[c]].incidentCorners.push_back(CornerRef{static_cast<uint32_t>(f), c});
+  } else {
+    for (size_t k = 0; k < class_size.size(); ++k) {
+      if (class_size[k] == 1 || class_vertex[k] == kNone) continue;
+      auto& list = vertices[class_vertex[k]].incidentCorners;
+      std::sort(list.begin(), list.end(), [](const CornerRef& a, const CornerRef& b) {
+        return a.face != b.face ? a.face < b.face : a.corner < b.corner;
+      });
+    }
+  }
+
+  mesh.faces.swap(faces);
+  mesh.vertices.swap(vertices);
+  mesh.texCoords.swap(tex_coords);
 }
 
 void rebuildTopology(SubMesh& mesh) {

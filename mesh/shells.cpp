@@ -1,34 +1,55 @@
-// Edge-connected components of the live faces by breadth-first search over
-// incidentCorners, with a packed visited bit set and one queue: no per-face
-// allocation.
+// Edge-connected components of the live faces by breadth-first search, with a
+// packed visited bit set and one queue: no per-face allocation. Neighbours come
+// from the corner adjacency; only edges with several other faces walk
+// incidentCorners, in list order, so the order is that of a walk of the lists.
 #include <cassert>
-#include <deque>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/prefetch.h"
 
 namespace vekmesh {
+namespace {
+constexpr size_t kPrefetchAhead = 8;
+}
 
 void buildShells(SubMesh& mesh) {
+  buildShells(mesh, buildCornerAdjacency(mesh, RemovedFaces::kSkip));
+}
+
+void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
   mesh.shells.clear();
   const size_t face_count = mesh.faces.size();
+  assert(adjacency.across.size() == 3 * face_count);
   FaceBits visited(face_count);
   // Removed faces are marked beforehand so that they join no shell.
   for (size_t i = 0; i < face_count; ++i)
     if (mesh.faces[i].removed) visited.set(i);
 
-  std::deque<int32_t> queue;
+  // The queue is the shell's list: faces are appended once and never leave.
+  std::vector<int32_t> queue;
   for (size_t seed = 0; seed < face_count; ++seed) {
     if (visited.test(seed)) continue;
-    std::vector<int32_t> shell;
+    queue.clear();
     visited.set(seed);
     queue.push_back(static_cast<int32_t>(seed));
-    while (!queue.empty()) {
-      const int32_t f = queue.front();
-      queue.pop_front();
-      shell.push_back(f);
-      const Face& face = mesh.faces[f];
+    for (size_t head = 0; head < queue.size(); ++head) {
+      // The queue is known some way ahead; start loading those faces' slots.
+      if (head + kPrefetchAhead < queue.size())
+        prefetchRead(&adjacency.across[size_t(queue[head + kPrefetchAhead]) * 3]);
+      const int32_t f = queue[head];
       for (uint32_t c = 0; c < 3; ++c) {
+        const int32_t across = adjacency.across[size_t(f) * 3 + c];
+        if (across >= 0) {
+          if (across != f && !visited.test(across)) {
+            visited.set(across);
+            queue.push_back(across);
+          }
+          continue;
+        }
+        if (across == CornerAdjacency::kOpen) continue;
+        const Face& face = mesh.faces[f];
         const int32_t x = face.v[c];
         const int32_t y = face.v[nextCorner(c)];
         for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
@@ -44,7 +65,7 @@ void buildShells(SubMesh& mesh) {
         }
       }
     }
-    mesh.shells.push_back(std::move(shell));
+    mesh.shells.push_back(queue);
   }
 }
 

@@ -7,21 +7,12 @@
 
 #include "mesh/tri_mesh.h"
 #include "mesh/vertex_welder.h"
+#include "mesh/weld_key.h"
 
 namespace vekmesh {
 namespace {
 
-constexpr int kCellsPerAxis = 101;  // 0..100: a corner on the maximum gets cell 100
-
 using Point = std::array<float, 3>;
-
-// Truncates a cell coordinate toward zero. NaN, negative and oversized values
-// (non-finite input, a zero cell size) are clamped so the cell always exists.
-int cellCoordinate(float q) {
-  if (!(q > 0.0f)) return 0;
-  if (q >= 100.0f) return 100;
-  return static_cast<int>(q);
-}
 
 // Truncation toward zero to a 64-bit integer, saturated instead of undefined
 // when the value does not fit (NaN gives 0).
@@ -42,15 +33,8 @@ int16_t lowMaterialBits(int32_t m) {
   return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(m)));
 }
 
-uint32_t floatBits(float f) {
-  uint32_t b;
-  std::memcpy(&b, &f, sizeof b);
-  return b;
-}
-
-// Key of the single-precision weld: the bit patterns decide, so +0 and -0 differ.
 uint64_t bitPatternKey(const Point& p) {
-  return 108881ull * floatBits(p[0]) + 110881ull * floatBits(p[1]) + 118081ull * floatBits(p[2]);
+  return WeldGrid::bitPatternKey(p);
 }
 
 // Key of the double-precision weld: coordinates scaled by 1000003 and truncated,
@@ -135,21 +119,11 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
   if (count == 0) return;
   const size_t corner_count = size_t(count) * 3;
 
-  // Pass 1: the box starts at +-1e6 and is widened by every corner (NaN never widens it).
-  float lo[3] = {1e6f, 1e6f, 1e6f}, hi[3] = {-1e6f, -1e6f, -1e6f};
+  // Pass 1: the box over every corner.
+  WeldGrid grid;
   for (size_t t = 0; t < count; ++t)
-    for (int c = 0; c < 3; ++c) {
-      const Point p = soup.corner(t, c);
-      for (int a = 0; a < 3; ++a) {
-        if (p[a] < lo[a]) lo[a] = p[a];
-        if (p[a] > hi[a]) hi[a] = p[a];
-      }
-    }
-  float cell_size[3];
-  for (int a = 0; a < 3; ++a) {
-    const float extent = hi[a] - lo[a];
-    cell_size[a] = (extent > 0.0f ? extent : 0.0f) / 100.0f;
-  }
+    for (int c = 0; c < 3; ++c) grid.widen(soup.corner(t, c));
+  grid.finish();
 
   // Pass 2: one vertex per distinct (cell, key), numbered in first-seen order.
   // Only the number of vertices is kept here; they are made in pass 3, so that
@@ -171,9 +145,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
     Pending pending[kAhead];
     auto prepare = [&](size_t corner) {
       const Point p = soup.corner(corner / 3, static_cast<int>(corner % 3));
-      uint32_t cell = 0;
-      for (int a = 2; a >= 0; --a)
-        cell = cell * kCellsPerAxis + cellCoordinate((p[a] - lo[a]) / cell_size[a]);
+      const uint32_t cell = grid.cell(p);
       const uint64_t key = Soup::key(p);
       const uint64_t hash = VertexWelder::hash(cell, key);
       welder.prefetch(hash);

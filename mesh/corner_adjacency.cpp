@@ -1,0 +1,111 @@
+// Corner adjacency by a sweep over vertices: for vertex x, each listed corner
+// (G, k) contributes the edge leaving x (to G.v[k + 1]) and the edge arriving
+// (from G.v[k - 1]); the corner's edge partners are the other entries with the
+// same far vertex. Faces of the next vertices are prefetched, since a shuffled
+// mesh puts every incident face in a different cache line.
+#include "mesh/corner_adjacency.h"
+
+#include <algorithm>
+
+#include "mesh/prefetch.h"
+
+namespace vekmesh {
+namespace {
+
+// Lists up to this size are compared pairwise; longer ones are sorted.
+constexpr size_t kPairwiseLimit = 32;
+// How many vertices ahead the incident faces are prefetched.
+constexpr size_t kPrefetchAhead = 4;
+
+struct Entry {
+  uint32_t face;
+  uint32_t corner;
+  int32_t next;  // far vertex of the edge leaving x
+  int32_t prev;  // far vertex of the edge arriving at x
+};
+
+// Records the partners of entry i among `entries` (the whole list of x).
+// Opposite winding is tested first, as a walk of the list does.
+template <class Partners>
+void recordCorner(const std::vector<Entry>& entries, size_t i, Partners&& partners,
+                  CornerAdjacency& adjacency) {
+  const Entry& e = entries[i];
+  const int32_t y = e.next;
+  uint32_t count = 0;
+  uint32_t partner = 0;
+  bool same = false;
+  partners(y, [&](const Entry& o) {
+    if (o.face == e.face) return;
+    if (o.prev == y) {
+      same = false;
+    } else if (o.next == y) {
+      same = true;
+    } else {
+      return;
+    }
+    ++count;
+    partner = o.face;
+  });
+  const size_t slot = size_t(e.face) * 3 + e.corner;
+  if (count == 0) {
+    adjacency.across[slot] = CornerAdjacency::kOpen;
+  } else if (count == 1) {
+    adjacency.across[slot] = static_cast<int32_t>(partner);
+    adjacency.same_direction[slot] = same ? 1 : 0;
+  } else {
+    adjacency.across[slot] = CornerAdjacency::kSeveral;
+  }
+}
+
+}  // namespace
+
+CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) {
+  const size_t face_count = mesh.faces.size();
+  CornerAdjacency adjacency;
+  adjacency.across.assign(face_count * 3, CornerAdjacency::kOpen);
+  adjacency.same_direction.assign(face_count * 3, 0);
+
+  const size_t vertex_count = mesh.vertices.size();
+  const Face* faces = mesh.faces.data();
+  std::vector<Entry> entries;
+  std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
+  for (size_t x = 0; x < vertex_count; ++x) {
+    if (x + kPrefetchAhead < vertex_count)
+      for (const CornerRef& r : mesh.vertices[x + kPrefetchAhead].incidentCorners)
+        prefetchRead(faces + r.face);
+    if (x + 2 * kPrefetchAhead < vertex_count)
+      prefetchRead(mesh.vertices[x + 2 * kPrefetchAhead].incidentCorners.data());
+
+    entries.clear();
+    for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+      const Face& g = faces[r.face];
+      if (removed == RemovedFaces::kSkip && g.removed) continue;
+      entries.push_back({r.face, r.corner, g.v[nextCorner(r.corner)], g.v[prevCorner(r.corner)]});
+    }
+    const size_t n = entries.size();
+    if (n <= kPairwiseLimit) {
+      for (size_t i = 0; i < n; ++i)
+        recordCorner(entries, i, [&](int32_t, auto&& visit) {
+          for (const Entry& o : entries) visit(o);
+        }, adjacency);
+      continue;
+    }
+    // A long list: index entries by their far vertices, so each corner only
+    // looks at the entries that touch its edge. An entry with both far
+    // vertices equal is indexed once, as the pairwise walk would meet it once.
+    keyed.clear();
+    for (uint32_t j = 0; j < n; ++j) {
+      keyed.push_back({entries[j].next, j});
+      if (entries[j].prev != entries[j].next) keyed.push_back({entries[j].prev, j});
+    }
+    std::sort(keyed.begin(), keyed.end());
+    for (size_t i = 0; i < n; ++i)
+      recordCorner(entries, i, [&](int32_t y, auto&& visit) {
+        auto it = std::lower_bound(keyed.begin(), keyed.end(), std::make_pair(y, uint32_t(0)));
+        for (; it != keyed.end() && it->first == y; ++it) visit(entries[it->second]);
+      }, adjacency);
+  }
+  return adjacency;
+}
+
+}  // namespace vekmesh

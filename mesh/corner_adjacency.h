@@ -1,0 +1,42 @@
+// Per-corner edge adjacency: for each face corner, the one other face that
+// shares the corner's edge (and whether it runs the edge the same way), or a
+// mark for none or several. Built by one sweep over the vertices' incident
+// corners, so that later face walks read three integers per face instead of
+// walking incidence lists.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+
+// Which faces count as sharing an edge.
+enum class RemovedFaces {
+  kSkip,   // only live faces share edges (shells, repair)
+  kCount,  // every face still listed in incidentCorners shares edges (flaw test)
+};
+
+struct CornerAdjacency {
+  static constexpr int32_t kOpen = -1;     // no other face shares the edge
+  static constexpr int32_t kSeveral = -2;  // two or more: walk incidentCorners
+
+  // Index 3 f + c: the face across the edge of corner c of face f (from v[c]
+  // to v[c + 1]) when exactly one other entry of v[c]'s incidentCorners
+  // shares that edge, else kOpen or kSeveral. A face listed twice (with a
+  // repeated vertex) counts once per listing, as a walk of the list would.
+  std::vector<int32_t> across;
+  // Index 3 f + c: 1 when that single face runs the edge in the same direction.
+  std::vector<uint8_t> same_direction;
+};
+
+// Needs current incidentCorners. Corners of faces that are not listed (or
+// removed faces, with kSkip) get kOpen.
+CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed);
+
+// buildShells (mesh_utils.h) with an adjacency built with RemovedFaces::kSkip
+// on the mesh as it is now.
+void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency);
+
+}  // namespace vekmesh

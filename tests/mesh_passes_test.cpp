@@ -1,0 +1,204 @@
+// Tests that the fast mesh passes give exactly what their plain definitions
+// give: compaction against welding the live faces' soup again, the corner
+// adjacency against counting sharers in the incidence lists, and shells
+// against a breadth-first walk of the lists. Meshes are broken on purpose:
+// merged vertices, removed and collapsing faces, non-manifold edges, long
+// incidence lists and attributes.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <deque>
+
+#include "mesh/corner_adjacency.h"
+#include "mesh/face_bits.h"
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Soup;
+
+// A torus (long lists nowhere) and a sphere whose poles have 40 faces each
+// (past the pairwise limit), with attributes, glued cubes and a fin.
+Soup brokenMix() {
+  Soup sphere = test::uvSphereSoup(3.0f, 40, 12);
+  test::assignMaterial(sphere, 2);
+  for (size_t t = 1; t < sphere.materials.size(); t += 3) sphere.materials[t] = -1;
+  Soup mix = test::concatenate(sphere, test::torusSoup(3.0f, 1.0f, 16, 8));
+  mix = test::concatenate(mix, test::twoCubesSharingEdgeSoup(1.0f));
+  mix = test::withTriangleDuplicated(test::withTriangleFlipped(mix, 30), 31);
+  mix.addTriangle({0, 0, 0}, {1, 0, 0}, {0.5f, -1, -1});  // a fin on a cube edge
+  mix.colors.clear();
+  for (size_t i = 0; i < mix.corners.size(); ++i) mix.colors.push_back(float(i % 7) / 7.0f);
+  mix.colors.resize(mix.corners.size());
+  mix.uvs.resize(6 * mix.triangleCount());
+  mix.materials.resize(mix.triangleCount(), -1);
+  return mix;
+}
+
+// Removes every seventh face, moves some vertices onto others (so that
+// compaction merges them and collapses faces) and gives one a negative zero.
+TriMesh damaged() {
+  TriMesh mesh = test::buildMesh(brokenMix());
+  for (size_t f = 3; f < mesh.faces.size(); f += 7) mesh.faces[f].removed = 1;
+  for (size_t v = 5; v + 1 < mesh.vertices.size(); v += 37)
+    mesh.vertices[v].position = mesh.vertices[v + 1].position;
+  mesh.vertices[2].position[0] = -0.0f;
+  return mesh;
+}
+
+// What compaction is defined as: the live faces' soup, welded again.
+TriMesh rebuiltFromSoup(const SubMesh& mesh) {
+  ByteSoup soup;
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    for (int c = 0; c < 3; ++c) {
+      const auto& p = mesh.vertices[f.v[c]].position;
+      soup.corners.insert(soup.corners.end(), p.begin(), p.end());
+      soup.colors.insert(soup.colors.end(), f.colors[c], f.colors[c] + 3);
+    }
+    for (int c = 0; c < 3; ++c) {
+      const bool textured = f.material >= 0 && f.uv[c] < mesh.texCoords.size();
+      soup.uvs.push_back(textured ? mesh.texCoords[f.uv[c]].u : 0.0);
+      soup.uvs.push_back(textured ? mesh.texCoords[f.uv[c]].v : 0.0);
+    }
+    soup.materials.push_back(f.material);
+  }
+  TriMesh out;
+  buildTriMesh(out, soup);
+  return out;
+}
+
+void expectSameMesh(const SubMesh& a, const SubMesh& b) {
+  ASSERT_EQ(a.faces.size(), b.faces.size());
+  ASSERT_EQ(a.vertices.size(), b.vertices.size());
+  ASSERT_EQ(a.texCoords.size(), b.texCoords.size());
+  for (size_t f = 0; f < a.faces.size(); ++f)
+    ASSERT_EQ(std::memcmp(&a.faces[f], &b.faces[f], sizeof(Face)), 0) << "face " << f;
+  for (size_t v = 0; v < a.vertices.size(); ++v) {
+    ASSERT_EQ(std::memcmp(a.vertices[v].position.data(), b.vertices[v].position.data(), 12), 0);
+    ASSERT_EQ(a.vertices[v].index, b.vertices[v].index);
+    const auto& la = a.vertices[v].incidentCorners;
+    const auto& lb = b.vertices[v].incidentCorners;
+    ASSERT_EQ(la.size(), lb.size()) << "vertex " << v;
+    for (size_t i = 0; i < la.size(); ++i) {
+      EXPECT_EQ(la[i].face, lb[i].face);
+      EXPECT_EQ(la[i].corner, lb[i].corner);
+    }
+  }
+  for (size_t t = 0; t < a.texCoords.size(); ++t) {
+    EXPECT_EQ(a.texCoords[t].u, b.texCoords[t].u);
+    EXPECT_EQ(a.texCoords[t].v, b.texCoords[t].v);
+    EXPECT_EQ(a.texCoords[t].index, b.texCoords[t].index);
+  }
+}
+
+TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
+  TriMesh mesh = damaged();
+  const TriMesh expected = rebuiltFromSoup(mesh);
+  ASSERT_LT(expected.faces.size(), test::liveFaceCount(mesh));  // some faces collapsed
+  compactMesh(mesh);
+  expectSameMesh(mesh, expected);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+
+  // Incidence lists that no longer match the faces are rebuilt from the faces.
+  TriMesh stale = damaged();
+  const TriMesh expected_stale = rebuiltFromSoup(stale);
+  stale.vertices[stale.faces[10].v[0]].incidentCorners.clear();
+  compactMesh(stale);
+  expectSameMesh(stale, expected_stale);
+}
+
+// Per corner: the entries of v[c]'s list (face other than f) sharing the edge.
+struct Sharers {
+  uint32_t count = 0;
+  uint32_t face = 0;
+  bool same = false;
+};
+Sharers countSharers(const SubMesh& mesh, uint32_t f, uint32_t c, RemovedFaces removed) {
+  const Face& face = mesh.faces[f];
+  const int32_t x = face.v[c], y = face.v[nextCorner(c)];
+  Sharers s;
+  for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+    const Face& g = mesh.faces[r.face];
+    if (r.face == f || (removed == RemovedFaces::kSkip && g.removed)) continue;
+    const bool opposite = g.v[prevCorner(r.corner)] == y;
+    if (!opposite && g.v[nextCorner(r.corner)] != y) continue;
+    ++s.count;
+    s.face = r.face;
+    s.same = !opposite;
+  }
+  return s;
+}
+
+TEST(CornerAdjacency, AgreesWithCountingSharersInTheLists) {
+  const TriMesh mesh = damaged();
+  for (const RemovedFaces removed : {RemovedFaces::kSkip, RemovedFaces::kCount}) {
+    const CornerAdjacency adjacency = buildCornerAdjacency(mesh, removed);
+    size_t seen[3] = {0, 0, 0};
+    for (uint32_t f = 0; f < mesh.faces.size(); ++f) {
+      if (removed == RemovedFaces::kSkip && mesh.faces[f].removed) continue;
+      for (uint32_t c = 0; c < 3; ++c) {
+        const Sharers s = countSharers(mesh, f, c, removed);
+        const int32_t across = adjacency.across[3 * f + c];
+        if (s.count == 0) {
+          EXPECT_EQ(across, CornerAdjacency::kOpen);
+        } else if (s.count == 1) {
+          EXPECT_EQ(across, static_cast<int32_t>(s.face));
+          EXPECT_EQ(adjacency.same_direction[3 * f + c] != 0, s.same);
+        } else {
+          EXPECT_EQ(across, CornerAdjacency::kSeveral);
+        }
+        ++seen[std::min<uint32_t>(s.count, 2)];
+      }
+    }
+    // The mix has every kind of edge.
+    EXPECT_GT(seen[0], 0u);
+    EXPECT_GT(seen[1], 0u);
+    EXPECT_GT(seen[2], 0u);
+  }
+}
+
+// buildShells as its definition reads: walk the lists of each corner's start.
+std::vector<std::vector<int32_t>> shellsByWalkingLists(const SubMesh& mesh) {
+  std::vector<std::vector<int32_t>> shells;
+  FaceBits visited(mesh.faces.size());
+  for (size_t f = 0; f < mesh.faces.size(); ++f)
+    if (mesh.faces[f].removed) visited.set(f);
+  for (size_t seed = 0; seed < mesh.faces.size(); ++seed) {
+    if (visited.test(seed)) continue;
+    std::vector<int32_t> shell;
+    std::deque<uint32_t> queue = {static_cast<uint32_t>(seed)};
+    visited.set(seed);
+    while (!queue.empty()) {
+      const uint32_t f = queue.front();
+      queue.pop_front();
+      shell.push_back(static_cast<int32_t>(f));
+      for (uint32_t c = 0; c < 3; ++c) {
+        const int32_t y = mesh.faces[f].v[nextCorner(c)];
+        for (const CornerRef& r : mesh.vertices[mesh.faces[f].v[c]].incidentCorners) {
+          if (r.face == f || visited.test(r.face)) continue;
+          const Face& g = mesh.faces[r.face];
+          if (g.v[prevCorner(r.corner)] == y || g.v[nextCorner(r.corner)] == y) {
+            visited.set(r.face);
+            queue.push_back(r.face);
+          }
+        }
+      }
+    }
+    shells.push_back(shell);
+  }
+  return shells;
+}
+
+TEST(BuildShells, MatchesAWalkOfTheIncidenceListsFaceForFace) {
+  TriMesh mesh = damaged();
+  const auto expected = shellsByWalkingLists(mesh);
+  buildShells(mesh);
+  EXPECT_EQ(mesh.shells, expected);
+  EXPECT_GE(mesh.shells.size(), 3u);
+}
+
+}  // namespace
+}  // namespace vekmesh
