@@ -1,15 +1,154 @@
-// Flaw detection has not landed yet: every mesh passes the test and
-// post-detection counts nothing.
+// The printability test walks each shell breadth-first from its lowest face,
+// counting for every edge of every face the other faces that share it and
+// whether one runs the same way; post-detection counts the same conditions per
+// shell and turns inside-out shells outwards. Edges with one other face are
+// read from the corner adjacency; only edges with several walk the lists.
 #include "repair/flaw_detection.h"
 
-namespace vekmesh {
+#include <cassert>
+#include <vector>
 
-bool detectFlaws(const SubMesh&, uint32_t) {
+#include "mesh/corner_adjacency.h"
+#include "mesh/face_bits.h"
+#include "mesh/mesh_utils.h"
+#include "mesh/prefetch.h"
+#include "repair/shell_orientation.h"
+
+namespace vekmesh {
+namespace {
+
+// Other faces sharing the edge of corner c of face f, and whether one of them
+// runs along it in the same direction. Every face in the list counts, visited
+// or not; `visit` is called for each sharing face.
+struct EdgeUse {
+  uint32_t count = 0;
+  bool same_direction = false;
+};
+
+template <class Visit>
+EdgeUse edgeUse(const SubMesh& mesh, uint32_t f, uint32_t c, bool skip_removed, Visit&& visit) {
+  const Face& face = mesh.faces[f];
+  const int32_t x = face.v[c];
+  const int32_t y = face.v[nextCorner(c)];
+  EdgeUse use;
+  for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+    if (r.face == f) continue;
+    assert(r.face < mesh.faces.size());
+    const Face& g = mesh.faces[r.face];
+    if (skip_removed && g.removed) continue;
+    if (g.v[prevCorner(r.corner)] == y) {
+      // g runs y -> x: opposite winding.
+    } else if (g.v[nextCorner(r.corner)] == y) {
+      use.same_direction = true;
+    } else {
+      continue;
+    }
+    ++use.count;
+    visit(r.face);
+  }
+  return use;
+}
+
+bool strictCornerFlaw(const EdgeUse& use, uint32_t mode) {
+  if (mode == 0 && use.count == 1 && use.same_direction) return true;
+  if (use.count == 0) return true;
+  // An even count means the edge has an odd number of faces, three or more.
+  // An odd count of three or more (four faces) is deliberately accepted.
+  if (use.count % 2 == 0 && mode != 2) return true;
   return false;
 }
 
-bool postDetection(SubMesh&, std::array<int32_t, 4>& counters) {
+}  // namespace
+
+bool detectFlaws(const SubMesh& mesh, uint32_t mode) {
+  const size_t face_count = mesh.faces.size();
+  if (face_count % 2 == 1 && mode != 2) return true;
+  if (face_count == 0) return false;
+  // Removed faces still listed in incidentCorners count as sharing edges.
+  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kCount);
+
+  FaceBits visited(face_count);
+  for (size_t i = 0; i < face_count; ++i)
+    if (mesh.faces[i].removed) visited.set(i);
+
+  // The queue doubles as the shell's face list: faces leave it in the order
+  // they were taken, and none is pushed twice.
+  std::vector<int32_t> shell;
+  auto visit = [&](uint32_t g) {
+    if (!visited.test(g)) {
+      visited.set(g);
+      shell.push_back(static_cast<int32_t>(g));
+    }
+  };
+  for (size_t seed = 0; seed < face_count; ++seed) {
+    if (visited.test(seed)) continue;
+    shell.clear();
+    visited.set(seed);
+    shell.push_back(static_cast<int32_t>(seed));
+    for (size_t head = 0; head < shell.size(); ++head) {
+      if (head + 8 < shell.size()) prefetchRead(&adjacency.across[size_t(shell[head + 8]) * 3]);
+      const uint32_t f = static_cast<uint32_t>(shell[head]);
+      EdgeUse uses[3];
+      for (uint32_t c = 0; c < 3; ++c) {
+        const size_t slot = size_t(f) * 3 + c;
+        const int32_t across = adjacency.across[slot];
+        if (across >= 0) {
+          uses[c].count = 1;
+          uses[c].same_direction = adjacency.same_direction[slot] != 0;
+          visit(static_cast<uint32_t>(across));
+        } else if (across == CornerAdjacency::kSeveral) {
+          uses[c] = edgeUse(mesh, f, c, false, visit);
+        }
+      }
+      for (uint32_t c = 0; c < 3; ++c)
+        if (strictCornerFlaw(uses[c], mode)) return true;
+    }
+    if (shell.size() % 2 == 1 && mode != 2) return true;
+    if (mode == 0) {
+      const int32_t top = shellTopVertex(mesh, shell, false);
+      if (top >= 0 && upwardNormalSum(mesh, top, false) < kInsideOutThreshold) return true;
+    }
+  }
+  return false;
+}
+
+bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters) {
   counters.fill(0);
+  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  buildShells(mesh, adjacency);
+  auto add = [](int32_t& counter, size_t n) {
+    // Saturate rather than wrap on absurd counts.
+    const int64_t sum = int64_t(counter) + int64_t(n);
+    counter = sum > INT32_MAX ? INT32_MAX : static_cast<int32_t>(sum);
+  };
+  // Shells are turned at the end; until then the normal sums read faces of
+  // earlier shells (which may share a top vertex) as turned.
+  FaceBits turned(mesh.faces.size());
+  for (const std::vector<int32_t>& shell : mesh.shells) {
+    for (const int32_t fi : shell) {
+      const uint32_t f = static_cast<uint32_t>(fi);
+      const Face& face = mesh.faces[f];
+      if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0])
+        add(counters[0], 1);
+      for (uint32_t c = 0; c < 3; ++c) {
+        const int32_t across = adjacency.across[size_t(f) * 3 + c];
+        if (across == CornerAdjacency::kOpen) add(counters[1], 1);
+        if (across != CornerAdjacency::kSeveral) continue;
+        // A non-manifold edge is counted by the lowest-numbered of its faces.
+        bool lowest = true;
+        const EdgeUse use = edgeUse(mesh, f, c, true, [&](uint32_t g) { lowest &= g > f; });
+        if (use.count >= 2 && lowest) add(counters[2], 1);
+      }
+    }
+    const int32_t top = shellTopVertex(mesh, shell, true);
+    if (top >= 0 && upwardNormalSum(mesh, top, true, &turned) < kInsideOutThreshold) {
+      for (const int32_t f : shell) turned.set(static_cast<size_t>(f));
+      add(counters[3], shell.size());
+    }
+  }
+  applyTurns(mesh, turned);
+  for (const int32_t c : counters)
+    if (c > 0) return true;
   return false;
 }
 

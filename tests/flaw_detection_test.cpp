@@ -1,0 +1,150 @@
+// Tests of the printability test in its three modes (tetrahedra, cubes, glued
+// cubes, flipped, repeated and missing faces, the top-normal threshold) and of
+// the counting post-detection.
+#include "repair/flaw_detection.h"
+
+#include <gtest/gtest.h>
+
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Soup;
+using test::Winding;
+
+// The answers of modes 0, 1 and 2, in that order.
+std::array<bool, 3> answers(const Soup& soup) {
+  const TriMesh mesh = test::buildMesh(soup);
+  return {detectFlaws(mesh, 0), detectFlaws(mesh, 1), detectFlaws(mesh, 2)};
+}
+
+using Answers = std::array<bool, 3>;
+
+TEST(DetectFlaws, ClosedSolidsPassAndInsideOutOnesFailOnlyTheStrictMode) {
+  EXPECT_EQ(answers(test::tetrahedronSoup()), (Answers{false, false, false}));
+  EXPECT_EQ(answers(test::cubeSoup(2.0f)), (Answers{false, false, false}));
+  EXPECT_EQ(answers(test::torusSoup(3.0f, 1.0f, 24, 12)), (Answers{false, false, false}));
+  EXPECT_EQ(answers(test::tetrahedronSoup(1.0f, Winding::kInward)), (Answers{true, false, false}));
+  EXPECT_EQ(answers(test::cubeSoup(1.0f, Winding::kInward)), (Answers{true, false, false}));
+  // Mode 3 and above judge like mode 1.
+  const TriMesh inward = test::buildMesh(test::cubeSoup(1.0f, Winding::kInward));
+  EXPECT_FALSE(detectFlaws(inward, 7));
+}
+
+TEST(DetectFlaws, MissingFacesFailEveryMode) {
+  // Three faces: odd (modes 0 and 1) and open (all modes).
+  EXPECT_EQ(answers(test::withoutTriangle(test::tetrahedronSoup(), 2)), (Answers{true, true, true}));
+  // Two missing cube faces leave an even count: only the open edges fail.
+  const Soup cube = test::cubeSoup();
+  EXPECT_EQ(answers(test::withoutTriangle(test::withoutTriangle(cube, 11), 10)),
+            (Answers{true, true, true}));
+}
+
+TEST(DetectFlaws, FlippedFaceFailsOnlyTheStrictMode) {
+  EXPECT_EQ(answers(test::withTriangleFlipped(test::cubeSoup(), 5)), (Answers{true, false, false}));
+  EXPECT_EQ(answers(test::withTriangleFlipped(test::tetrahedronSoup(), 0)),
+            (Answers{true, false, false}));
+}
+
+TEST(DetectFlaws, EdgesSharedByMoreThanTwoFacesFollowTheParityRule) {
+  // Four faces on the shared edge: three others each, odd, accepted everywhere.
+  const Soup glued = test::twoCubesSharingEdgeSoup();
+  ASSERT_EQ(test::edgeCensus(test::buildMesh(glued)).nonManifold, 1u);
+  EXPECT_EQ(answers(glued), (Answers{false, false, false}));
+
+  // Two repeated faces: 14 faces, six edges with three faces each (two others,
+  // even). Modes 0 and 1 fail; mode 2 lets such edges pass.
+  const Soup doubled = test::withTriangleDuplicated(test::withTriangleDuplicated(test::cubeSoup(), 0), 3);
+  ASSERT_EQ(test::buildMesh(doubled).faces.size(), 14u);
+  EXPECT_EQ(answers(doubled), (Answers{true, true, false}));
+
+  // A fin on a cube edge puts three faces there and has two open edges, which
+  // still fail mode 2.
+  Soup fin = test::cubeSoup();
+  fin.addTriangle({0, 0, 0}, {1, 0, 0}, {0.5f, -1, -1});
+  EXPECT_EQ(answers(fin), (Answers{true, true, true}));
+}
+
+TEST(DetectFlaws, TopNormalsCancellingExactlyPass) {
+  // A two-sided sheet: two faces on the same corners, wound oppositely, is a
+  // closed two-face shell whose top normals sum to exactly 0 in z. With
+  // integer corners both normals are exact, so the sum is 0, not a rounding
+  // residue, and 0 is above the -0.0001 threshold.
+  Soup sheet;
+  sheet.addTriangle({0, 0, 0}, {2, 0, 1}, {0, 2, 2});
+  sheet.addTriangle({0, 0, 0}, {0, 2, 2}, {2, 0, 1});
+  EXPECT_EQ(answers(sheet), (Answers{false, false, false}));
+  // The empty mesh: zero faces is even, and there is no shell.
+  EXPECT_EQ(answers(Soup{}), (Answers{false, false, false}));
+}
+
+TEST(DetectFlaws, LaterShellsAreJudgedToo) {
+  // The first shell is fine; the second is inside out or open.
+  const Soup good = test::cubeSoup();
+  const Soup inward = test::cubeSoup(1.0f, Winding::kInward, {3, 0, 0});
+  EXPECT_EQ(answers(test::concatenate(good, inward)), (Answers{true, false, false}));
+  const Soup open = test::withoutTriangle(test::withoutTriangle(test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0}), 0), 1);
+  EXPECT_EQ(answers(test::concatenate(good, open)), (Answers{true, true, true}));
+}
+
+TEST(PostDetection, CountsEachKindOfFlaw) {
+  std::array<int32_t, 4> counters = {-1, -1, -1, -1};
+  TriMesh closed = test::buildMesh(test::cubeSoup());
+  EXPECT_FALSE(postDetection(closed, counters));
+  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 0, 0}));
+  EXPECT_EQ(closed.shells.size(), 1u);
+
+  // One missing face: three open edges.
+  TriMesh open = test::buildMesh(test::withoutTriangle(test::cubeSoup(), 4));
+  EXPECT_TRUE(postDetection(open, counters));
+  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 3, 0, 0}));
+
+  // One repeated face: its three edges carry three faces each, counted once.
+  TriMesh repeated = test::buildMesh(test::withTriangleDuplicated(test::cubeSoup(), 4));
+  EXPECT_TRUE(postDetection(repeated, counters));
+  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 3, 0}));
+
+  // A face whose corners name one vertex twice (as a reducer might leave it).
+  TriMesh collapsed = test::buildMesh(test::cubeSoup());
+  collapsed.faces[0].v[2] = collapsed.faces[0].v[0];
+  EXPECT_TRUE(postDetection(collapsed, counters));
+  EXPECT_EQ(counters[0], 1);
+}
+
+TEST(PostDetection, TurnsInsideOutShellsOutwardWithTheirAttributes) {
+  Soup soup = test::cubeSoup(1.0f, Winding::kInward);
+  test::assignMaterial(soup, 2);
+  soup.colors.clear();
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
+    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), {c * 0.4f, 0.2f, 1.0f});
+  TriMesh mesh = test::buildMesh(soup);
+  const TriMesh before = test::buildMesh(soup);
+  ASSERT_TRUE(detectFlaws(mesh, 0));
+
+  std::array<int32_t, 4> counters = {};
+  EXPECT_TRUE(postDetection(mesh, counters));
+  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 0, 12}));
+  // Turned outwards, with incidentCorners still right for the strict test.
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+  EXPECT_NEAR(enclosedVolume(mesh), 1.0, 1e-6);
+  for (size_t f = 0; f < mesh.faces.size(); ++f) {
+    const Face& a = before.faces[f];
+    const Face& b = mesh.faces[f];
+    EXPECT_EQ(b.v[0], a.v[1]);
+    EXPECT_EQ(b.v[1], a.v[0]);
+    EXPECT_EQ(b.v[2], a.v[2]);
+    EXPECT_EQ(b.colors[0][0], a.colors[1][0]);
+    EXPECT_EQ(b.colors[1][0], a.colors[0][0]);
+    EXPECT_EQ(b.uv[0], a.uv[1]);
+    EXPECT_EQ(b.uv[1], a.uv[0]);
+  }
+  // Run again, nothing is left to turn.
+  EXPECT_FALSE(postDetection(mesh, counters));
+  EXPECT_EQ(counters[3], 0);
+}
+
+}  // namespace
+}  // namespace vekmesh
