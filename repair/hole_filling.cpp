@@ -1,0 +1,85 @@
+// Hole filling: resolve repeated faces, find open edges and trace them into
+// loops, build one patch per loop and append its vertices and faces.
+#include "repair/hole_filling.h"
+
+#include <cstring>
+
+#include "repair/boundary_loops.h"
+#include "repair/duplicate_faces.h"
+#include "repair/hole_patch.h"
+
+namespace vekmesh {
+namespace {
+
+Vec3d positionOf(const SubMesh& mesh, int32_t v) {
+  const auto& p = mesh.vertices[v].position;
+  return {p[0], p[1], p[2]};
+}
+
+void appendPatch(SubMesh& mesh, const std::vector<int32_t>& rim_vertices, const HolePatch& patch,
+                 HoleFillingReport& report) {
+  const int32_t rim_size = static_cast<int32_t>(rim_vertices.size());
+  const int32_t first_new = static_cast<int32_t>(mesh.vertices.size());
+  for (const auto& p : patch.points) {
+    const int32_t index = static_cast<int32_t>(mesh.vertices.size());
+    mesh.vertices.push_back(Vertex{p, index, {}});
+  }
+  for (const auto& t : patch.triangles) {
+    Face f;
+    std::memset(f.colors, 255, sizeof f.colors);
+    f.removed = 0;
+    f.material = kNoMaterial;
+    const uint32_t face_index = static_cast<uint32_t>(mesh.faces.size());
+    for (uint32_t c = 0; c < 3; ++c) {
+      const int32_t k = t[c];
+      f.v[c] = k < rim_size ? rim_vertices[k] : first_new + (k - rim_size);
+      f.uv[c] = kNoTexCoord;
+      mesh.vertices[f.v[c]].incidentCorners.push_back(CornerRef{face_index, c});
+    }
+    mesh.faces.push_back(f);
+  }
+  report.faces_added += patch.triangles.size();
+  report.vertices_added += patch.points.size();
+}
+
+}  // namespace
+
+HoleFillingReport fillHoles(SubMesh& mesh) {
+  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  return fillHoles(mesh, adjacency);
+}
+
+HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
+  HoleFillingReport report;
+  report.repeated_faces_removed = resolveRepeatedFaces(mesh, adjacency);
+  const std::vector<OpenEdge> open_edges = findOpenEdges(mesh, adjacency);
+  const BoundaryLoops traced = traceBoundaryLoops(mesh, open_edges);
+  report.open_edges_left = traced.abandoned_edges;
+
+  std::vector<int32_t> rim_vertices;
+  std::vector<Vec3d> rim, apex;
+  for (const BoundaryLoop& loop : traced.loops) {
+    // The faces along the hole run vertices[i] -> vertices[i + 1]; the patch
+    // takes the loop backwards so that its faces run each rim edge the other way.
+    const size_t n = loop.vertices.size();
+    rim_vertices.resize(n);
+    rim.resize(n);
+    apex.resize(n);
+    for (size_t i = 0; i < n; ++i) {
+      rim_vertices[i] = loop.vertices[n - 1 - i];
+      rim[i] = positionOf(mesh, rim_vertices[i]);
+    }
+    // Patch edge (i, i + 1) is loop edge n - 2 - i (wrapping to n - 1 for the last).
+    for (size_t i = 0; i < n; ++i) {
+      const size_t loop_edge = i + 1 < n ? n - 2 - i : n - 1;
+      apex[i] = positionOf(mesh, loop.apexes[loop_edge]);
+    }
+    const HolePatch patch = buildHolePatch(rim, apex);
+    if (patch.triangles.empty()) continue;
+    appendPatch(mesh, rim_vertices, patch, report);
+    ++report.loops_closed;
+  }
+  return report;
+}
+
+}  // namespace vekmesh

@@ -1,0 +1,245 @@
+// Tests of hole filling: the material rule, the loop-length limits (4, 1000
+// and 1001 vertices), patches on curved holes (no fold-over, bounded aspect
+// ratio, following the surface), pinched loops and repeated faces.
+#include "repair/hole_filling.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+#include "repair/duplicate_faces.h"
+#include "repair/flaw_detection.h"
+#include "repair/hole_patch.h"
+#include "repair/repair_pipeline.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::Soup;
+
+// The soup without the triangles whose centroid satisfies `cut`.
+Soup withHole(const Soup& soup, const std::function<bool(const Vec3d&)>& cut) {
+  Soup out;
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
+    Vec3d c = {0, 0, 0};
+    for (int k = 0; k < 3; ++k)
+      for (int a = 0; a < 3; ++a) c[a] += soup.corner(t, k)[a] / 3.0;
+    if (!cut(c)) out.addTriangle(soup.corner(t, 0), soup.corner(t, 1), soup.corner(t, 2));
+  }
+  return out;
+}
+
+Vec3d at(const SubMesh& mesh, int32_t v) {
+  const auto& p = mesh.vertices[v].position;
+  return {p[0], p[1], p[2]};
+}
+
+struct PatchCheck {
+  double worst_aspect = 0.0;
+  double worst_outward = 2.0;  // least cosine between a patch normal and `outward`
+};
+
+// Faces from `first` on are the patch.
+PatchCheck checkPatch(const SubMesh& mesh, size_t first,
+                      const std::function<Vec3d(const Vec3d&)>& outward) {
+  PatchCheck check;
+  for (size_t f = first; f < mesh.faces.size(); ++f) {
+    const Face& face = mesh.faces[f];
+    const Vec3d a = at(mesh, face.v[0]), b = at(mesh, face.v[1]), c = at(mesh, face.v[2]);
+    check.worst_aspect = std::max(check.worst_aspect, triangleAspectRatio(a, b, c));
+    const Vec3d n = faceUnitNormal(mesh.vertices[face.v[0]], mesh.vertices[face.v[1]],
+                                   mesh.vertices[face.v[2]]);
+    const Vec3d centroid = {(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3, (a[2] + b[2] + c[2]) / 3};
+    const Vec3d o = outward(centroid);
+    const double len = std::sqrt(o[0] * o[0] + o[1] * o[1] + o[2] * o[2]);
+    check.worst_outward = std::min(check.worst_outward, (n[0] * o[0] + n[1] * o[1] + n[2] * o[2]) / len);
+  }
+  return check;
+}
+
+TEST(FillHoles, ClosesAFourVertexHoleOnlyWhenNoFaceHasAMaterial) {
+  const Soup open_cube = test::withoutTriangle(test::withoutTriangle(test::cubeSoup(), 11), 10);
+  TriMesh plain = test::buildMesh(open_cube);
+  RepairReport report = repairMesh(plain, HoleFilling::kWhenUntextured);
+  EXPECT_TRUE(report.holes_filled);
+  EXPECT_EQ(report.holes.loops_closed, 1u);
+  EXPECT_EQ(report.holes.faces_added, 2u);
+  rebuildTopology(plain);
+  EXPECT_FALSE(detectFlaws(plain, 0));
+  EXPECT_NEAR(enclosedVolume(plain), 1.0, 1e-6);
+  EXPECT_LT(checkPatch(plain, 10, [](const Vec3d&) { return Vec3d{1, 0, 0}; }).worst_aspect, 1.8);
+
+  Soup textured = open_cube;
+  test::assignMaterial(textured, 3);
+  TriMesh kept = test::buildMesh(textured);
+  report = repairMesh(kept, HoleFilling::kWhenUntextured);
+  EXPECT_FALSE(report.holes_filled);
+  rebuildTopology(kept);
+  EXPECT_EQ(test::edgeCensus(kept).boundary, 4u);
+
+  // The plain-array repair fills regardless; the patch carries no material.
+  TriMesh always = test::buildMesh(textured);
+  repairMesh(always, HoleFilling::kAlways);
+  rebuildTopology(always);
+  EXPECT_FALSE(detectFlaws(always, 0));
+  ASSERT_EQ(always.faces.size(), 12u);
+  for (size_t f = 0; f < 12; ++f) {
+    EXPECT_EQ(always.faces[f].material, f < 10 ? 3 : -1);
+    if (f >= 10) {
+      EXPECT_EQ(always.faces[f].colors[2][1], 255);
+    }
+  }
+}
+
+// A sphere with its north polar fan removed: one loop of `slices` vertices.
+Soup openPole(int slices) {
+  return withHole(test::uvSphereSoup(10.0f, slices, 4), [](const Vec3d& c) { return c[2] > 7.5; });
+}
+
+TEST(FillHoles, ClosesLoopsUpToAThousandVerticesAndLeavesLongerOnesOpen) {
+  TriMesh open = test::buildMesh(openPole(1001));
+  HoleFillingReport report = fillHoles(open);
+  EXPECT_EQ(report.loops_closed, 0u);
+  EXPECT_EQ(report.open_edges_left, 1001u);
+  EXPECT_EQ(test::edgeCensus(open).boundary, 1001u);
+
+  TriMesh mesh = test::buildMesh(openPole(1000));
+  const size_t first = mesh.faces.size();
+  report = fillHoles(mesh);
+  EXPECT_EQ(report.loops_closed, 1u);
+  EXPECT_EQ(report.open_edges_left, 0u);
+  // Lattice points fill the disk rather than a fan of slivers from the rim.
+  EXPECT_GT(report.vertices_added, 10000u);
+  const PatchCheck check = checkPatch(mesh, first, [](const Vec3d&) { return Vec3d{0, 0, 1}; });
+  EXPECT_GT(check.worst_outward, 0.9);
+  EXPECT_LE(check.worst_aspect, kPatchAspectRatioBound);
+  compactMesh(mesh);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+}
+
+TEST(FillHoles, PatchesCurvedHolesWithoutFoldsOrSlivers) {
+  // A window cut by three planes into a sphere: its rim is not planar, and it
+  // spans about 90 degrees of the sphere.
+  const Soup sphere = test::uvSphereSoup(10.0f, 96, 48);
+  const double intact = enclosedVolume(test::buildMesh(sphere));
+  TriMesh mesh = test::buildMesh(withHole(sphere, [](const Vec3d& c) {
+    return c[0] > 7.0 && std::fabs(c[1]) < 5.0 && c[2] > -3.0;
+  }));
+  const size_t first = mesh.faces.size();
+  const HoleFillingReport report = fillHoles(mesh);
+  // The window, and a lone triangle at one corner whose centroid is inside.
+  ASSERT_EQ(report.loops_closed, 2u);
+  ASSERT_EQ(report.open_edges_left, 0u);
+  const PatchCheck check = checkPatch(mesh, first, [](const Vec3d& c) { return c; });
+  EXPECT_GT(check.worst_outward, 0.5);
+  EXPECT_LE(check.worst_aspect, kPatchAspectRatioBound);
+  // The patch follows the sphere instead of spanning the window flat (which
+  // would sag up to 2.9 below it): a least-squares quadric over a cap this
+  // wide stays within 2.5% of the radius.
+  for (size_t v = mesh.vertices.size() - report.vertices_added; v < mesh.vertices.size(); ++v) {
+    const Vec3d p = at(mesh, static_cast<int32_t>(v));
+    EXPECT_NEAR(std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]), 10.0, 0.25);
+  }
+  compactMesh(mesh);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+  EXPECT_NEAR(enclosedVolume(mesh), intact, 0.0025 * intact);
+
+  // A saddle-shaped hole on the inside of a torus.
+  const Soup torus = test::torusSoup(10.0f, 4.0f, 96, 48);
+  TriMesh ring = test::buildMesh(withHole(torus, [](const Vec3d& c) {
+    return std::hypot(c[0], c[1]) < 8.0 && c[0] > 0.0 && std::fabs(c[1]) < 3.0;
+  }));
+  const size_t ring_first = ring.faces.size();
+  ASSERT_EQ(fillHoles(ring).loops_closed, 1u);
+  const PatchCheck saddle = checkPatch(ring, ring_first, [](const Vec3d& c) {
+    // Outward from the tube's core circle.
+    const double r = std::hypot(c[0], c[1]);
+    return Vec3d{c[0] - 10.0 * c[0] / r, c[1] - 10.0 * c[1] / r, c[2]};
+  });
+  EXPECT_GT(saddle.worst_outward, 0.5);
+  EXPECT_LE(saddle.worst_aspect, kPatchAspectRatioBound);
+  compactMesh(ring);
+  EXPECT_FALSE(detectFlaws(ring, 0));
+}
+
+TEST(FillHoles, SplitsLoopsThatPassAVertexTwice) {
+  // Two triangles of a sphere that touch in one vertex only: one trace, two loops.
+  const Soup sphere = test::uvSphereSoup(10.0f, 16, 8);
+  const Point shared = sphere.corner(40, 2);
+  uint32_t second = 0;
+  for (uint32_t t = 0; t < sphere.triangleCount() && !second; ++t) {
+    if (t == 40) continue;
+    int common = 0;
+    bool touches = false;
+    for (int k = 0; k < 3; ++k)
+      for (int j = 0; j < 3; ++j) {
+        common += sphere.corner(t, k) == sphere.corner(40, j);
+        touches |= sphere.corner(t, k) == shared;
+      }
+    if (common == 1 && touches) second = t;
+  }
+  ASSERT_NE(second, 0u);
+  TriMesh mesh = test::buildMesh(test::withoutTriangle(test::withoutTriangle(sphere, second), 40));
+  const HoleFillingReport report = fillHoles(mesh);
+  EXPECT_EQ(report.loops_closed, 2u);
+  EXPECT_EQ(report.faces_added, 2u);
+  compactMesh(mesh);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+}
+
+TEST(FillHoles, ResolvesRepeatedFacesAndTheirWindingFirst) {
+  // A reversed copy of face 4 comes first, so it is the copy that survives,
+  // and it has to be turned to match the faces around it.
+  const Soup cube = test::cubeSoup();
+  Soup soup;
+  soup.addTriangle(cube.corner(4, 0), cube.corner(4, 2), cube.corner(4, 1));
+  soup = test::concatenate(soup, cube);
+  TriMesh mesh = test::buildMesh(soup);
+  const HoleFillingReport report = fillHoles(mesh);
+  EXPECT_EQ(report.repeated_faces_removed, 1u);
+  EXPECT_EQ(report.loops_closed, 0u);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  compactMesh(mesh);
+  EXPECT_EQ(mesh.faces.size(), 12u);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+}
+
+TEST(HolePatch, FallsBackWhenTheProjectionOverlapsItself) {
+  // A coil: two turns around the z axis while rising, then straight back down.
+  // Seen along its Newell normal it covers the disk twice.
+  auto coil = [](int points_per_turn) {
+    std::vector<Vec3d> rim;
+    const int n = 2 * points_per_turn;
+    for (int i = 0; i < n; ++i) {
+      const double a = 2.0 * 3.14159265358979323846 * i / points_per_turn;
+      rim.push_back({std::cos(a), std::sin(a), 0.5 * i / points_per_turn});
+    }
+    return rim;
+  };
+  const std::vector<Vec3d> rim = coil(30);
+  std::vector<Vec3d> apex(rim.size(), Vec3d{0, 0, 0});
+  const HolePatch small = buildHolePatch(rim, apex);
+  EXPECT_EQ(small.method, HolePatch::Method::kMinimumWeight);
+  EXPECT_EQ(small.triangles.size(), rim.size() - 2);
+
+  const std::vector<Vec3d> long_rim = coil(150);
+  const HolePatch fan = buildHolePatch(long_rim, std::vector<Vec3d>(long_rim.size(), Vec3d{0, 0, 0}));
+  EXPECT_EQ(fan.method, HolePatch::Method::kFan);
+  EXPECT_EQ(fan.triangles.size(), long_rim.size());
+  EXPECT_EQ(fan.points.size(), 1u);
+}
+
+TEST(HolePatch, AspectRatioMeasure) {
+  EXPECT_NEAR(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0.5, std::sqrt(0.75), 0}), 1.0, 1e-12);
+  EXPECT_NEAR(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0, 1, 0}), std::sqrt(3.0), 1e-12);
+  EXPECT_GT(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0.5, 0.01, 0}), 40.0);
+  EXPECT_TRUE(std::isinf(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {2, 0, 0})));
+}
+
+}  // namespace
+}  // namespace vekmesh

@@ -1,0 +1,198 @@
+// Tests of the repair steps before hole filling: grid snapping and the weld
+// that follows, duplicate removal and its 300000-face limit in the pipeline,
+// and the winding repair.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+#include "repair/duplicate_faces.h"
+#include "repair/flaw_detection.h"
+#include "repair/orientation.h"
+#include "repair/repair_pipeline.h"
+#include "repair/snap_to_grid.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Soup;
+using test::Winding;
+
+TEST(SnapToGrid, TruncatesTowardZeroAfterAddingHalfAStep) {
+  EXPECT_EQ(snapCoordinate(0.3f), 0.3f);
+  EXPECT_EQ(snapCoordinate(-0.3f), -0.2998f);  // -1499.5 truncates to -1499
+  EXPECT_EQ(snapCoordinate(1.00009f), 1.0f);
+  EXPECT_EQ(snapCoordinate(1.00011f), 1.0002f);
+  EXPECT_EQ(snapCoordinate(-1.00011f), -1.0f);  // -5000.05 truncates to -5000
+  EXPECT_EQ(snapCoordinate(-0.0f), 0.0f);
+  // Outside the contract: NaN goes to 0, huge values saturate.
+  EXPECT_EQ(snapCoordinate(std::numeric_limits<float>::quiet_NaN()), 0.0f);
+  EXPECT_EQ(snapCoordinate(1e30f), static_cast<float>(2147483647.0 / 5000.0));
+  EXPECT_EQ(snapCoordinate(-1e30f), static_cast<float>(-2147483648.0 / 5000.0));
+}
+
+TEST(SnapToGrid, CornersOnOneGridPointWeldInTheFollowingCompaction) {
+  // Two triangles meant to share an edge, whose shared corners differ by less
+  // than a grid step (and on both sides of zero).
+  Soup soup;
+  soup.addTriangle({-0.3f, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({1.00002f, 0.00003f, 0}, {-0.29995f, 0, 0}, {0.5f, -1, 0});
+  TriMesh mesh = test::buildMesh(soup);
+  ASSERT_EQ(mesh.vertices.size(), 6u);
+  snapToGrid(mesh);
+  compactMesh(mesh);
+  EXPECT_EQ(mesh.vertices.size(), 4u);
+  EXPECT_EQ(test::invariantViolation(mesh), "");
+  EXPECT_EQ(test::edgeCensus(mesh).boundary, 4u);  // the shared edge is closed
+  // A triangle whose corners all land on one grid point is dropped.
+  Soup tiny;
+  tiny.addTriangle({2, 2, 2}, {2.00001f, 2, 2}, {2, 2.00001f, 2});
+  TriMesh dot = test::buildMesh(test::concatenate(soup, tiny));
+  snapToGrid(dot);
+  compactMesh(dot);
+  EXPECT_EQ(dot.faces.size(), 2u);
+}
+
+TEST(RemoveDuplicateFaces, KeepsTheFirstCopyInEitherWinding) {
+  Soup soup = test::withTriangleDuplicated(test::cubeSoup(), 3);
+  soup = test::concatenate(soup, test::withTriangleFlipped(test::cubeSoup(), 7));
+  // Faces 0..12: the cube and a copy of face 3; faces 13..24: a second cube on
+  // the same corners with face 7 reversed, every one a copy of an earlier face.
+  TriMesh mesh = test::buildMesh(soup);
+  ASSERT_EQ(mesh.faces.size(), 25u);
+  EXPECT_EQ(removeDuplicateFaces(mesh), 13u);
+  for (size_t f = 0; f < mesh.faces.size(); ++f) EXPECT_EQ(mesh.faces[f].removed != 0, f >= 12) << f;
+  EXPECT_EQ(removeDuplicateFaces(mesh), 0u);
+  compactMesh(mesh);
+  EXPECT_FALSE(detectFlaws(mesh, 0));
+}
+
+// An open two-row strip of `count` triangles on integer corners (untouched by
+// snapping), with its first triangle repeated at the end and a material on
+// every face so that hole filling stays out of the way.
+Soup stripWithRepeat(size_t count) {
+  Soup soup;
+  for (size_t t = 0; t < count; ++t) {
+    const float i = static_cast<float>(t / 2);
+    if (t % 2 == 0)
+      soup.addTriangle({i, 0, 0}, {i + 1, 0, 0}, {i, 1, 0});
+    else
+      soup.addTriangle({i + 1, 0, 0}, {i + 1, 1, 0}, {i, 1, 0});
+  }
+  soup = test::withTriangleDuplicated(soup, 0);
+  test::assignMaterial(soup, 0);
+  return soup;
+}
+
+TEST(RepairPipeline, RemovesDuplicatesOnlyBelow300000Faces) {
+  TriMesh small = test::buildMesh(stripWithRepeat(299998));
+  ASSERT_EQ(small.faces.size(), 299999u);
+  const RepairReport small_report = repairMesh(small, HoleFilling::kWhenUntextured);
+  EXPECT_EQ(small_report.duplicates_removed, 1u);
+  EXPECT_FALSE(small_report.holes_filled);
+  EXPECT_EQ(test::liveFaceCount(small), 299998u);
+
+  TriMesh large = test::buildMesh(stripWithRepeat(299999));
+  ASSERT_EQ(large.faces.size(), 300000u);
+  const RepairReport large_report = repairMesh(large, HoleFilling::kWhenUntextured);
+  EXPECT_EQ(large_report.duplicates_removed, 0u);
+  EXPECT_EQ(test::liveFaceCount(large), 300000u);
+  rebuildTopology(large);
+  // The repeated triangle's inner edge now carries three faces.
+  EXPECT_EQ(test::edgeCensus(large).nonManifold, 1u);
+
+  // Where hole filling runs, it resolves the repeat that step 4 left.
+  Soup plain = stripWithRepeat(299999);
+  plain.materials.clear();
+  plain.uvs.clear();
+  TriMesh filled = test::buildMesh(plain);
+  const RepairReport filled_report = repairMesh(filled, HoleFilling::kWhenUntextured);
+  EXPECT_EQ(filled_report.duplicates_removed, 0u);
+  EXPECT_TRUE(filled_report.holes_filled);
+  EXPECT_EQ(filled_report.holes.repeated_faces_removed, 1u);
+  rebuildTopology(filled);
+  EXPECT_EQ(filled.faces.size(), 299999u);
+  EXPECT_EQ(test::edgeCensus(filled).nonManifold, 0u);
+}
+
+// Builds, compacts and shells a soup, then unifies its orientation.
+TriMesh unified(const Soup& soup, size_t* turned = nullptr) {
+  TriMesh mesh = test::buildMesh(soup);
+  buildShells(mesh);
+  const size_t n = unifyOrientation(mesh);
+  if (turned) *turned = n;
+  return mesh;
+}
+
+TEST(UnifyOrientation, TurnsShellsOutwardAndMakesWindingConsistent) {
+  // Inside out: all faces turned by the top test, none by the walk.
+  size_t turned = 99;
+  TriMesh cube = unified(test::cubeSoup(1.0f, Winding::kInward), &turned);
+  EXPECT_EQ(turned, 0u);
+  EXPECT_FALSE(detectFlaws(cube, 0));
+  EXPECT_NEAR(enclosedVolume(cube), 1.0, 1e-6);
+  EXPECT_EQ(test::invariantViolation(cube), "");
+
+  // One flipped face is turned back by the walk.
+  TriMesh flipped = unified(test::withTriangleFlipped(test::cubeSoup(), 6), &turned);
+  EXPECT_EQ(turned, 1u);
+  EXPECT_FALSE(detectFlaws(flipped, 0));
+
+  // The whole top side flipped, and a torus with every fifth face flipped.
+  TriMesh top = unified(test::withTriangleFlipped(test::withTriangleFlipped(test::cubeSoup(), 2), 3));
+  EXPECT_FALSE(detectFlaws(top, 0));
+  Soup torus = test::torusSoup(3.0f, 1.0f, 20, 10);
+  for (size_t t = 0; t < torus.triangleCount(); t += 5) torus = test::withTriangleFlipped(torus, t);
+  TriMesh ring = unified(torus);
+  EXPECT_FALSE(detectFlaws(ring, 0));
+  EXPECT_EQ(test::invariantViolation(ring), "");
+
+  // Each shell is judged on its own.
+  TriMesh two = unified(test::concatenate(test::cubeSoup(1.0f, Winding::kInward),
+                                          test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0})));
+  EXPECT_FALSE(detectFlaws(two, 0));
+  EXPECT_NEAR(enclosedVolume(two), 2.0, 1e-6);
+}
+
+TEST(UnifyOrientation, TurnsColoursAndTextureReferencesWithTheFace) {
+  Soup soup = test::withTriangleFlipped(test::cubeSoup(), 6);
+  test::assignMaterial(soup, 1);
+  soup.colors.clear();
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
+    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), {c * 0.2f, 0.0f, 0.0f});
+  const TriMesh before = test::buildMesh(soup);
+  const TriMesh after = unified(soup);
+  const Face& a = before.faces[6];
+  const Face& b = after.faces[6];
+  EXPECT_EQ(b.v[0], a.v[1]);
+  EXPECT_EQ(b.colors[0][0], a.colors[1][0]);
+  EXPECT_EQ(b.colors[1][0], a.colors[0][0]);
+  EXPECT_EQ(b.uv[0], a.uv[1]);
+  EXPECT_EQ(b.uv[1], a.uv[0]);
+  // Faces that were right are untouched.
+  EXPECT_EQ(after.faces[5].v[0], before.faces[5].v[0]);
+  EXPECT_EQ(after.faces[5].colors[0][0], before.faces[5].colors[0][0]);
+}
+
+TEST(RepairPipeline, LeavesAnIntactModelAsItWas) {
+  Soup soup = test::cubeSoup(2.0f);
+  test::assignMaterial(soup, 4);
+  TriMesh mesh = test::buildMesh(soup);
+  const RepairReport report = repairMesh(mesh, HoleFilling::kAlways);
+  EXPECT_EQ(report.faces_turned, 0u);
+  EXPECT_EQ(report.holes.faces_added, 0u);
+  rebuildTopology(mesh);
+  const TriMesh original = test::buildMesh(soup);
+  ASSERT_EQ(mesh.faces.size(), original.faces.size());
+  for (size_t f = 0; f < mesh.faces.size(); ++f)
+    for (int c = 0; c < 3; ++c) {
+      EXPECT_EQ(mesh.vertices[mesh.faces[f].v[c]].position,
+                original.vertices[original.faces[f].v[c]].position);
+      EXPECT_EQ(mesh.texCoords[mesh.faces[f].uv[c]].u, original.texCoords[original.faces[f].uv[c]].u);
+    }
+}
+
+}  // namespace
+}  // namespace vekmesh
