@@ -1,0 +1,257 @@
+// The whole repair of broken sphere soups (shuffled, 1% flipped, 1% duplicated,
+// degenerate faces, 20 holes) through modelRepairFromData64, set against
+// admesh's full repair of the same triangles read from a binary STL file:
+// stl_open, exact and nearby facet checks, removal of unconnected facets, hole
+// filling, normal directions and values. Both results are judged afterwards by
+// the strict flaw test, the open and non-manifold edge counts and the volume.
+#include <benchmark/benchmark.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "broken_sphere.h"
+#include "include/vekmesh.h"
+#include "mesh/mesh_utils.h"
+#include "repair/flaw_detection.h"
+
+#ifdef VEKMESH_HAVE_ADMESH
+#include <admesh/stl.h>
+#endif
+
+namespace vekmesh {
+namespace bench {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+  if (values.empty()) return 0.0;
+  std::sort(values.begin(), values.end());
+  const size_t mid = values.size() / 2;
+  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
+}
+
+struct Size {
+  const char* label;
+  size_t triangles;
+  int iterations;  // fixed: admesh needs seconds per run at a million triangles
+};
+const Size kSizes[] = {{"100k", 100000, 5}, {"1M", 1000000, 3}};
+
+// How a repaired model fares: the strict test, open and non-manifold edges
+// (post-detection's second and third counters) and the enclosed volume.
+struct Verdict {
+  bool flawed = true;
+  int32_t open_edges = -1;
+  int32_t non_manifold_edges = -1;
+  double volume_error = 0.0;  // relative to the intact sphere
+  uint32_t triangles = 0;
+};
+
+Verdict judge(const float* corners, uint32_t count, double intact_volume) {
+  Verdict v;
+  TriMesh mesh;
+  buildTriMesh(mesh, count, corners, nullptr, nullptr, nullptr);
+  v.triangles = count;
+  v.flawed = detectFlaws(mesh, 0);
+  v.volume_error = (enclosedVolume(mesh) - intact_volume) / intact_volume;
+  std::array<int32_t, 4> counters{};
+  postDetection(mesh, counters);
+  v.open_edges = counters[1];
+  v.non_manifold_edges = counters[2];
+  return v;
+}
+
+struct Row {
+  std::string name;
+  size_t triangles = 0;
+  double ours_ms = 0.0, admesh_ms = 0.0, ratio = 0.0;
+  Verdict ours, admesh;
+  bool have_admesh = false;
+};
+std::vector<Row> g_rows;
+
+double timeOurs(const testdata::BrokenSphere& broken, Verdict* verdict) {
+  float* corners = const_cast<float*>(broken.corners.data());
+  const uint32_t count = broken.triangleCount();
+  float* out = nullptr;
+  uint32_t out_count = 0;
+  const Clock::time_point start = Clock::now();
+  modelRepairFromData64(&corners, &count, &out, &out_count, nullptr);
+  const double seconds = secondsSince(start);
+  if (verdict) *verdict = judge(out, out_count, broken.intact_volume);
+  freeAllArray();
+  return seconds;
+}
+
+#ifdef VEKMESH_HAVE_ADMESH
+bool writeStlFile(const std::string& path, const testdata::BrokenSphere& broken) {
+  FILE* f = std::fopen(path.c_str(), "wb");
+  if (!f) return false;
+  char header[80] = "broken sphere for the repair benchmark";
+  const uint32_t count = broken.triangleCount();
+  bool ok = std::fwrite(header, 1, sizeof header, f) == sizeof header &&
+            std::fwrite(&count, 4, 1, f) == 1;
+  for (uint32_t t = 0; ok && t < count; ++t) {
+    const float normal[3] = {0.0f, 0.0f, 0.0f};
+    const uint16_t attribute = 0;
+    ok = std::fwrite(normal, 4, 3, f) == 3 && std::fwrite(&broken.corners[9 * t], 4, 9, f) == 9 &&
+         std::fwrite(&attribute, 2, 1, f) == 1;
+  }
+  return std::fclose(f) == 0 && ok;
+}
+
+// admesh's full repair as its own tool runs it with every fix switched on:
+// nearby matching from the shortest edge upwards in two steps of a
+// ten-thousandth of the model's diameter.
+double timeAdmesh(const std::string& path, double intact_volume, Verdict* verdict) {
+  stl_file stl;
+  const Clock::time_point start = Clock::now();
+  stl_open(&stl, const_cast<char*>(path.c_str()));
+  stl_check_facets_exact(&stl);
+  float tolerance = stl.stats.shortest_edge;
+  const float increment = stl.stats.bounding_diameter / 10000.0f;
+  for (int i = 0; i < 2; ++i) {
+    if (stl.stats.connected_facets_3_edge >= stl.stats.number_of_facets) break;
+    stl_check_facets_nearby(&stl, tolerance);
+    tolerance += increment;
+  }
+  stl_remove_unconnected_facets(&stl);
+  stl_fill_holes(&stl);
+  stl_fix_normal_directions(&stl);
+  stl_fix_normal_values(&stl);
+  const double seconds = secondsSince(start);
+  if (verdict) {
+    std::vector<float> corners;
+    corners.reserve(size_t(stl.stats.number_of_facets) * 9);
+    for (int i = 0; i < stl.stats.number_of_facets; ++i)
+      for (int c = 0; c < 3; ++c) {
+        const stl_vertex& p = stl.facet_start[i].vertex[c];
+        corners.insert(corners.end(), {p.x, p.y, p.z});
+      }
+    *verdict = judge(corners.data(), static_cast<uint32_t>(stl.stats.number_of_facets),
+                     intact_volume);
+  }
+  stl_close(&stl);
+  return seconds;
+}
+#endif
+
+void benchRepair(benchmark::State& state, const Size& size) {
+  const testdata::BrokenSphere broken = testdata::makeBrokenSphere(size.triangles);
+  Row row;
+  row.name = std::string("Repair/broken_sphere/") + size.label;
+  row.triangles = broken.triangleCount();
+  timeOurs(broken, &row.ours);
+
+#ifdef VEKMESH_HAVE_ADMESH
+  char dir[] = "/tmp/vekmesh-repair-bench-XXXXXX";
+  const std::string path = mkdtemp(dir) ? std::string(dir) + "/broken.stl" : std::string();
+  row.have_admesh = !path.empty() && writeStlFile(path, broken);
+  if (row.have_admesh) timeAdmesh(path, broken.intact_volume, &row.admesh);
+#endif
+
+  std::vector<double> ours, theirs, ratios;
+  size_t iteration = 0;
+  for (auto _ : state) {
+    double ours_s = 0.0;
+#ifdef VEKMESH_HAVE_ADMESH
+    if (row.have_admesh) {
+      // Alternate the order so that neither side always runs right after the
+      // other has churned the heap and caches.
+      double theirs_s;
+      if (iteration++ % 2 == 0) {
+        ours_s = timeOurs(broken, nullptr);
+        theirs_s = timeAdmesh(path, broken.intact_volume, nullptr);
+      } else {
+        theirs_s = timeAdmesh(path, broken.intact_volume, nullptr);
+        ours_s = timeOurs(broken, nullptr);
+      }
+      theirs.push_back(theirs_s);
+      ratios.push_back(ours_s / theirs_s);
+    } else
+#endif
+    {
+      ++iteration;
+      ours_s = timeOurs(broken, nullptr);
+    }
+    ours.push_back(ours_s);
+    state.SetIterationTime(ours_s);
+  }
+#ifdef VEKMESH_HAVE_ADMESH
+  if (!path.empty()) {
+    std::remove(path.c_str());
+    rmdir(dir);
+  }
+#endif
+
+  row.ours_ms = 1000.0 * median(ours);
+  row.admesh_ms = 1000.0 * median(theirs);
+  row.ratio = median(ratios);
+  state.counters["triangles"] = static_cast<double>(row.triangles);
+  state.counters["ours_ms"] = row.ours_ms;
+  state.counters["strict_flawed"] = row.ours.flawed ? 1.0 : 0.0;
+  state.counters["volume_error_pct"] = 100.0 * row.ours.volume_error;
+  if (row.have_admesh) {
+    state.counters["admesh_ms"] = row.admesh_ms;
+    state.counters["ratio"] = row.ratio;
+  }
+  g_rows.push_back(row);
+}
+
+void printVerdict(const char* who, const Verdict& v) {
+  std::printf("  %-7s strict test %-7s open edges %-6d non-manifold edges %-6d volume error %+.4f%%"
+              "  (%u triangles)\n",
+              who, v.flawed ? "FLAWED" : "passes", v.open_edges, v.non_manifold_edges,
+              100.0 * v.volume_error, v.triangles);
+}
+
+void printSummary() {
+  std::printf("\nRepair summary (medians; ratio = median of paired ours/admesh times)\n");
+  std::printf("%-28s %10s %10s %11s %7s\n", "case", "triangles", "ours ms", "admesh ms", "ratio");
+  bool failed = false;
+  for (const Row& r : g_rows) {
+    if (r.have_admesh)
+      std::printf("%-28s %10zu %10.1f %11.1f %7.3f\n", r.name.c_str(), r.triangles, r.ours_ms,
+                  r.admesh_ms, r.ratio);
+    else
+      std::printf("%-28s %10zu %10.1f %11s %7s\n", r.name.c_str(), r.triangles, r.ours_ms, "-", "-");
+    printVerdict("ours", r.ours);
+    if (r.have_admesh) printVerdict("admesh", r.admesh);
+    failed |= r.ours.flawed || std::fabs(r.ours.volume_error) > 0.005;
+  }
+  std::printf("required: ours passes the strict test with volume within 0.5%%; ratio below 1\n");
+  if (failed) std::printf("REPAIR RESULT OUT OF BOUNDS\n");
+}
+
+}  // namespace
+}  // namespace bench
+}  // namespace vekmesh
+
+int main(int argc, char** argv) {
+  using namespace vekmesh::bench;
+  for (const Size& size : kSizes)
+    benchmark::RegisterBenchmark((std::string("Repair/broken_sphere/") + size.label).c_str(),
+                                 [size](benchmark::State& state) { benchRepair(state, size); })
+        ->Iterations(size.iterations)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  if (!g_rows.empty()) printSummary();
+  for (const Row& r : g_rows)
+    if (r.ours.flawed || std::fabs(r.ours.volume_error) > 0.005) return 1;
+  return 0;
+}
