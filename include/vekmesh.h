@@ -87,7 +87,10 @@ VEKMESH_API void modelRepairFromColorData(const float* corners, const float* col
 /* As modelRepairFromColorData; then, when `detail` is non-zero, counts the
  * remaining flaws into the four counters (turning inside-out shells outwards
  * on the way, after the model was written out); with `detail` 0 the counters
- * are set to -1. Null counter pointers are skipped. Progress 0, 30, 70, 80,
+ * are set to -1. The counters are, in order: faces whose three vertex indices
+ * are not all different; open edges (used by one face); non-manifold edges
+ * (used by three or more faces); faces turned over because their shell was
+ * inside out. Null counter pointers are skipped. Progress 0, 30, 70, 80,
  * 100. */
 VEKMESH_API void modelRepairFromColorDataWithPostDetection(
     const float* corners, const float* colors, const float* uvs, const int32_t* materials,
@@ -97,7 +100,8 @@ VEKMESH_API void modelRepairFromColorDataWithPostDetection(
 
 /* Reads a model in, thins it when above 100000 faces and writes the model
  * out. Then, when `detail` is non-zero, counts flaws into the four counters
- * (otherwise they are -1), and returns the strict flaw test's answer.
+ * as modelRepairFromColorDataWithPostDetection does (otherwise they are -1),
+ * and returns the strict flaw test's answer.
  * Progress 0, 50, 65, 75, 80, 100. */
 VEKMESH_API int32_t errorDetectAfterMeshReduceFromColorData(
     const float* corners, const float* colors, const float* uvs, const int32_t* materials,
