@@ -6,7 +6,9 @@
 
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
+#include <limits>
 #include <string>
 
 #include "broken_sphere.h"
@@ -134,6 +136,51 @@ TEST(ModelRepairFromColorDataWithPostDetection, CountsWhatTheRepairLeft) {
                                             nullptr, nullptr);
   EXPECT_EQ(count, 12u);
   freeAllArray();
+}
+
+// Soups no modeller would produce: random triangles crossing each other, some
+// sharing corners, with NaN, infinite and huge coordinates mixed in. The
+// repair must come back with a result; snapping brings every coordinate onto
+// the grid, so the result is finite and within the grid's 32-bit range.
+TEST(ModelRepairFromData64, SurvivesHostileSoups) {
+  uint64_t state = 7;
+  auto next = [&state]() {
+    state = state * 6364136223846793005ull + 1442695040888963407ull;
+    return static_cast<float>(state >> 40) / float(1 << 24);
+  };
+  const float bad[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                       -std::numeric_limits<float>::infinity(), 1e30f, -1e30f};
+  for (int round = 0; round < 3; ++round) {
+    std::vector<float> corners;
+    std::vector<float> pool;  // earlier corners, reused so that edges are shared
+    for (int t = 0; t < 3000; ++t)
+      for (int c = 0; c < 3; ++c)
+        for (int a = 0; a < 3; ++a) {
+          float value;
+          if (!pool.empty() && next() < 0.5f)
+            value = pool[static_cast<size_t>(next() * float(pool.size() / 3)) * 3 + a];
+          else if (round > 0 && next() < 0.01f)
+            value = bad[static_cast<int>(next() * 5) % 5];
+          else
+            value = std::round(next() * 20.0f) * 0.5f;
+          corners.push_back(value);
+          if (a == 2) pool.insert(pool.end(), corners.end() - 3, corners.end());
+        }
+    float* in = corners.data();
+    const uint32_t count = static_cast<uint32_t>(corners.size() / 9);
+    float* out = nullptr;
+    uint32_t out_count = 0;
+    int32_t progress = -1;
+    modelRepairFromData64(&in, &count, &out, &out_count, &progress);
+    EXPECT_EQ(progress, 100);
+    ASSERT_NE(out, nullptr);
+    EXPECT_GT(out_count, 0u);
+    size_t off_grid = 0;
+    for (size_t i = 0; i < size_t(out_count) * 9; ++i)
+      off_grid += !(std::fabs(out[i]) <= 2147483648.0f / 5000.0f);
+    EXPECT_EQ(off_grid, 0u);
+    freeAllArray();
+  }
 }
 
 class FlawsDetect64 : public ::testing::Test {
