@@ -25,12 +25,6 @@ namespace {
 namespace bg = boost::geometry;
 namespace bgi = boost::geometry::index;
 
-// Limits on the work hostile input can demand (see the header). Real models
-// stay far below both: shells overlap a handful of neighbours, and face boxes
-// of disjoint shells meet only along the places where the shells come close.
-constexpr size_t kMaxShellPairs = size_t{1} << 24;
-constexpr uint64_t kMaxBoxComparisons = uint64_t{1} << 30;
-
 // Shells below this many faces are indexed face by face; a larger shell of n
 // faces by runs of int(n * 0.0001 + 0.5) faces (about 10000 runs). The runs
 // are cut from the faces in Morton order of their box centres, not from the
@@ -41,8 +35,17 @@ constexpr size_t kRunThreshold = 10000;
 // A queried shell with at most this many entries is scanned, not indexed.
 constexpr size_t kTreeEntries = 32;
 
-// Below this many faces a parallel loop costs more than it saves.
-constexpr size_t kParallelFaces = 20000;
+// The walking shell's entries go in blocks of this many: one query per block
+// draws the candidates for all of its entries. The queried side of a pair of
+// nested shells is then asked once per block instead of once per face.
+constexpr size_t kBlock = 32;
+// Past this many candidates a block's entries are queried one by one.
+constexpr size_t kBlockCandidates = 256;
+
+// Below this many faces a parallel loop costs more than it saves, the more
+// so on a machine whose other cores are busy: the team then waits at the
+// closing barrier for a thread that is not running.
+constexpr size_t kParallelFaces = 100000;
 
 struct FloatBox {
   float lo[3];
@@ -172,8 +175,9 @@ void collectFaces(const SubMesh& mesh, Index& index) {
   }
 }
 
-// Puts a large shell's faces in Morton order and fills its run boxes.
-void buildRuns(int32_t s, Index& index) {
+// Puts a shell's faces in Morton order, so that runs and blocks of entries
+// are compact patches, and fills its run boxes when it has runs.
+void orderSpatially(int32_t s, Index& index) {
   const ShellSpan& span = index.spans[s];
   const size_t n = span.count;
   int32_t* faces = index.faces.data() + span.first;
@@ -195,6 +199,7 @@ void buildRuns(int32_t s, Index& index) {
   }
   std::copy(sorted_faces.begin(), sorted_faces.end(), faces);
   std::copy(sorted_boxes.begin(), sorted_boxes.end(), boxes);
+  if (span.step == 1) return;
   FloatBox* runs = index.runs.data() + span.firstRun;
   std::fill(runs, runs + span.entries(), kEmptyBox);
   for (size_t i = 0; i < n; ++i) widen(runs[i / span.step], boxes[i]);
@@ -211,14 +216,17 @@ void buildTree(int32_t s, Index& index) {
   index.trees[s] = std::make_unique<RTree>(values.begin(), values.end());  // packed bulk load
 }
 
-// The shells listed, each built by `build` in a parallel loop: every shell's
-// part of the index depends on that shell alone.
+// The shells listed, each built by `build`, in a parallel loop when they
+// hold enough faces: every shell's part of the index depends on that shell
+// alone, so the result is the same either way.
 template <class Build>
-void buildEach(std::vector<int32_t> shells, Build build) {
+void buildEach(std::vector<int32_t> shells, const Index& index, Build build) {
   std::sort(shells.begin(), shells.end());
   shells.erase(std::unique(shells.begin(), shells.end()), shells.end());
+  size_t faces = 0;
+  for (int32_t s : shells) faces += index.spans[s].count;
   const ptrdiff_t n = static_cast<ptrdiff_t>(shells.size());
-#pragma omp parallel for schedule(static, 1) if (n > 1)
+#pragma omp parallel for schedule(static, 1) if (n > 1 && faces >= kParallelFaces)
   for (ptrdiff_t k = 0; k < n; ++k) build(shells[k]);
 }
 
@@ -226,7 +234,9 @@ void buildEach(std::vector<int32_t> shells, Build build) {
 
 // Reused buffers of the pair searches.
 struct Scratch {
-  std::vector<REntry> hits;
+  uint64_t maxComparisons = 0;
+  std::vector<REntry> hits;       // candidates of the current block
+  std::vector<REntry> entryHits;  // of the current entry, when drawn one by one
   std::vector<Triangle> triangles;  // corners of the current entry of the queried shell
   std::vector<uint8_t> loaded;
   uint64_t comparisons = 0;
@@ -275,26 +285,46 @@ bool entriesIntersect(const SubMesh& mesh, const Index& index, int32_t a, size_t
   return false;
 }
 
-// Entries of shell a inside the overlap of the two shell boxes, each matched
-// against the entries of b (through b's tree when it has one). Any common
+// Entries of shell a inside the overlap of the two shell boxes, matched
+// against the entries of b: a block of a's entries at a time, its candidates
+// drawn from b's tree (or all of b's entries when b has no tree). Any common
 // point lies in both shell boxes, so entries outside the overlap hold none.
 bool shellsIntersect(const SubMesh& mesh, const Index& index, int32_t a, int32_t b,
                      const FloatBox& overlap, Scratch& s) {
   const size_t a_entries = index.spans[a].entries(), b_entries = index.spans[b].entries();
   const RTree* tree = index.trees[b].get();
-  for (size_t ea = 0; ea < a_entries; ++ea) {
-    if (s.comparisons > kMaxBoxComparisons) return false;
-    const FloatBox& box = index.entry(a, ea);
-    if (!meet(box, overlap)) continue;
+  for (size_t first = 0; first < a_entries; first += kBlock) {
+    if (s.comparisons > s.maxComparisons) return false;
+    const size_t last = std::min(a_entries, first + kBlock);
+    FloatBox block = kEmptyBox;
+    for (size_t ea = first; ea < last; ++ea)
+      if (meet(index.entry(a, ea), overlap)) widen(block, index.entry(a, ea));
+    if (!(block.lo[0] <= block.hi[0])) continue;
+    s.hits.clear();
     if (tree) {
-      s.hits.clear();
-      tree->query(bgi::intersects(toRBox(box)), std::back_inserter(s.hits));
-      for (const REntry& hit : s.hits)
-        if (entriesIntersect(mesh, index, a, ea, b, hit.second, s)) return true;
+      tree->query(bgi::intersects(toRBox(block)), std::back_inserter(s.hits));
     } else {
       s.comparisons += b_entries;
       for (size_t eb = 0; eb < b_entries; ++eb)
-        if (meet(box, index.entry(b, eb)) && entriesIntersect(mesh, index, a, ea, b, eb, s))
+        if (meet(block, index.entry(b, eb)))
+          s.hits.emplace_back(toRBox(index.entry(b, eb)), static_cast<uint32_t>(eb));
+    }
+    if (s.hits.empty()) continue;
+    const bool one_by_one = tree && s.hits.size() > kBlockCandidates;
+    for (size_t ea = first; ea < last; ++ea) {
+      const FloatBox& box = index.entry(a, ea);
+      if (!meet(box, overlap)) continue;
+      if (one_by_one) {
+        s.entryHits.clear();
+        tree->query(bgi::intersects(toRBox(box)), std::back_inserter(s.entryHits));
+        for (const REntry& hit : s.entryHits)
+          if (entriesIntersect(mesh, index, a, ea, b, hit.second, s)) return true;
+        continue;
+      }
+      s.comparisons += s.hits.size();
+      for (const REntry& hit : s.hits)
+        if (meet(box, index.entry(b, hit.second)) &&
+            entriesIntersect(mesh, index, a, ea, b, hit.second, s))
           return true;
     }
   }
@@ -332,7 +362,7 @@ FloatBox overlapBox(const FloatBox& a, const FloatBox& b) {
 
 // Pairs i < j of shells whose boxes overlap strictly, ordered by i then j. A
 // shell without a finite face has no box and pairs with nothing.
-std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index) {
+std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index, size_t max_pairs) {
   const size_t shell_count = index.tight.size();
   std::vector<FloatBox> boxes(shell_count);
   std::vector<REntry> values;
@@ -356,7 +386,7 @@ std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index) {
     }
     std::sort(partners.begin(), partners.end());
     for (int32_t j : partners) {
-      if (pairs.size() >= kMaxShellPairs) return pairs;
+      if (pairs.size() >= max_pairs) return pairs;
       pairs.emplace_back(i, j);
     }
   }
@@ -365,7 +395,7 @@ std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index) {
 
 }  // namespace
 
-ShellIntersections findIntersectingShells(const SubMesh& mesh) {
+ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimits& limits) {
   const size_t shell_count = mesh.shells.size();
   ShellIntersections result;
   result.intersecting.resize(shell_count);
@@ -376,22 +406,25 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh) {
 
   Index index;
   collectFaces(mesh, index);
-  const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(index);
+  const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(index, limits.maxShellPairs);
 
-  // Runs for the large shells that take part in a pair.
-  std::vector<int32_t> large;
+  // Every shell in a pair goes into Morton order; large ones get their runs.
+  std::vector<int32_t> ordered;
+  std::vector<uint8_t> seen(shell_count, 0);
   for (const auto& [i, j] : pairs)
-    for (int32_t s : {i, j})
-      if (index.spans[s].count >= kRunThreshold && index.spans[s].step == 1) {
-        ShellSpan& span = index.spans[s];
-        span.step = static_cast<uint32_t>(static_cast<double>(span.count) * 0.0001 + 0.5);
-        if (span.step > 1) {
-          span.firstRun = index.runs.size();
-          index.runs.resize(index.runs.size() + span.entries());
-          large.push_back(s);
-        }
+    for (int32_t s : {i, j}) {
+      ShellSpan& span = index.spans[s];
+      if (seen[s] || span.count <= kBlock) continue;
+      seen[s] = 1;
+      ordered.push_back(s);
+      if (span.count < kRunThreshold) continue;
+      span.step = static_cast<uint32_t>(static_cast<double>(span.count) * 0.0001 + 0.5);
+      if (span.step > 1) {
+        span.firstRun = index.runs.size();
+        index.runs.resize(index.runs.size() + span.entries());
       }
-  buildEach(large, [&](int32_t s) { buildRuns(s, index); });
+    }
+  buildEach(ordered, index, [&](int32_t s) { orderSpatially(s, index); });
 
   // In each pair the shell with fewer entries walks them; the other is
   // queried, through a tree when it has many entries.
@@ -404,9 +437,10 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh) {
     if (index.spans[q].entries() > kTreeEntries) queried.push_back(q);
   }
   index.trees.resize(shell_count);
-  buildEach(queried, [&](int32_t s) { buildTree(s, index); });
+  buildEach(queried, index, [&](int32_t s) { buildTree(s, index); });
 
   Scratch scratch;
+  scratch.maxComparisons = limits.maxBoxComparisons;
   for (size_t p = 0; p < pairs.size(); ++p) {
     const auto [i, j] = pairs[p];
     const FloatBox overlap =

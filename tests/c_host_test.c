@@ -396,6 +396,41 @@ static void checkAttributesRoundTrip(const Model* cube) {
   api.freeAllArray();
 }
 
+/* Three cubes: the first and third pass through each other, the second lies
+ * apart. separateFromData gives two parts: both crossing cubes (24 triangles)
+ * in order of their lowest triangle, then the lone one. */
+static void checkSeparation(const Model* cube) {
+  static float corners[3 * 9 * kCubeTriangles];
+  static float colors[3 * 9 * kCubeTriangles];
+  static float uvs[3 * 6 * kCubeTriangles];
+  static int32_t materials[3 * kCubeTriangles];
+  const float shift[3][3] = {{0, 0, 0}, {3, 0, 0}, {0.5f, 0.5f, 0.5f}};
+  for (int k = 0; k < 3; ++k) {
+    for (int i = 0; i < 9 * kCubeTriangles; ++i) {
+      corners[9 * kCubeTriangles * k + i] = cube->corners[i] + shift[k][i % 3];
+      colors[9 * kCubeTriangles * k + i] = cube->colors[i];
+    }
+    memcpy(uvs + 6 * kCubeTriangles * k, cube->uvs, sizeof cube->uvs);
+    memcpy(materials + kCubeTriangles * k, cube->materials, sizeof cube->materials);
+  }
+  float *oc = NULL, *ocol = NULL, *ouv = NULL;
+  int32_t* omat = NULL;
+  uint32_t* counts = NULL;
+  uint32_t parts = 0;
+  int32_t progress = -1;
+  api.separateFromData(corners, colors, uvs, materials, 3 * kCubeTriangles, &oc, &ocol, &ouv,
+                       &omat, &counts, &parts, &progress);
+  CHECK(progress == 100);
+  CHECK(parts == 2 && counts && counts[0] == 2 * kCubeTriangles && counts[1] == kCubeTriangles);
+  if (parts == 2 && counts && oc) {
+    int apart = 1;
+    for (uint32_t i = 0; i < 9 * counts[1]; i += 3) apart = apart && oc[9 * counts[0] + i] >= 3.0f;
+    CHECK(apart);
+    CHECK(oc[0] < 3.0f);
+  }
+  api.freeAllArray();
+}
+
 /* Calls whose answers do not depend on how far the operations have come. */
 static void checkFixedAnswers(const Model* cube) {
   double angles[3] = {-1.0, -1.0, -1.0};
@@ -486,6 +521,7 @@ int main(int argc, char** argv) {
     checkResultSlots(&cube);
     checkZeroTriangles();
     checkAttributesRoundTrip(&cube);
+    checkSeparation(&cube);
     checkFixedAnswers(&cube);
     /* Every operation above ran with the log sink in its default state. */
     struct stat st;

@@ -177,9 +177,11 @@ TEST(ShellSeparation, LargeShellsIndexedByRunsMissNoFace) {
   EXPECT_EQ(findIntersectingShells(base).groups, (Groups{{0}, {1}}));
 
   // A tiny tetrahedron through one face of the outer sphere joins it, whichever
-  // face of the run it is.
+  // face it is and wherever that face falls in its run.
   const std::vector<int32_t>& list = base.shells[0];
-  for (size_t position : {size_t{1}, list.size() / 2, list.size() / 2 + 1, list.size() - 1}) {
+  const size_t n = list.size();
+  for (size_t position : {size_t{1}, n / 5 + 1, 2 * n / 5, n / 2, n / 2 + 1, 3 * n / 5 + 1, 4 * n / 5,
+                          n - 1}) {
     const Soup probe = piercing(base, list[position]);
     const ShellIntersections found = search(joined({outer, inner, probe}));
     EXPECT_EQ(found.groups, (Groups{{0, 2}, {1}})) << "face at position " << position;
@@ -187,6 +189,60 @@ TEST(ShellSeparation, LargeShellsIndexedByRunsMissNoFace) {
   // Beside the face instead of through it: apart.
   const Soup apart = test::tetrahedronSoup(0.01f);
   EXPECT_EQ(search(joined({outer, inner, apart})).groups, (Groups{{0}, {1}, {2}}));
+}
+
+// 200 thin tetrahedra through the origin along directions spread over the
+// sphere: every pair of shells intersects, the worst case for the search.
+Soup star(int count) {
+  Soup soup;
+  const double golden = 3.14159265358979323846 * (3.0 - std::sqrt(5.0));
+  for (int k = 0; k < count; ++k) {
+    const double z = 1.0 - 2.0 * (k + 0.5) / count, r = std::sqrt(1.0 - z * z);
+    const Vec3d u = {r * std::cos(golden * k), r * std::sin(golden * k), z};
+    const Vec3d e = std::fabs(u[0]) < 0.9 ? Vec3d{0, -u[2], u[1]} : Vec3d{-u[2], 0, u[0]};
+    const double le = std::sqrt(e[0] * e[0] + e[1] * e[1] + e[2] * e[2]);
+    const Vec3d a = {e[0] / le, e[1] / le, e[2] / le};
+    const Vec3d b = {u[1] * a[2] - u[2] * a[1], u[2] * a[0] - u[0] * a[2],
+                     u[0] * a[1] - u[1] * a[0]};
+    auto at = [&](double along, double ca, double cb) {
+      return test::Point{static_cast<float>(along * u[0] + ca * a[0] + cb * b[0]),
+                         static_cast<float>(along * u[1] + ca * a[1] + cb * b[1]),
+                         static_cast<float>(along * u[2] + ca * a[2] + cb * b[2])};
+    };
+    const double w = 0.05;
+    const Soup tip = test::soupFromIndexed(
+        {at(1, 0, 0), at(-1, w, 0), at(-1, -w / 2, w), at(-1, -w / 2, -w)},
+        {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {1, 3, 2}});
+    soup = test::concatenate(soup, tip);
+  }
+  return soup;
+}
+
+size_t links(const ShellIntersections& found) {
+  size_t n = 0;
+  for (const auto& set : found.intersecting) n += set.size();
+  return n;
+}
+
+TEST(ShellSeparation, WorkLimitsBoundHostileInput) {
+  TriMesh mesh = test::buildMesh(star(200));
+  buildShells(mesh);
+  ASSERT_EQ(mesh.shells.size(), 200u);
+  const ShellIntersections full = findIntersectingShells(mesh);
+  EXPECT_EQ(links(full), 200u * 199u);
+  EXPECT_EQ(full.groups.size(), 1u);
+
+  // Only the first 500 pairs are examined; each of them intersects.
+  SearchLimits few_pairs;
+  few_pairs.maxShellPairs = 500;
+  const ShellIntersections cut = findIntersectingShells(mesh, few_pairs);
+  EXPECT_EQ(links(cut), 2u * 500u);
+  EXPECT_EQ(cut.intersecting[0].size(), 199u);  // shell 0 pairs with every other first
+
+  // Out of comparisons after the first pair or so.
+  SearchLimits few_comparisons;
+  few_comparisons.maxBoxComparisons = 0;
+  EXPECT_LT(links(findIntersectingShells(mesh, few_comparisons)), 10u);
 }
 
 TEST(ShellSeparation, PartsKeepTheirAttributes) {
