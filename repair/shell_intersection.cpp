@@ -1,7 +1,8 @@
 // Shell intersection search: strict overlap of shell boxes found through an
-// R-tree of the shell boxes, then, per overlapping pair, entries of one shell
-// queried against a bulk-loaded R-tree (Boost.Geometry, packed) of the other,
-// down to face boxes and the exact triangle test. A pair stops at its first hit.
+// R-tree of the shell boxes, then, per overlapping pair, blocks of one shell's
+// entries queried against a bulk-loaded R-tree (Boost.Geometry, packed) of the
+// other's, down to face boxes and the exact triangle test. A pair stops at its
+// first hit.
 #include "repair/shell_intersection.h"
 
 #include <algorithm>
