@@ -53,7 +53,12 @@ void compactMesh(SubMesh& mesh) {
   std::vector<uint32_t> class_size;
   {
     VertexWelder welder(vertex_count);
+    constexpr size_t kAhead = 16;  // table slots are prefetched this far ahead
     for (size_t v = 0; v < vertex_count; ++v) {
+      if (v + kAhead < vertex_count && used[v + kAhead]) {
+        const auto& p = mesh.vertices[v + kAhead].position;
+        welder.prefetch(VertexWelder::hash(grid.cell(p), WeldGrid::bitPatternKey(p)));
+      }
       if (!used[v]) continue;
       const auto& p = mesh.vertices[v].position;
       bool inserted = false;
@@ -71,13 +76,25 @@ void compactMesh(SubMesh& mesh) {
   std::vector<uint32_t> class_vertex(class_size.size(), kNone);
   std::vector<Vertex> vertices;
   vertices.reserve(class_size.size());
-  std::vector<uint32_t> face_map(face_count, kNone);
+  // The new number of each old face is kept in the old face itself (its uv[0],
+  // read for the last time just before): the incidence pass below loads the
+  // old face anyway to check the entry, so the number comes with it.
   std::vector<Face> faces;
   faces.reserve(live);
   std::vector<TexCoord> tex_coords;
   for (size_t f = 0; f < face_count; ++f) {
-    const Face& old = mesh.faces[f];
-    if (old.removed) continue;
+    // The class tables are read at random; start two steps of loads ahead
+    // (live faces only: they alone are known to name existing vertices).
+    if (f + 16 < face_count && !mesh.faces[f + 16].removed)
+      for (int c = 0; c < 3; ++c) prefetchRead(weld_class.data() + mesh.faces[f + 16].v[c]);
+    if (f + 8 < face_count && !mesh.faces[f + 8].removed)
+      for (int c = 0; c < 3; ++c)
+        prefetchRead(class_vertex.data() + weld_class[mesh.faces[f + 8].v[c]]);
+    Face& old = mesh.faces[f];
+    if (old.removed) {
+      old.uv[0] = kNone;
+      continue;
+    }
     int32_t v[3];
     for (int c = 0; c < 3; ++c) {
       uint32_t& n = class_vertex[weld_class[old.v[c]]];
@@ -87,8 +104,10 @@ void compactMesh(SubMesh& mesh) {
       }
       v[c] = static_cast<int32_t>(n);
     }
-    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
-    face_map[f] = static_cast<uint32_t>(faces.size());
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
+      old.uv[0] = kNone;
+      continue;
+    }
     Face face = old;
     face.removed = 0;
     for (int c = 0; c < 3; ++c) {
@@ -103,6 +122,7 @@ void compactMesh(SubMesh& mesh) {
                                       textured ? mesh.texCoords[old.uv[c]].v : 0.0, index});
         face.uv[c] = static_cast<uint32_t>(index);
       }
+    old.uv[0] = static_cast<uint32_t>(faces.size());
     faces.push_back(face);
   }
 
@@ -138,12 +158,13 @@ void compactMesh(SubMesh& mesh) {
         break;
       }
       // Removed and collapsed faces have no new number.
-      if (face_map[r.face] == kNone) continue;
-      if (mesh.faces[r.face].v[r.corner] != static_cast<int32_t>(old_v)) {
+      const Face& old = mesh.faces[r.face];
+      if (old.uv[0] == kNone) continue;
+      if (old.v[r.corner] != static_cast<int32_t>(old_v)) {
         consistent = false;
         break;
       }
-      const CornerRef moved{face_map[r.face], r.corner};
+      const CornerRef moved{old.uv[0], r.corner};
       const size_t slot = 3 * size_t(moved.face) + moved.corner;
       if (corner_listed.test(slot)) {
         consistent = false;

@@ -15,7 +15,7 @@ namespace {
 // Lists up to this size are compared pairwise; longer ones are sorted.
 constexpr size_t kPairwiseLimit = 32;
 // How many vertices ahead the incident faces are prefetched.
-constexpr size_t kPrefetchAhead = 4;
+constexpr size_t kPrefetchAhead = 6;
 
 struct Entry {
   uint32_t face;
@@ -71,8 +71,10 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
   std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
   for (size_t x = 0; x < vertex_count; ++x) {
     if (x + kPrefetchAhead < vertex_count)
-      for (const CornerRef& r : mesh.vertices[x + kPrefetchAhead].incidentCorners)
+      for (const CornerRef& r : mesh.vertices[x + kPrefetchAhead].incidentCorners) {
         prefetchRead(faces + r.face);
+        prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
+      }
     if (x + 2 * kPrefetchAhead < vertex_count)
       prefetchRead(mesh.vertices[x + 2 * kPrefetchAhead].incidentCorners.data());
 

@@ -13,4 +13,12 @@ inline void prefetchRead(const void* p) {
 #endif
 }
 
+inline void prefetchWrite(const void* p) {
+#if defined(__GNUC__) || defined(__clang__)
+  __builtin_prefetch(p, 1);
+#else
+  (void)p;
+#endif
+}
+
 }  // namespace vekmesh

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 #include "mesh/vertex_welder.h"
 #include "mesh/weld_key.h"
@@ -185,8 +186,19 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
     mesh.texCoords.reserve(textured * 3);
   }
 
-  // Pass 4: the faces, in input order less the collapsed triangles.
+  // Pass 4: the faces, in input order less the collapsed triangles. Each
+  // corner appends to its vertex's list; on a shuffled soup every vertex is a
+  // cache miss and so is the end of its list, so both are prefetched, the
+  // vertex kAheadVertex triangles ahead and the list end kAheadList ahead.
+  constexpr size_t kAheadVertex = 16, kAheadList = 8;
   for (size_t t = 0; t < count; ++t) {
+    if (t + kAheadVertex < count)
+      for (int c = 0; c < 3; ++c) prefetchWrite(&mesh.vertices[corner_vertex[3 * (t + kAheadVertex) + c]]);
+    if (t + kAheadList < count)
+      for (int c = 0; c < 3; ++c) {
+        const auto& list = mesh.vertices[corner_vertex[3 * (t + kAheadList) + c]].incidentCorners;
+        prefetchWrite(list.data() + list.size());
+      }
     const int32_t* v = &corner_vertex[3 * t];
     if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
     Face f;
