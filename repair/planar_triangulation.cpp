@@ -5,6 +5,7 @@
 // predicates are exact on integer coordinates.
 #include "repair/planar_triangulation.h"
 
+#include <algorithm>
 #include <unordered_map>
 
 namespace vekmesh {
@@ -88,6 +89,20 @@ class Triangulation {
   Triangulation(const std::vector<IntPoint2>& pts, std::vector<Tri>& tris)
       : pts_(pts), v_(tris) {
     linkNeighbours();
+    // Walk starts: a coarse grid over the points remembers, per cell, a
+    // triangle made near it, so that a walk rarely has to cross the polygon
+    // (where a non-convex rim would stop it) to reach a new point.
+    lo_ = hi_ = pts.empty() ? IntPoint2{0, 0} : pts[0];
+    for (const IntPoint2& q : pts) {
+      lo_.x = std::min(lo_.x, q.x);
+      lo_.y = std::min(lo_.y, q.y);
+      hi_.x = std::max(hi_.x, q.x);
+      hi_.y = std::max(hi_.y, q.y);
+    }
+    int64_t side = 1;
+    while (side * side * 4 < static_cast<int64_t>(pts.size()) && side < 1024) side *= 2;
+    grid_side_ = side;
+    hints_.assign(static_cast<size_t>(side * side), -1);
   }
 
   // Flips every non-rim edge that is not locally Delaunay.
@@ -128,6 +143,7 @@ class Triangulation {
       if (nb_[t][edge] < 0) return;  // on the rim: it would split a kept edge
       splitEdge(t, edge, p);
     }
+    hints_[hintCell(pts_[p])] = t;
     legalizeAround();
   }
 
@@ -188,8 +204,19 @@ class Triangulation {
   // Walks from the last touched triangle towards p, crossing an edge that p
   // lies strictly beyond; the starting edge rotates so that the walk cannot
   // circle. A walk that leaves the polygon or runs too long falls back to a scan.
+  size_t hintCell(const IntPoint2& p) const {
+    auto axis = [&](int64_t q, int64_t lo, int64_t hi) {
+      const int64_t span = hi - lo + 1;
+      const int64_t i = (q - lo) * grid_side_ / span;
+      return std::min<int64_t>(std::max<int64_t>(i, 0), grid_side_ - 1);
+    };
+    return static_cast<size_t>(axis(p.y, lo_.y, hi_.y) * grid_side_ + axis(p.x, lo_.x, hi_.x));
+  }
+
   int locate(const IntPoint2& p, int32_t& t, int& edge) {
-    int32_t cur = last_ < static_cast<int32_t>(v_.size()) ? last_ : 0;
+    const int32_t hint = hints_[hintCell(p)];
+    int32_t cur = hint >= 0 ? hint : last_;
+    if (cur >= static_cast<int32_t>(v_.size())) cur = 0;
     for (size_t step = 0; step < v_.size() + 16; ++step) {
       bool moved = false;
       const int start = static_cast<int>(step % 3);
@@ -303,6 +330,9 @@ class Triangulation {
   std::array<std::pair<int32_t, int>, 4> pending_{};
   int pending_count_ = 0;
   int32_t last_ = 0;
+  IntPoint2 lo_{0, 0}, hi_{0, 0};
+  int64_t grid_side_ = 1;
+  std::vector<int32_t> hints_;
 };
 
 }  // namespace

@@ -234,12 +234,5 @@ TEST(HolePatch, FallsBackWhenTheProjectionOverlapsItself) {
   EXPECT_EQ(fan.points.size(), 1u);
 }
 
-TEST(HolePatch, AspectRatioMeasure) {
-  EXPECT_NEAR(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0.5, std::sqrt(0.75), 0}), 1.0, 1e-12);
-  EXPECT_NEAR(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0, 1, 0}), std::sqrt(3.0), 1e-12);
-  EXPECT_GT(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {0.5, 0.01, 0}), 40.0);
-  EXPECT_TRUE(std::isinf(triangleAspectRatio({0, 0, 0}, {1, 0, 0}, {2, 0, 0})));
-}
-
 }  // namespace
 }  // namespace vekmesh
