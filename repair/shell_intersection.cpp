@@ -43,11 +43,6 @@ constexpr size_t kBlock = 32;
 // Past this many candidates a block's entries are queried one by one.
 constexpr size_t kBlockCandidates = 256;
 
-// Below this many faces a parallel loop costs more than it saves, the more
-// so on a machine whose other cores are busy: the team then waits at the
-// closing barrier for a thread that is not running.
-constexpr size_t kParallelFaces = 100000;
-
 struct FloatBox {
   float lo[3];
   float hi[3];
@@ -138,9 +133,10 @@ struct Index {
   }
 };
 
-// Faces and face boxes of every shell, and each shell's tight box. Min and max
-// are exact, so the parallel reduction gives the same boxes for any number of
-// threads.
+// Faces and face boxes of every shell, and each shell's tight box. The search
+// runs on the caller's thread: on the two-core machines it is measured on, a
+// parallel loop here lost more at its barrier, whenever another process held
+// a core, than it gained on an idle machine.
 void collectFaces(const SubMesh& mesh, Index& index) {
   const size_t shell_count = mesh.shells.size();
   size_t total = 0;
@@ -157,11 +153,8 @@ void collectFaces(const SubMesh& mesh, Index& index) {
     const std::vector<int32_t>& shell = mesh.shells[s];
     int32_t* faces = index.faces.data() + index.spans[s].first;
     FloatBox* boxes = index.boxes.data() + index.spans[s].first;
-    const ptrdiff_t n = static_cast<ptrdiff_t>(shell.size());
     float lo[3] = {kInf, kInf, kInf}, hi[3] = {-kInf, -kInf, -kInf};
-#pragma omp parallel for schedule(static) reduction(min : lo[:3]) reduction(max : hi[:3]) \
-    if (shell.size() >= kParallelFaces)
-    for (ptrdiff_t i = 0; i < n; ++i) {
+    for (size_t i = 0; i < shell.size(); ++i) {
       faces[i] = shell[i];
       if (!faceBox(mesh, shell[i], boxes[i])) continue;
       for (int d = 0; d < 3; ++d) {
@@ -217,18 +210,11 @@ void buildTree(int32_t s, Index& index) {
   index.trees[s] = std::make_unique<RTree>(values.begin(), values.end());  // packed bulk load
 }
 
-// The shells listed, each built by `build`, in a parallel loop when they
-// hold enough faces: every shell's part of the index depends on that shell
-// alone, so the result is the same either way.
-template <class Build>
-void buildEach(std::vector<int32_t> shells, const Index& index, Build build) {
+// Each shell listed once, in ascending order.
+std::vector<int32_t> distinct(std::vector<int32_t> shells) {
   std::sort(shells.begin(), shells.end());
   shells.erase(std::unique(shells.begin(), shells.end()), shells.end());
-  size_t faces = 0;
-  for (int32_t s : shells) faces += index.spans[s].count;
-  const ptrdiff_t n = static_cast<ptrdiff_t>(shells.size());
-#pragma omp parallel for schedule(static, 1) if (n > 1 && faces >= kParallelFaces)
-  for (ptrdiff_t k = 0; k < n; ++k) build(shells[k]);
+  return shells;
 }
 
 // --- one pair of shells -------------------------------------------------------------
@@ -425,7 +411,7 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
         index.runs.resize(index.runs.size() + span.entries());
       }
     }
-  buildEach(ordered, index, [&](int32_t s) { orderSpatially(s, index); });
+  for (int32_t s : ordered) orderSpatially(s, index);
 
   // In each pair the shell with fewer entries walks them; the other is
   // queried, through a tree when it has many entries.
@@ -438,7 +424,7 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
     if (index.spans[q].entries() > kTreeEntries) queried.push_back(q);
   }
   index.trees.resize(shell_count);
-  buildEach(queried, index, [&](int32_t s) { buildTree(s, index); });
+  for (int32_t s : distinct(queried)) buildTree(s, index);
 
   Scratch scratch;
   scratch.maxComparisons = limits.maxBoxComparisons;
