@@ -115,10 +115,9 @@ bool planCollapse(const ReducerState& s, uint32_t a, uint32_t b, const CollapseB
   const double limit = bounds.max_error_sq + zero_tolerance_sq;
   if (!(cost <= limit * q.weight) && !(q.weight <= 0.0 && cost <= zero_tolerance_sq)) return false;
 
-  // Between two free ends the one with more faces is kept (fewer corners to
-  // rename); otherwise the end the merged vertex is nearer to.
-  const bool keep_a =
-      (ka == kFree && kb == kFree) ? s.vertex[a].valence >= s.vertex[b].valence : t < 0.5;
+  // The end the merged vertex sits on is kept; when it sits between them, the
+  // end with more faces (fewer corners to rename).
+  const bool keep_a = t == 0.0 || (t != 1.0 && s.vertex[a].valence >= s.vertex[b].valence);
   out.keep = keep_a ? a : b;
   out.drop = keep_a ? b : a;
   out.t = keep_a ? t : 1.0 - t;

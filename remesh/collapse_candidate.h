@@ -17,7 +17,8 @@ enum class Placement {
 
 // Fills `out` for edge (a, b) and returns true when the classes of the ends
 // allow a collapse and its error stays within bounds.max_error_sq (plus
-// `zero_tolerance_sq`, the square of what rounding to single precision can hide).
+// `zero_tolerance_sq`, the square of what rounding to single precision can
+// hide). When the merged vertex lands on an end, that end is out.keep.
 bool planCollapse(const ReducerState& s, uint32_t a, uint32_t b, const CollapseBounds& bounds,
                   double zero_tolerance_sq, Placement placement, Collapse& out);
 

@@ -32,10 +32,12 @@ double blendValue(double a, double b, double t) {
 
 // Writes into corner `target` the blend of corner `from_keep` (at the kept
 // vertex) and corner `from_drop` (at the dropped vertex).
-void writeBlend(SubMesh& m, uint32_t target, uint32_t from_keep, uint32_t from_drop, double t) {
-  Face& out = m.faces[target / 3];
-  const Face& fk = m.faces[from_keep / 3];
-  const Face& fd = m.faces[from_drop / 3];
+void writeBlend(const ReducerState& s, uint32_t target, uint32_t from_keep, uint32_t from_drop,
+                double t) {
+  SubMesh& m = *s.mesh;
+  Face& out = s.sourceFace(target / 3);
+  const Face& fk = s.sourceFace(from_keep / 3);
+  const Face& fd = s.sourceFace(from_drop / 3);
   const uint32_t co = target % 3, ck = from_keep % 3, cd = from_drop % 3;
   for (int i = 0; i < 3; ++i) out.colors[co][i] = blendByte(fk.colors[ck][i], fd.colors[cd][i], t);
   if (textured(m, out, co) && textured(m, fk, ck) && textured(m, fd, cd)) {
@@ -49,9 +51,10 @@ void writeBlend(SubMesh& m, uint32_t target, uint32_t from_keep, uint32_t from_d
 
 }  // namespace
 
-bool sameAttributes(const SubMesh& m, uint32_t a, uint32_t b) {
-  const Face& fa = m.faces[a / 3];
-  const Face& fb = m.faces[b / 3];
+bool sameAttributes(const ReducerState& s, uint32_t a, uint32_t b) {
+  const SubMesh& m = *s.mesh;
+  const Face& fa = s.sourceFace(a / 3);
+  const Face& fb = s.sourceFace(b / 3);
   const uint32_t ca = a % 3, cb = b % 3;
   if (fa.material != fb.material) return false;
   if (std::memcmp(fa.colors[ca], fb.colors[cb], 3) != 0) return false;
@@ -64,15 +67,14 @@ bool sameAttributes(const SubMesh& m, uint32_t a, uint32_t b) {
 }
 
 void blendCornerAttributes(ReducerState& s, const CollapseScratch& sc, double t) {
-  SubMesh& m = *s.mesh;
   const int n = sc.edge_faces;
   // Corners at the dropped vertex: partner = the edge-face corner at the drop
   // in the same wedge; its face gives the kept end of that wedge.
   for (uint32_t k : sc.drop_corners) {
     if (s.faceDead(k / 3) || sc.isEdgeFace(k / 3)) continue;
     for (int i = 0; i < n; ++i)
-      if (sameAttributes(m, k, sc.edge_drop[i])) {
-        writeBlend(m, k, sc.edge_keep[i], sc.edge_drop[i], t);
+      if (sameAttributes(s, k, sc.edge_drop[i])) {
+        writeBlend(s, k, sc.edge_keep[i], sc.edge_drop[i], t);
         break;
       }
   }
@@ -80,8 +82,8 @@ void blendCornerAttributes(ReducerState& s, const CollapseScratch& sc, double t)
   for (uint32_t k : sc.keep_corners) {
     if (s.faceDead(k / 3) || sc.isEdgeFace(k / 3)) continue;
     for (int i = 0; i < n; ++i)
-      if (sameAttributes(m, k, sc.edge_keep[i])) {
-        writeBlend(m, k, sc.edge_keep[i], sc.edge_drop[i], t);
+      if (sameAttributes(s, k, sc.edge_keep[i])) {
+        writeBlend(s, k, sc.edge_keep[i], sc.edge_drop[i], t);
         break;
       }
   }

@@ -13,10 +13,10 @@ namespace vekmesh::reducer {
 struct ReducerState;
 struct CollapseScratch;
 
-// True when corner `a` and corner `b` (numbered 3 face + corner) carry the same
-// material, colour bytes and texture coordinates (compared by value: texture
-// coordinates are never shared between corners).
-bool sameAttributes(const SubMesh& mesh, uint32_t a, uint32_t b);
+// True when working corners `a` and `b` (numbered 3 face + corner) carry the
+// same material, colour bytes and texture coordinates (compared by value:
+// texture coordinates are never shared between corners).
+bool sameAttributes(const ReducerState& state, uint32_t a, uint32_t b);
 
 // Before the collapse recorded in `scratch` is applied: every corner that
 // moves with it takes the attributes of the wedge it belongs to, blended at

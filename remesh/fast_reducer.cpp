@@ -1,19 +1,111 @@
 // The fast reduction routine for very large and voxel meshes: quadric error
 // metrics with the merged vertex on one of the edge's ends (no solve per
-// candidate, and voxel lattices stay exact), collapsed cheapest-first.
+// candidate, and voxel lattices stay exact), made in passes in the manner of
+// an independent set: every edge is priced once per pass, the slabs collapse
+// their cheapest edges in parallel without queueing anything again (a vertex
+// that merged waits for the next pass), and the slab borders follow serially.
+#include <algorithm>
+#include <limits>
+#include <vector>
+
 #include "remesh/greedy_reduction.h"
 #include "remesh/mesh_reducer.h"
 #include "remesh/region_phases.h"
 
 namespace vekmesh {
+namespace {
+
+using namespace reducer;
+
+constexpr int kMaxPasses = 64;
+
+struct SlabWork {
+  CollapseQueue queue;
+  CollapseScratch scratch;
+  std::vector<QueueEntry> inner, border, deferred;
+  size_t live = 0;  // live faces in the slab's face range when priced
+};
+
+// Prices the edges of the slab's faces: edges inside the slab's region go to
+// its queue, the others wait for the serial step.
+void priceSlab(const ReducerState& s, const ReduceSettings& settings,
+               const std::vector<uint8_t>& region, int r, SlabWork& w) {
+  w.inner.clear();
+  w.border.clear();
+  w.deferred.clear();
+  std::vector<QueueEntry> all;
+  appendCandidates(s, settings, s.slab_faces[r], s.slab_faces[r + 1], all);
+  for (const QueueEntry& e : all)
+    (region[e.a] == r && region[e.b] == r ? w.inner : w.border).push_back(e);
+  w.live = 0;
+  for (size_t f = s.slab_faces[r]; f < s.slab_faces[r + 1]; ++f)
+    w.live += !s.faceDead(static_cast<uint32_t>(f));
+  w.queue.assign(std::move(w.inner));
+}
+
+void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
+  const std::vector<uint8_t> region = slabRegions(s);
+  std::vector<SlabWork> work(kSlabCount);
+  for (int r = 0; r < kSlabCount; ++r) {
+    work[r].scratch.region = region.data();
+    work[r].scratch.region_id = static_cast<uint8_t>(r);
+  }
+  CollapseScratch serial;
+  for (int pass = 0; pass < kMaxPasses && s.live_faces > settings.target_faces; ++pass) {
+    // A pass may go all the way: what bounds it is that each vertex merges at
+    // most once per pass, so passes number a handful.
+    const size_t budget = s.live_faces - settings.target_faces;
+    const size_t live = s.live_faces;
+    std::vector<size_t> before(kSlabCount);
+#pragma omp parallel for schedule(static)
+    for (int r = 0; r < kSlabCount; ++r) {
+      SlabWork& w = work[r];
+      priceSlab(s, settings, region, r, w);
+      const size_t quota = static_cast<size_t>(
+          static_cast<double>(budget) * static_cast<double>(w.live) / static_cast<double>(live));
+      before[r] = w.scratch.removed_faces;
+      collapseGreedily(s, settings, w.queue, w.scratch, quota,
+                       std::numeric_limits<float>::infinity(), &w.deferred, false);
+    }
+
+    size_t removed = 0;
+    std::vector<QueueEntry> rest;
+    for (int r = 0; r < kSlabCount; ++r) {
+      SlabWork& w = work[r];
+      removed += w.scratch.removed_faces - before[r];
+      // The stamps go on rising across workers and passes, so that no old
+      // mark reads as fresh.
+      serial.stamp = std::max(serial.stamp, w.scratch.stamp);
+      rest.insert(rest.end(), w.border.begin(), w.border.end());
+      rest.insert(rest.end(), w.deferred.begin(), w.deferred.end());
+    }
+    CollapseQueue queue;
+    queue.assign(std::move(rest));
+    const size_t serial_before = serial.removed_faces;
+    collapseGreedily(s, settings, queue, serial, budget > removed ? budget - removed : 0,
+                     std::numeric_limits<float>::infinity(), nullptr, false);
+    removed += serial.removed_faces - serial_before;
+    for (int r = 0; r < kSlabCount; ++r) work[r].scratch.stamp = serial.stamp;
+
+    s.live_faces -= removed;
+    if (removed == 0) break;
+  }
+  s.collapses = serial.collapses;
+  for (const SlabWork& w : work) s.collapses += w.scratch.collapses;
+}
+
+}  // namespace
 
 void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine) {
-  using namespace reducer;
   ReducerState s;
   ReduceSettings settings;
   if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kEndpoints, s, settings))
     return;
-  reduceToTarget(s, settings);
+  // Small meshes take the queue with requeueing: passes gain nothing there.
+  if (s.live_faces < kParallelMinFaces)
+    reduceToTarget(s, settings);
+  else
+    reduceInPasses(s, settings);
   finishReduction(s);
 }
 

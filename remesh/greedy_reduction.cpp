@@ -3,8 +3,6 @@
 // normal tests is made, and the merged vertex's edges are queued again.
 #include "remesh/greedy_reduction.h"
 
-#include <omp.h>
-
 #include <cfloat>
 #include <cmath>
 
@@ -19,9 +17,26 @@ namespace {
 // (a flat side made of many triangles stays exactly flat when reduced).
 constexpr double kRoundingShare = 4.0 * FLT_EPSILON;
 
+// Entries name the kept end first: with endpoint placement that is the whole
+// plan, and the collapse can be rebuilt from the entry when it comes up.
 QueueEntry entryFor(const ReducerState& s, const Collapse& c) {
-  const uint32_t a = std::min(c.keep, c.drop), b = std::max(c.keep, c.drop);
-  return {static_cast<float>(c.priority), a, b, s.version[a] + s.version[b]};
+  return {static_cast<float>(c.priority), c.keep, c.drop, s.version[c.keep] + s.version[c.drop]};
+}
+
+// The collapse a current entry stands for. The entry's versions are those it
+// was planned with, so the plan would come out the same: with endpoint
+// placement it is rebuilt without pricing the edge again.
+bool planFromEntry(const ReducerState& s, const ReduceSettings& settings, const QueueEntry& e,
+                   Collapse& c) {
+  if (settings.placement != Placement::kEndpoints)
+    return planCollapse(s, e.a, e.b, settings.bounds, settings.zero_tolerance_sq,
+                        settings.placement, c);
+  c.keep = e.a;
+  c.drop = e.b;
+  c.t = 0.0;
+  for (int i = 0; i < 3; ++i) c.p[i] = s.pos(e.a)[i];
+  c.along_feature = s.vertex[e.a].vertex_class != kFree && s.vertex[e.b].vertex_class != kFree;
+  return true;
 }
 
 // Queues the edges around `u` again after u has absorbed a neighbour. The
@@ -32,6 +47,10 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
   // Fresh marks for the de-duplication (the collapse test used the last).
   if (sc.stamp >= 0xFFFFFFF0u) return;
   const uint32_t stamp = ++sc.stamp;
+  // The neighbours first, their records requested from memory at once; then
+  // the candidates, by when the records have arrived.
+  std::vector<uint32_t>& around = sc.neighbours;
+  around.clear();
   for (const std::vector<uint32_t>* ring : {&sc.keep_corners, &sc.drop_corners})
     for (uint32_t k : *ring) {
       if (s.faceDead(k / 3)) continue;
@@ -39,12 +58,15 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
         const uint32_t w = static_cast<uint32_t>(s.cornerVertex(nk));
         if (s.mark[w] == stamp) continue;
         s.mark[w] = stamp;
-        Collapse c;
-        if (planCollapse(s, u, w, settings.bounds, settings.zero_tolerance_sq, settings.placement,
-                         c))
-          queue.push(entryFor(s, c));
+        around.push_back(w);
+        prefetchRecord(s, w);
       }
     }
+  for (uint32_t w : around) {
+    Collapse c;
+    if (planCollapse(s, u, w, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
+      queue.push(entryFor(s, c));
+  }
 }
 
 }  // namespace
@@ -71,45 +93,55 @@ bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_
   return settings.bounds.max_error_sq >= 0.0;
 }
 
-std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings,
-                                          const uint8_t* region, uint8_t region_id) {
-  const int64_t nf = static_cast<int64_t>(s.face.size());
-  std::vector<std::vector<QueueEntry>> parts(static_cast<size_t>(omp_get_max_threads()));
-#pragma omp parallel
-  {
-    std::vector<QueueEntry>& out = parts[static_cast<size_t>(omp_get_thread_num())];
-    out.reserve(static_cast<size_t>(3 * nf / omp_get_num_threads() / 2 + 16));
-#pragma omp for schedule(static)
-    for (int64_t f = 0; f < nf; ++f) {
-      if (s.faceDead(f)) continue;
-      for (uint32_t k = static_cast<uint32_t>(3 * f); k < 3 * f + 3; ++k) {
-        const uint32_t a = static_cast<uint32_t>(s.cornerVertex(k));
-        const uint32_t b = static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k)));
-        if (region && (region[a] != region_id || region[b] != region_id)) continue;
-        // Each inner edge once, from the face that runs low -> high; a
-        // boundary edge from its only face.
-        if (a > b) {
-          uint32_t at_a[2];
-          if (edgeCorners(s, a, b, at_a) != 1) continue;
-        }
-        Collapse c;
-        if (planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq, settings.placement,
-                         c))
-          out.push_back(entryFor(s, c));
+void appendCandidates(const ReducerState& s, const ReduceSettings& settings, size_t begin,
+                      size_t end, std::vector<QueueEntry>& out) {
+  for (size_t f = begin; f < end; ++f) {
+    if (s.faceDead(static_cast<uint32_t>(f))) continue;
+    for (uint32_t k = static_cast<uint32_t>(3 * f); k < 3 * f + 3; ++k) {
+      const uint32_t a = static_cast<uint32_t>(s.cornerVertex(k));
+      const uint32_t b = static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k)));
+      // Each inner edge once, from the face that runs low -> high; a boundary
+      // edge from its only face (only boundary vertices can have one, so the
+      // ring is walked only for them).
+      if (a > b) {
+        if (!s.vertex[a].on_boundary || !s.vertex[b].on_boundary) continue;
+        uint32_t at_a[2];
+        if (edgeCorners(s, a, b, at_a) != 1) continue;
       }
+      Collapse c;
+      if (planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
+        out.push_back(entryFor(s, c));
     }
+  }
+}
+
+std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings) {
+  // Fixed chunks in face order, concatenated in order: the same list for any
+  // thread count.
+  constexpr size_t kChunks = 64;
+  const size_t nf = s.face.size();
+  std::vector<std::vector<QueueEntry>> parts(kChunks);
+#pragma omp parallel for schedule(static)
+  for (int64_t i = 0; i < static_cast<int64_t>(kChunks); ++i) {
+    const size_t begin = nf * static_cast<size_t>(i) / kChunks;
+    const size_t end = nf * static_cast<size_t>(i + 1) / kChunks;
+    parts[static_cast<size_t>(i)].reserve((end - begin) * 3 / 2);
+    appendCandidates(s, settings, begin, end, parts[static_cast<size_t>(i)]);
   }
   size_t total = 0;
   for (const auto& p : parts) total += p.size();
   std::vector<QueueEntry> all;
   all.reserve(total);
-  for (const auto& p : parts) all.insert(all.end(), p.begin(), p.end());
+  for (auto& p : parts) {
+    all.insert(all.end(), p.begin(), p.end());
+    std::vector<QueueEntry>().swap(p);
+  }
   return all;
 }
 
 void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
                       CollapseScratch& sc, size_t budget, float cost_limit,
-                      std::vector<QueueEntry>* deferred) {
+                      std::vector<QueueEntry>* deferred, bool requeue) {
   QueueEntry e;
   Collapse c;
   const size_t start = sc.removed_faces;
@@ -118,14 +150,12 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
       queue.push(e);
       break;
     }
-    if (!planCollapse(s, e.a, e.b, settings.bounds, settings.zero_tolerance_sq, settings.placement,
-                      c))
-      continue;
+    if (!planFromEntry(s, settings, e, c)) continue;
     const Verdict verdict = collapseAllowed(s, c, settings.bounds, sc);
     if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
     if (verdict != Verdict::kAllowed) continue;
     applyCollapse(s, c, sc);
-    requeueAround(s, settings, queue, sc, c.keep);
+    if (requeue) requeueAround(s, settings, queue, sc, c.keep);
   }
 }
 

@@ -26,18 +26,24 @@ struct ReduceSettings {
 bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
                       Placement placement, ReducerState& s, ReduceSettings& settings);
 
-// A candidate for every edge whose collapse the classes and the error bound
-// allow. With `region`, only edges whose two ends carry `region_id`.
-std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings,
-                                          const uint8_t* region = nullptr, uint8_t region_id = 0);
+// Appends a candidate for every edge of the live faces begin .. end - 1 whose
+// collapse the classes and the error bound allow, each edge once.
+void appendCandidates(const ReducerState& s, const ReduceSettings& settings, size_t begin,
+                      size_t end, std::vector<QueueEntry>& out);
+
+// The candidates of all edges, found in parallel; the list does not depend on
+// the thread count.
+std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings);
 
 // Collapses cheapest-first until `budget` faces are gone, the queue runs dry,
 // or the cheapest entry costs more than `cost_limit` (that entry is put
 // back). The work is counted in `scratch`. Entries refused only because they
-// reach outside the scratch's region go to `deferred`.
+// reach outside the scratch's region go to `deferred`. With `requeue`, the
+// edges around each merged vertex are queued again; without, a merged
+// vertex's other entries go stale and it waits for the next pass.
 void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
                       CollapseScratch& scratch, size_t budget, float cost_limit,
-                      std::vector<QueueEntry>* deferred);
+                      std::vector<QueueEntry>* deferred, bool requeue = true);
 
 // Writes the mesh back when anything was collapsed; shells, if the mesh had
 // them, are rebuilt for the new face numbers.

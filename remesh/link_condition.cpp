@@ -85,11 +85,10 @@ bool isFeatureEdge(const ReducerState& s, uint32_t a, uint32_t b) {
   const int n = edgeCorners(s, a, b, at_a);
   if (n == 1) return true;
   if (n != 2) return false;  // not an edge, or non-manifold (its ends are locked)
-  const SubMesh& m = *s.mesh;
-  if (!sameAttributes(m, at_a[0], at_a[1])) return true;
+  if (!sameAttributes(s, at_a[0], at_a[1])) return true;
   const uint32_t b0 = s.cornerOf(at_a[0] / 3, static_cast<int32_t>(b));
   const uint32_t b1 = s.cornerOf(at_a[1] / 3, static_cast<int32_t>(b));
-  return !sameAttributes(m, b0, b1);
+  return !sameAttributes(s, b0, b1);
 }
 
 Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds& bounds,
@@ -110,8 +109,12 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
   }
   const uint32_t stamp = ++sc.stamp;
   for (uint32_t k : sc.keep_corners) {
-    s.mark[s.cornerVertex(ReducerState::nextInFace(k))] = stamp;
-    s.mark[s.cornerVertex(ReducerState::prevInFace(k))] = stamp;
+    const uint32_t n1 = static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k)));
+    const uint32_t n2 = static_cast<uint32_t>(s.cornerVertex(ReducerState::prevInFace(k)));
+    s.mark[n1] = s.mark[n2] = stamp;
+    // The normal test below reads their positions (the records' second line).
+    __builtin_prefetch(reinterpret_cast<const char*>(&s.vertex[n1]) + 64);
+    __builtin_prefetch(reinterpret_cast<const char*>(&s.vertex[n2]) + 64);
   }
 
   // Faces on the edge, with the direction in which each runs along it.
@@ -144,6 +147,8 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
     if (sc.isEdgeFace(k / 3)) continue;
     const int32_t n1 = s.cornerVertex(ReducerState::nextInFace(k));
     const int32_t n2 = s.cornerVertex(ReducerState::prevInFace(k));
+    __builtin_prefetch(reinterpret_cast<const char*>(&s.vertex[n1]) + 64);
+    __builtin_prefetch(reinterpret_cast<const char*>(&s.vertex[n2]) + 64);
     if (s.mark[n1] == stamp && n1 != opposite[0] && n1 != opposite[1]) return Verdict::kRefused;
     if (s.mark[n2] == stamp && n2 != opposite[0] && n2 != opposite[1]) return Verdict::kRefused;
   }

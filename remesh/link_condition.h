@@ -24,6 +24,7 @@ struct Collapse {
 // Per-worker scratch of the collapse tests, reused from one collapse to the next.
 struct CollapseScratch {
   std::vector<uint32_t> keep_corners, drop_corners;
+  std::vector<uint32_t> neighbours;
   uint32_t edge_keep[2] = {kNone, kNone};  // corner at keep in each face of the edge
   uint32_t edge_drop[2] = {kNone, kNone};  // corner at drop in the same faces
   int edge_faces = 0;
@@ -39,6 +40,7 @@ struct CollapseScratch {
   CollapseScratch() {
     keep_corners.reserve(kMaxValence + 4);
     drop_corners.reserve(kMaxValence + 4);
+    neighbours.reserve(2 * kMaxValence + 8);
   }
   bool isEdgeFace(uint32_t f) const {
     for (int i = 0; i < edge_faces; ++i)

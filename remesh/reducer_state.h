@@ -21,6 +21,12 @@ constexpr uint32_t kNone = 0xFFFFFFFFu;
 // a sum of two live ones.
 constexpr uint32_t kDeadVersion = 0x80000000u;
 
+// The model is cut into this many slabs of equal vertex count across its
+// longest axis; vertices and faces are stored slab by slab (see load), and
+// large meshes are reduced slab by slab in parallel (region_phases.cpp). A
+// fixed number, so that results never depend on the thread count.
+constexpr int kSlabCount = 8;
+
 // More live faces than this around one vertex and collapses leave it alone:
 // every check walks the rings of both ends, and hostile fans must not make the
 // reduction quadratic.
@@ -55,6 +61,9 @@ struct FaceRecord {
   uint32_t dead;
 };
 
+struct ReducerState;
+inline void prefetchRecord(const ReducerState& s, uint32_t v);
+
 struct ReducerState {
   SubMesh* mesh = nullptr;
   double origin[3] = {0, 0, 0};  // subtracted from every position
@@ -64,19 +73,29 @@ struct ReducerState {
   // been absorbed itself. Kept apart from the records: the queue tests it for
   // every entry it pops, most of them stale, and a compact array stays cached.
   std::vector<uint32_t> version;
-  std::vector<uint32_t> mark;       // scratch for neighbourhood tests
+  std::vector<uint32_t> mark;  // scratch for neighbourhood tests
+  // Working order to the mesh's: vertex and face numbers in `mesh`.
+  std::vector<uint32_t> source_vertex, source_face;
+  std::vector<uint8_t> slab;  // per working vertex, 0 .. kSlabCount - 1
+  // Faces whose first vertex lies in slab r: slab_faces[r] .. slab_faces[r + 1] - 1.
+  size_t slab_faces[kSlabCount + 1] = {};
   bool uniform_attributes = false;  // one material, colour and no texture: nothing to blend
   size_t live_faces = 0;
   size_t collapses = 0;
 
-  // Copies `m` in. False (and nothing to do) when a face names a vertex out of
-  // range; faces already removed are left out.
+  // Copies `m` in, slab by slab: the vertices of each slab together in their
+  // order, the faces grouped by the slab of their first vertex, so that the
+  // workers of different slabs write to different memory. False (and nothing
+  // to do) when a face names a vertex out of range; faces already removed are
+  // left out.
   bool load(SubMesh& m);
 
-  // Writes the result back: live faces in their order, the vertices they use
-  // in theirs, fresh texture coordinates and incidentCorners. Unmoved vertices
+  // Writes the result back: live faces in the mesh's order, the vertices they
+  // use in theirs, fresh texture coordinates and incidentCorners. Unmoved vertices
   // keep their exact single-precision positions.
   void store() const;
+
+  void assignSlabs(const SubMesh& m, const double lo[3], const double hi[3]);
 
   uint32_t vertexCount() const { return static_cast<uint32_t>(vertex.size()); }
   bool dead(uint32_t v) const { return version[v] >= kDeadVersion; }
@@ -89,6 +108,8 @@ struct ReducerState {
   uint32_t ringNext(uint32_t k) const { return face[k / 3].next[k % 3]; }
   uint32_t& ringPrev(uint32_t k) { return face[k / 3].prev[k % 3]; }
   bool faceDead(uint32_t f) const { return face[f].dead != 0; }
+  // The mesh's face behind working face f (its colours, material, uv).
+  Face& sourceFace(uint32_t f) const { return mesh->faces[source_face[f]]; }
 
   // The corner of face f that holds vertex v, or kNone.
   uint32_t cornerOf(uint32_t f, int32_t v) const {
@@ -135,5 +156,12 @@ struct ReducerState {
     f.valence = 0;
   }
 };
+
+// Asks for both cache lines of a vertex record ahead of use.
+inline void prefetchRecord(const ReducerState& s, uint32_t v) {
+  const char* p = reinterpret_cast<const char*>(&s.vertex[v]);
+  __builtin_prefetch(p);
+  __builtin_prefetch(p + 64);
+}
 
 }  // namespace vekmesh::reducer

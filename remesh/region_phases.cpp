@@ -1,12 +1,12 @@
-// Parallel greedy collapse over independent regions. The vertices are cut into
-// slabs of equal count across the model's longest axis; a vertex with a
-// neighbour in another slab belongs to none. A slab's worker makes only
-// collapses whose whole neighbourhood lies in its slab, so workers never touch
-// the same face, corner ring or vertex. They run in phases with a rising cost
-// ceiling (an octave at a time), so that cheap collapses anywhere come before
-// dear ones elsewhere, as in one global queue; the serial pass then finishes
-// with everything left, border included. The slabs are fixed in number, so the
-// result does not depend on the thread count.
+// Parallel greedy collapse over independent regions: the slabs the working
+// state is stored in (reducer_state.h) less their borders, a vertex with a
+// neighbour in another slab belonging to no region. A slab's worker makes
+// only collapses whose whole neighbourhood lies in its slab, so workers never
+// touch the same face, corner ring or vertex. They run in phases with a rising
+// cost ceiling (an octave at a time), so that cheap collapses anywhere come
+// before dear ones elsewhere, as in one global queue; the serial pass then
+// finishes with everything left, border included. The slabs are fixed in
+// number, so the result does not depend on the thread count.
 #include "remesh/region_phases.h"
 
 #include <algorithm>
@@ -17,70 +17,14 @@
 namespace vekmesh::reducer {
 namespace {
 
-constexpr int kRegionCount = 8;
-constexpr uint8_t kBorder = 0xFF;
-// Below this many live faces the slabs' frozen borders would be a large share
-// of the mesh, and one thread is fast enough anyway.
-constexpr size_t kParallelMinFaces = 100000;
+constexpr uint8_t kBorder = kBorderRegion;
 // Each phase may spend at most this share of what is still to be removed, so
 // that slabs with cheap collapses take more of the total than dear ones.
 constexpr double kPhaseShare = 0.5;
 // The serial pass takes over when less than this share is left to remove.
 constexpr double kSerialShare = 1.0 / 32.0;
-
-// Slab of every vertex, kBorder for vertices next to another slab and for
-// vertices without faces or position.
-std::vector<uint8_t> slabRegions(const ReducerState& s) {
-  const uint32_t nv = s.vertexCount();
-  double lo[3] = {INFINITY, INFINITY, INFINITY}, hi[3] = {-INFINITY, -INFINITY, -INFINITY};
-  for (uint32_t v = 0; v < nv; ++v) {
-    if (s.vertex[v].head == kNone) continue;
-    for (int k = 0; k < 3; ++k)
-      if (std::isfinite(s.pos(v)[k])) {
-        lo[k] = std::min(lo[k], s.pos(v)[k]);
-        hi[k] = std::max(hi[k], s.pos(v)[k]);
-      }
-  }
-  int axis = 0;
-  for (int k = 1; k < 3; ++k)
-    if (hi[k] - lo[k] > hi[axis] - lo[axis]) axis = k;
-
-  std::vector<double> coordinate;
-  coordinate.reserve(nv);
-  for (uint32_t v = 0; v < nv; ++v)
-    if (s.vertex[v].head != kNone && std::isfinite(s.pos(v)[axis]))
-      coordinate.push_back(s.pos(v)[axis]);
-  std::vector<double> cuts;
-  for (int r = 1; r < kRegionCount && !coordinate.empty(); ++r) {
-    auto at = coordinate.begin() + static_cast<ptrdiff_t>(coordinate.size() * r / kRegionCount);
-    std::nth_element(coordinate.begin(), at, coordinate.end());
-    cuts.push_back(*at);
-  }
-  std::sort(cuts.begin(), cuts.end());
-
-  std::vector<uint8_t> slab(nv, kBorder);
-  for (uint32_t v = 0; v < nv; ++v) {
-    const double x = s.pos(v)[axis];
-    if (s.vertex[v].head == kNone || !std::isfinite(x)) continue;
-    slab[v] = static_cast<uint8_t>(std::upper_bound(cuts.begin(), cuts.end(), x) - cuts.begin());
-  }
-  std::vector<uint8_t> region(nv, kBorder);
-#pragma omp parallel for schedule(static)
-  for (int64_t i = 0; i < static_cast<int64_t>(nv); ++i) {
-    const uint32_t v = static_cast<uint32_t>(i);
-    if (slab[v] == kBorder) continue;
-    bool inner = true;
-    const uint32_t h = s.vertex[v].head;
-    uint32_t k = h;
-    do {
-      inner = slab[s.cornerVertex(ReducerState::nextInFace(k))] == slab[v] &&
-              slab[s.cornerVertex(ReducerState::prevInFace(k))] == slab[v];
-      k = s.ringNext(k);
-    } while (inner && k != h);
-    if (inner) region[v] = slab[v];
-  }
-  return region;
-}
+// A slab may remove up to this many times its faces' share of the total.
+constexpr double kStretch = 2.0;
 
 // Serial greedy collapse over `entries` to the target.
 void finishSerially(ReducerState& s, const ReduceSettings& settings,
@@ -99,6 +43,29 @@ void finishSerially(ReducerState& s, const ReduceSettings& settings,
 
 }  // namespace
 
+std::vector<uint8_t> slabRegions(const ReducerState& s) {
+  const uint32_t nv = s.vertexCount();
+  std::vector<uint8_t> region(nv, kBorder);
+#pragma omp parallel for schedule(static)
+  for (int64_t i = 0; i < static_cast<int64_t>(nv); ++i) {
+    const uint32_t v = static_cast<uint32_t>(i);
+    const uint32_t h = s.vertex[v].head;
+    const double* p = s.pos(v);
+    if (h == kNone || !std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
+      continue;
+    const uint8_t mine = s.slab[v];
+    bool inner = true;
+    uint32_t k = h;
+    do {
+      inner = s.slab[s.cornerVertex(ReducerState::nextInFace(k))] == mine &&
+              s.slab[s.cornerVertex(ReducerState::prevInFace(k))] == mine;
+      k = s.ringNext(k);
+    } while (inner && k != h);
+    if (inner) region[v] = mine;
+  }
+  return region;
+}
+
 void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   std::vector<QueueEntry> all = initialCandidates(s, settings);
   if (s.live_faces < kParallelMinFaces || s.live_faces <= settings.target_faces) {
@@ -107,7 +74,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   }
 
   const std::vector<uint8_t> region = slabRegions(s);
-  std::vector<std::vector<QueueEntry>> per_region(kRegionCount);
+  std::vector<std::vector<QueueEntry>> per_region(kSlabCount);
   std::vector<QueueEntry> rest;
   for (const QueueEntry& e : all) {
     const uint8_t r = region[e.a];
@@ -118,7 +85,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   }
   std::vector<QueueEntry>().swap(all);
 
-  std::vector<double> share(kRegionCount, 0.0);
+  std::vector<double> share(kSlabCount, 0.0);
   for (size_t f = 0; f < s.face.size(); ++f) {
     if (s.faceDead(f)) continue;
     const uint8_t r = region[s.cornerVertex(3 * f)];
@@ -128,36 +95,48 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   }
   for (double& x : share) x /= static_cast<double>(s.live_faces);
 
-  std::vector<CollapseQueue> queues(kRegionCount);
-  std::vector<CollapseScratch> scratch(kRegionCount);
-  std::vector<std::vector<QueueEntry>> deferred(kRegionCount);
-  for (int r = 0; r < kRegionCount; ++r) {
+  std::vector<CollapseQueue> queues(kSlabCount);
+  std::vector<CollapseScratch> scratch(kSlabCount);
+  std::vector<std::vector<QueueEntry>> deferred(kSlabCount);
+  for (int r = 0; r < kSlabCount; ++r) {
     queues[r].assign(std::move(per_region[r]));
     scratch[r].region = region.data();
     scratch[r].region_id = static_cast<uint8_t>(r);
   }
 
+  // The slabs remove their faces' share of what must go; the border's share is
+  // left to the serial pass, or the slabs would thin out to make up for a
+  // border that stays dense. A slab whose collapses are cheap may take up to
+  // kStretch times its share, one whose collapses are dear correspondingly less.
   const size_t needed = s.live_faces - settings.target_faces;
+  double inner = 0.0;
+  for (double x : share) inner += x;
+  const double slabs_budget = static_cast<double>(needed) * inner;
   size_t removed = 0;
   float ceiling = 0.0f;  // the first phase makes the collapses that cost nothing
   for (;;) {
-    const size_t remaining = needed - removed;
-    if (static_cast<double>(remaining) <= kSerialShare * static_cast<double>(needed)) break;
-    std::vector<size_t> quota(kRegionCount), before(kRegionCount);
-    for (int r = 0; r < kRegionCount; ++r) {
-      quota[r] = std::max<size_t>(
-          1, static_cast<size_t>(kPhaseShare * static_cast<double>(remaining) * share[r]));
+    const double remaining = slabs_budget - static_cast<double>(removed);
+    if (remaining <= kSerialShare * slabs_budget) break;
+    std::vector<size_t> quota(kSlabCount), before(kSlabCount);
+    bool any = false;
+    for (int r = 0; r < kSlabCount; ++r) {
+      const double cap = kStretch * static_cast<double>(needed) * share[r] -
+                         static_cast<double>(scratch[r].removed_faces);
+      const double want = std::max(1.0, kPhaseShare * remaining * share[r] / inner);
+      quota[r] = cap >= 1.0 ? static_cast<size_t>(std::min(cap, want)) : 0;
+      any = any || quota[r] > 0;
       before[r] = scratch[r].removed_faces;
     }
+    if (!any) break;
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < kRegionCount; ++r)
+    for (int r = 0; r < kSlabCount; ++r)
       collapseGreedily(s, settings, queues[r], scratch[r], quota[r], ceiling, &deferred[r]);
 
     bool quota_met = false;
-    for (int r = 0; r < kRegionCount; ++r) {
+    for (int r = 0; r < kSlabCount; ++r) {
       const size_t done = scratch[r].removed_faces - before[r];
       removed += done;
-      quota_met = quota_met || done >= quota[r];
+      quota_met = quota_met || (quota[r] > 0 && done >= quota[r]);
     }
     // With a slab stopped by its quota the same ceiling runs again with fresh
     // quotas; otherwise every slab is through the ceiling and it rises.
@@ -171,7 +150,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   }
 
   uint32_t stamp = 0;
-  for (int r = 0; r < kRegionCount; ++r) {
+  for (int r = 0; r < kSlabCount; ++r) {
     s.live_faces -= scratch[r].removed_faces;
     s.collapses += scratch[r].collapses;
     stamp = std::max(stamp, scratch[r].stamp);

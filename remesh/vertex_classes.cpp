@@ -104,7 +104,6 @@ void classifyOne(ReducerState& s, uint32_t v, std::vector<RingEdge>& edges,
   for (uint32_t i = 0; i < slot; ++i) parent[i] = i;
 
   int boundary_edges = 0, seam_edges = 0;
-  const SubMesh& m = *s.mesh;
   for (size_t i = 0; i < edges.size();) {
     size_t j = i + 1;
     while (j < edges.size() && edges[j].neighbour == edges[i].neighbour) ++j;
@@ -124,7 +123,8 @@ void classifyOne(ReducerState& s, uint32_t v, std::vector<RingEdge>& edges,
           f.outgoing ? ReducerState::nextInFace(f.corner) : ReducerState::prevInFace(f.corner);
       const uint32_t gn =
           g.outgoing ? ReducerState::nextInFace(g.corner) : ReducerState::prevInFace(g.corner);
-      if (!sameAttributes(m, f.corner, g.corner) || !sameAttributes(m, fn, gn)) {
+      if (!s.uniform_attributes &&
+          (!sameAttributes(s, f.corner, g.corner) || !sameAttributes(s, fn, gn))) {
         ++seam_edges;
         for (const RingEdge* r : {&f, &g}) {
           const Plane pl = facePlane(s, r->corner / 3);

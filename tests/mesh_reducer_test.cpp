@@ -12,6 +12,8 @@
 #include <limits>
 #include <map>
 #include <set>
+#include <string>
+#include <utility>
 
 #include "mesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
@@ -111,20 +113,24 @@ double signedVolume(const SubMesh& mesh) {
 }
 
 TEST(MeshReducer, ClosedSphereStaysClosedOrientedAndKeepsItsVolume) {
-  const Soup soup = test::uvSphereSoup(1.0f, 160, 80);  // 25280 triangles
-  for (const Routine& r : kRoutines) {
-    SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(soup);
-    const double before = signedVolume(mesh);
-    const size_t faces = mesh.faces.size();
-    r.reduce(mesh, 0.1, kUnbounded, 0.0);
-    expectClosedManifold(mesh);
-    EXPECT_NEAR(static_cast<double>(mesh.faces.size()), 0.1 * faces, 2.0);
-    EXPECT_NEAR(signedVolume(mesh), before, 0.01 * before);
-    // Nothing strays far from the sphere.
-    for (const Vertex& v : mesh.vertices) {
-      const double radius = std::hypot(v.position[0], v.position[1], v.position[2]);
-      EXPECT_NEAR(radius, 1.0, 0.01);
+  // The small sphere takes the single queue, the large one (over 100000
+  // faces) the slabs in parallel, and the fast routine's passes.
+  for (auto [slices, stacks] : {std::pair{160, 80}, std::pair{400, 140}}) {
+    const Soup soup = test::uvSphereSoup(1.0f, slices, stacks);  // 25280, 111200 triangles
+    for (const Routine& r : kRoutines) {
+      SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()));
+      TriMesh mesh = test::buildMesh(soup);
+      const double before = signedVolume(mesh);
+      const size_t faces = mesh.faces.size();
+      r.reduce(mesh, 0.1, kUnbounded, 0.0);
+      expectClosedManifold(mesh);
+      EXPECT_NEAR(static_cast<double>(mesh.faces.size()), 0.1 * faces, 2.0);
+      EXPECT_NEAR(signedVolume(mesh), before, 0.01 * before);
+      // Nothing strays far from the sphere.
+      for (const Vertex& v : mesh.vertices) {
+        const double radius = std::hypot(v.position[0], v.position[1], v.position[2]);
+        EXPECT_NEAR(radius, 1.0, 0.01);
+      }
     }
   }
 }
@@ -209,62 +215,65 @@ TEST(MeshReducer, TetrahedronCannotCollapseFurther) {
 
 TEST(MeshReducer, MaterialAndColourSeamsSurvive) {
   // Upper half of a sphere red with material 1, lower half blue with
-  // material 2; both textured by position.
-  Soup soup = test::uvSphereSoup(1.0f, 64, 32);
-  test::assignMaterial(soup, 1);
-  soup.colors.clear();
-  for (size_t t = 0; t < soup.triangleCount(); ++t) {
-    const float z = soup.corner(t, 0)[2] + soup.corner(t, 1)[2] + soup.corner(t, 2)[2];
-    const bool upper = z > 0.0f;
-    soup.materials[t] = upper ? 1 : 2;
-    const test::Rgb rgb = {upper ? 1.0f : 0.0f, 0.0f, upper ? 0.0f : 1.0f};
-    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), rgb.begin(), rgb.end());
-  }
-  for (const Routine& r : kRoutines) {
-    SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(soup);
-    r.reduce(mesh, 0.1, kUnbounded, 0.0);
-    EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 5);
-    expectClosedManifold(mesh);
+  // material 2; both textured by position. The large one goes through the
+  // parallel slabs.
+  for (auto [slices, stacks] : {std::pair{64, 32}, std::pair{400, 140}}) {
+    Soup soup = test::uvSphereSoup(1.0f, slices, stacks);
+    test::assignMaterial(soup, 1);
+    soup.colors.clear();
+    for (size_t t = 0; t < soup.triangleCount(); ++t) {
+      const float z = soup.corner(t, 0)[2] + soup.corner(t, 1)[2] + soup.corner(t, 2)[2];
+      const bool upper = z > 0.0f;
+      soup.materials[t] = upper ? 1 : 2;
+      const test::Rgb rgb = {upper ? 1.0f : 0.0f, 0.0f, upper ? 0.0f : 1.0f};
+      for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), rgb.begin(), rgb.end());
+    }
+    for (const Routine& r : kRoutines) {
+      SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()));
+      TriMesh mesh = test::buildMesh(soup);
+      r.reduce(mesh, 0.1, kUnbounded, 0.0);
+      EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 5);
+      expectClosedManifold(mesh);
 
-    size_t upper = 0, lower = 0, corners = 0;
-    double drift = 0.0;
-    for (const Face& f : mesh.faces) {
-      ASSERT_TRUE(f.material == 1 || f.material == 2);
-      const uint8_t red = f.material == 1 ? 255 : 0;
-      // Every corner keeps its side's colour: nothing was blended across.
-      for (int c = 0; c < 3; ++c) {
-        EXPECT_EQ(f.colors[c][0], red);
-        EXPECT_EQ(f.colors[c][2], 255 - red);
-      }
-      // Faces stay on their side; the seam vertices stay on the equator.
-      for (int c = 0; c < 3; ++c) {
-        const float z = mesh.vertices[f.v[c]].position[2];
-        if (f.material == 1) {
-          EXPECT_GT(z, -1e-6f);
-        } else {
-          EXPECT_LT(z, 1e-6f);
+      size_t upper = 0, lower = 0, corners = 0;
+      double drift = 0.0;
+      for (const Face& f : mesh.faces) {
+        ASSERT_TRUE(f.material == 1 || f.material == 2);
+        const uint8_t red = f.material == 1 ? 255 : 0;
+        // Every corner keeps its side's colour: nothing was blended across.
+        for (int c = 0; c < 3; ++c) {
+          EXPECT_EQ(f.colors[c][0], red);
+          EXPECT_EQ(f.colors[c][2], 255 - red);
+        }
+        // Faces stay on their side; the seam vertices stay on the equator.
+        for (int c = 0; c < 3; ++c) {
+          const float z = mesh.vertices[f.v[c]].position[2];
+          if (f.material == 1) {
+            EXPECT_GT(z, -1e-6f);
+          } else {
+            EXPECT_LT(z, 1e-6f);
+          }
+        }
+        (f.material == 1 ? upper : lower)++;
+        // Texture coordinates travel with their corners: still close to the
+        // position's own coordinates (u = x + 2y, v = z - y). Blending along
+        // the edge while the vertex moves off it drifts a little; a corner given
+        // another corner's coordinates would be off by about an edge length.
+        for (int c = 0; c < 3; ++c) {
+          const auto& p = mesh.vertices[f.v[c]].position;
+          const TexCoord& uv = mesh.texCoords.at(f.uv[c]);
+          const double du = std::fabs(uv.u - (p[0] + 2.0 * p[1]));
+          const double dv = std::fabs(uv.v - (p[2] - p[1]));
+          EXPECT_LT(du, 0.15);
+          EXPECT_LT(dv, 0.15);
+          drift += du + dv;
+          ++corners;
         }
       }
-      (f.material == 1 ? upper : lower)++;
-      // Texture coordinates travel with their corners: still close to the
-      // position's own coordinates (u = x + 2y, v = z - y). Blending along
-      // the edge while the vertex moves off it drifts a little; a corner given
-      // another corner's coordinates would be off by about an edge length.
-      for (int c = 0; c < 3; ++c) {
-        const auto& p = mesh.vertices[f.v[c]].position;
-        const TexCoord& uv = mesh.texCoords.at(f.uv[c]);
-        const double du = std::fabs(uv.u - (p[0] + 2.0 * p[1]));
-        const double dv = std::fabs(uv.v - (p[2] - p[1]));
-        EXPECT_LT(du, 0.15);
-        EXPECT_LT(dv, 0.15);
-        drift += du + dv;
-        ++corners;
-      }
+      EXPECT_LT(drift / static_cast<double>(2 * corners), 0.02);
+      EXPECT_GT(upper, 10u);
+      EXPECT_GT(lower, 10u);
     }
-    EXPECT_LT(drift / static_cast<double>(2 * corners), 0.02);
-    EXPECT_GT(upper, 10u);
-    EXPECT_GT(lower, 10u);
   }
 }
 
