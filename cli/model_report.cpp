@@ -76,7 +76,7 @@ std::string reportText(const ModelReport& r, const std::string& indent) {
   s += indent + "repeated-vertex faces: " + std::to_string(r.counters[0]) +
        ", open edges: " + std::to_string(r.counters[1]) +
        ", non-manifold edges: " + std::to_string(r.counters[2]) +
-       ", inverted faces: " + std::to_string(r.counters[3]) + "\n";
+       ", faces of inside-out shells: " + std::to_string(r.counters[3]) + "\n";
   return s;
 }
 
@@ -90,7 +90,7 @@ std::string reportJson(const ModelReport& r) {
       "\"volume\": %.17g, \"area\": %.17g, "
       "\"flawed\": {\"strict\": %s, \"orientation_ignored\": %s, \"lenient\": %s}, "
       "\"counters\": {\"repeated_vertex_faces\": %d, \"open_edges\": %d, "
-      "\"non_manifold_edges\": %d, \"inverted_faces\": %d}}",
+      "\"non_manifold_edges\": %d, \"inside_out_shell_faces\": %d}}",
       r.triangles, r.vertices, r.shells, r.lower[0], r.lower[1], r.lower[2], r.upper[0],
       r.upper[1], r.upper[2], r.volume, r.area, b(r.flawed[0]), b(r.flawed[1]), b(r.flawed[2]),
       r.counters[0], r.counters[1], r.counters[2], r.counters[3]);

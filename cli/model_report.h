@@ -19,8 +19,8 @@ struct ModelReport {
   double volume = 0.0;
   double area = 0.0;
   std::array<bool, 3> flawed{};  // strict, orientation ignored, lenient
-  // Faces with a repeated vertex, open edges, non-manifold edges, faces that
-  // an orientation fix would turn over.
+  // Faces with a repeated vertex, open edges, non-manifold edges, faces of
+  // shells that are inside out (which the repair turns over).
   std::array<int32_t, 4> counters{};
 };
 
