@@ -11,6 +11,7 @@
 #include "cli/progress_bar.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
+#include "mesh/progress_cell.h"
 #include "remesh/mesh_reducer.h"
 #include "repair/repair_pipeline.h"
 #include "repair/separation.h"
@@ -47,15 +48,20 @@ void runInfo(const Options& o) {
 
 void runRepair(const Options& o) {
   TriMesh mesh;
-  loadModel(o.input, mesh);
-  const ModelReport before = inspectModel(mesh);
+  ModelReport before, after;
   {
+    // The loader reports 5 and 48; the steps below report like the repair export.
     ProgressBar bar("repair");
+    loadModel(o.input, mesh);
+    before = inspectModel(mesh);
+    setProgress(50);
     repairMesh(mesh, HoleFilling::kAlways);
     rebuildTopology(mesh);
+    setProgress(80);
+    after = inspectModel(mesh);
+    saveModel(mesh, o.output);
+    setProgress(100);
   }
-  const ModelReport after = inspectModel(mesh);
-  saveModel(mesh, o.output);
   if (o.json) {
     std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"before\": %s, \"after\": %s}\n",
                 o.input.c_str(), o.output.c_str(), reportJson(before).c_str(),
@@ -68,14 +74,18 @@ void runRepair(const Options& o) {
 
 void runReduce(const Options& o) {
   TriMesh mesh;
-  loadModel(o.input, mesh);
-  const size_t before = liveFaces(mesh);
+  size_t before = 0;
   {
     ProgressBar bar("reduce");
+    loadModel(o.input, mesh);
+    before = liveFaces(mesh);
+    setProgress(50);
     reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine);
     rebuildTopology(mesh);
+    setProgress(80);
+    saveModel(mesh, o.output);
+    setProgress(100);
   }
-  saveModel(mesh, o.output);
   const size_t after = liveFaces(mesh);
   if (o.json)
     std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"triangles_before\": %zu, "
@@ -95,10 +105,12 @@ std::string partPath(const std::string& output, size_t part) {
 
 void runSeparate(const Options& o) {
   TriMesh mesh;
-  loadModel(o.input, mesh);
   {
     ProgressBar bar("separate");
+    loadModel(o.input, mesh);
+    setProgress(50);
     separateShells(mesh);
+    setProgress(100);
   }
   std::vector<std::string> written;
   try {
