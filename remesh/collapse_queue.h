@@ -28,6 +28,17 @@ class CollapseQueue {
  public:
   CollapseQueue() : bins_(kBinCount), occupied_(kWords, 0) {}
 
+  // Empties the queue and gives its memory back.
+  void clear() {
+    for (Bin& bin : bins_) {
+      std::vector<QueueEntry>().swap(bin.entries);
+      bin.next = 0;
+    }
+    std::fill(occupied_.begin(), occupied_.end(), 0);
+    size_ = 0;
+    low_word_ = 0;
+  }
+
   // Takes `entries` as the initial content; their order decides ties.
   void assign(std::vector<QueueEntry>&& entries) {
     clear();
@@ -86,8 +97,11 @@ class CollapseQueue {
     return bins_[b].entries[bins_[b].next].cost;
   }
 
+  // Both ends alive and unchanged since the push. The sum alone is not
+  // enough: two dead ends' versions add up to 0 modulo 2^32.
   static bool current(const ReducerState& s, const QueueEntry& e) {
-    return s.version[e.a] + s.version[e.b] == e.stamp;
+    const uint32_t va = s.version[e.a], vb = s.version[e.b];
+    return va < kDeadVersion && vb < kDeadVersion && va + vb == e.stamp;
   }
 
  private:
@@ -117,16 +131,6 @@ class CollapseQueue {
       }
     low_word_ = kWords;
     return kNoBin;
-  }
-
-  void clear() {
-    for (Bin& bin : bins_) {
-      std::vector<QueueEntry>().swap(bin.entries);
-      bin.next = 0;
-    }
-    std::fill(occupied_.begin(), occupied_.end(), 0);
-    size_ = 0;
-    low_word_ = 0;
   }
 
   std::vector<Bin> bins_;

@@ -1,9 +1,9 @@
 // The fast reduction routine for very large and voxel meshes: quadric error
 // metrics with the merged vertex on one of the edge's ends (no solve per
 // candidate, and voxel lattices stay exact), made in passes in the manner of
-// an independent set: every edge is priced once per pass, the slabs collapse
+// an independent set: every edge is priced once per pass, the blocks collapse
 // their cheapest edges in parallel without queueing anything again (a vertex
-// that merged waits for the next pass), and the slab borders follow serially.
+// that merged waits for the next pass), and the block borders follow serially.
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -19,34 +19,20 @@ using namespace reducer;
 
 constexpr int kMaxPasses = 64;
 
-struct SlabWork {
+// A block's worker state. The lists keep their capacity from pass to pass:
+// freed and taken again, blocks this large would come back from the system
+// as fresh pages, each faulted in and cleared again.
+struct BlockWork {
   CollapseQueue queue;
   CollapseScratch scratch;
-  std::vector<QueueEntry> inner, border, deferred;
-  size_t live = 0;  // live faces in the slab's face range when priced
+  std::vector<QueueEntry> priced, border, deferred;
+  size_t live = 0;  // live faces in the block's face range when priced
 };
 
-// Prices the edges of the slab's faces: edges inside the slab's region go to
-// its queue, the others wait for the serial step.
-void priceSlab(const ReducerState& s, const ReduceSettings& settings,
-               const std::vector<uint8_t>& region, int r, SlabWork& w) {
-  w.inner.clear();
-  w.border.clear();
-  w.deferred.clear();
-  std::vector<QueueEntry> all;
-  appendCandidates(s, settings, s.slab_faces[r], s.slab_faces[r + 1], all);
-  for (const QueueEntry& e : all)
-    (region[e.a] == r && region[e.b] == r ? w.inner : w.border).push_back(e);
-  w.live = 0;
-  for (size_t f = s.slab_faces[r]; f < s.slab_faces[r + 1]; ++f)
-    w.live += !s.faceDead(static_cast<uint32_t>(f));
-  w.queue.assign(std::move(w.inner));
-}
-
 void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
-  const std::vector<uint8_t> region = slabRegions(s);
-  std::vector<SlabWork> work(kSlabCount);
-  for (int r = 0; r < kSlabCount; ++r) {
+  const std::vector<uint8_t> region = blockRegions(s);
+  std::vector<BlockWork> work(kBlockCount);
+  for (int r = 0; r < kBlockCount; ++r) {
     work[r].scratch.region = region.data();
     work[r].scratch.region_id = static_cast<uint8_t>(r);
   }
@@ -56,11 +42,13 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     // most once per pass, so passes number a handful.
     const size_t budget = s.live_faces - settings.target_faces;
     const size_t live = s.live_faces;
-    std::vector<size_t> before(kSlabCount);
+    std::vector<size_t> before(kBlockCount);
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < kSlabCount; ++r) {
-      SlabWork& w = work[r];
-      priceSlab(s, settings, region, r, w);
+    for (int r = 0; r < kBlockCount; ++r) {
+      BlockWork& w = work[r];
+      w.border.clear();
+      w.deferred.clear();
+      w.live = priceBlock(s, settings, region, r, w.priced, w.queue, w.border);
       const size_t quota = static_cast<size_t>(
           static_cast<double>(budget) * static_cast<double>(w.live) / static_cast<double>(live));
       before[r] = w.scratch.removed_faces;
@@ -70,8 +58,8 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
 
     size_t removed = 0;
     std::vector<QueueEntry> rest;
-    for (int r = 0; r < kSlabCount; ++r) {
-      SlabWork& w = work[r];
+    for (int r = 0; r < kBlockCount; ++r) {
+      BlockWork& w = work[r];
       removed += w.scratch.removed_faces - before[r];
       // The stamps go on rising across workers and passes, so that no old
       // mark reads as fresh.
@@ -85,13 +73,13 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     collapseGreedily(s, settings, queue, serial, budget > removed ? budget - removed : 0,
                      std::numeric_limits<float>::infinity(), nullptr, false);
     removed += serial.removed_faces - serial_before;
-    for (int r = 0; r < kSlabCount; ++r) work[r].scratch.stamp = serial.stamp;
+    for (int r = 0; r < kBlockCount; ++r) work[r].scratch.stamp = serial.stamp;
 
     s.live_faces -= removed;
     if (removed == 0) break;
   }
   s.collapses = serial.collapses;
-  for (const SlabWork& w : work) s.collapses += w.scratch.collapses;
+  for (const BlockWork& w : work) s.collapses += w.scratch.collapses;
 }
 
 }  // namespace

@@ -104,7 +104,7 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
   if (sc.stamp >= 0xFFFFFFF0u) {
     // Other workers share the marks: leave the rest to the serial pass.
     if (sc.region) return Verdict::kOutsideRegion;
-    std::fill(s.mark.begin(), s.mark.end(), 0u);
+    std::fill(s.mark.data(), s.mark.data() + s.mark.size(), 0u);
     sc.stamp = 0;
   }
   const uint32_t stamp = ++sc.stamp;

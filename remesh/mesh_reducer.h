@@ -18,14 +18,16 @@ namespace vekmesh {
 // `texCoords` and incidentCorners are compacted and current; `shells` is
 // rebuilt if it was filled. When no collapse is possible the mesh is untouched.
 
-// The quality routine: one global cheapest-first queue, merged vertices placed
-// at the quadric minimiser.
+// The quality routine: cheapest-first from a priority queue, merged vertices
+// placed at the quadric minimiser; large meshes are worked block by block in
+// parallel, in rising cost phases, before one global queue finishes (see
+// region_phases.cpp).
 void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine);
 
 // The routine for very large and voxel meshes: the same bounds and guarantees,
 // merged vertices placed on one of the two ends (keeps voxel lattices exact),
-// and the mesh cut into slabs that are reduced in parallel before a last
-// global pass over what the slabs left.
+// and the work done in passes over blocks of the model in parallel (see
+// fast_reducer.cpp).
 void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine);
 
 }  // namespace vekmesh

@@ -1,37 +1,48 @@
-// Loading a mesh into the reducer's flat working arrays (corner rings built in
-// face order) and writing the reduced mesh back with compacted faces,
-// vertices and texture coordinates.
+// Loading a mesh into the reducer's working records, block by block (corner
+// rings built by a counting sort, in corner order), and writing the reduced
+// mesh back with compacted faces, vertices and texture coordinates.
 #include "remesh/reducer_state.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <new>
 
 namespace vekmesh::reducer {
 
-// Slab of every vertex of `m` (in the mesh's order) across the longest axis
-// of the box lo..hi, cut at quantiles of the vertices' coordinates; vertices
-// without a finite coordinate go to slab 0.
-void ReducerState::assignSlabs(const SubMesh& m, const double lo[3], const double hi[3]) {
-  int axis = 0;
-  for (int k = 1; k < 3; ++k)
-    if (hi[k] - lo[k] > hi[axis] - lo[axis]) axis = k;
+// Block of every vertex of `m` (in the mesh's order): on each axis, 0 to 3 by
+// the quartiles of the vertices' coordinates, estimated from an evenly
+// strided sample of at most about 65536 vertices (blocks need not hold equal
+// counts, only comparable ones); vertices without a finite coordinate count
+// as below every cut.
+void ReducerState::assignBlocks(const SubMesh& m) {
+  const size_t nv = m.vertices.size();
+  const size_t stride = std::max<size_t>(1, nv / 65536);
+  block.assign(nv, 0);
   std::vector<float> coordinate;
-  coordinate.reserve(m.vertices.size());
-  for (const Vertex& v : m.vertices)
-    if (std::isfinite(v.position[axis])) coordinate.push_back(v.position[axis]);
-  std::vector<float> cuts;
-  for (int r = 1; r < kSlabCount && !coordinate.empty(); ++r) {
-    auto at = coordinate.begin() + static_cast<ptrdiff_t>(coordinate.size() * r / kSlabCount);
-    std::nth_element(coordinate.begin(), at, coordinate.end());
-    cuts.push_back(*at);
-  }
-  std::sort(cuts.begin(), cuts.end());
-  slab.assign(m.vertices.size(), 0);
-  for (size_t i = 0; i < m.vertices.size(); ++i) {
-    const float x = m.vertices[i].position[axis];
-    if (std::isfinite(x))
-      slab[i] = static_cast<uint8_t>(std::upper_bound(cuts.begin(), cuts.end(), x) - cuts.begin());
+  coordinate.reserve(nv / stride + 1);
+  int scale = 1;
+  for (int axis = 0; axis < 3; ++axis, scale *= kBlocksPerAxis) {
+    coordinate.clear();
+    for (size_t i = 0; i < nv; i += stride) {
+      const float x = m.vertices[i].position[axis];
+      if (std::isfinite(x)) coordinate.push_back(x);
+    }
+    float cuts[kBlocksPerAxis - 1];
+    int count = 0;
+    for (int r = 1; r < kBlocksPerAxis && !coordinate.empty(); ++r) {
+      auto at = coordinate.begin() +
+                static_cast<ptrdiff_t>(coordinate.size() * static_cast<size_t>(r) / kBlocksPerAxis);
+      std::nth_element(coordinate.begin(), at, coordinate.end());
+      cuts[count++] = *at;
+    }
+    // Values at rising ranks: the cuts come out in order.
+    for (size_t i = 0; i < nv; ++i) {
+      const float x = m.vertices[i].position[axis];
+      if (std::isfinite(x))
+        block[i] = static_cast<uint8_t>(block[i] +
+                                        scale * (std::upper_bound(cuts, cuts + count, x) - cuts));
+    }
   }
 }
 
@@ -57,70 +68,91 @@ bool ReducerState::load(SubMesh& m) {
         hi[k] = std::max(hi[k], static_cast<double>(v.position[k]));
       }
   for (int k = 0; k < 3; ++k) origin[k] = lo[k] <= hi[k] ? 0.5 * (lo[k] + hi[k]) : 0.0;
+  assignBlocks(m);
 
-  assignSlabs(m, lo, hi);
-
-  // Vertices slab by slab, each slab in the mesh's order.
+  // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
   {
-    size_t start[kSlabCount + 1] = {};
-    for (uint8_t x : slab) ++start[x + 1];
-    for (int r = 0; r < kSlabCount; ++r) start[r + 1] += start[r];
+    size_t start[kBlockCount + 1] = {};
+    for (uint8_t x : block) ++start[x + 1];
+    for (int r = 0; r < kBlockCount; ++r) start[r + 1] += start[r];
     source_vertex.resize(nv);
     for (size_t i = 0; i < nv; ++i) {
-      const size_t w = start[slab[i]]++;
+      const size_t w = start[block[i]]++;
       source_vertex[w] = static_cast<uint32_t>(i);
       working[i] = static_cast<uint32_t>(w);
     }
     std::vector<uint8_t> by_working(nv);
-    for (size_t w = 0; w < nv; ++w) by_working[w] = slab[source_vertex[w]];
-    slab.swap(by_working);
+    for (size_t w = 0; w < nv; ++w) by_working[w] = block[source_vertex[w]];
+    block.swap(by_working);
   }
-  vertex.assign(nv, VertexRecord{});
-  for (size_t w = 0; w < nv; ++w)
+  vertex.allocate(nv);
+  version.allocate(nv);
+  mark.allocate(nv);
+#pragma omp parallel for schedule(static)
+  for (int64_t w = 0; w < static_cast<int64_t>(nv); ++w) {
+    VertexRecord* r = new (&vertex[static_cast<size_t>(w)]) VertexRecord{};
     for (int k = 0; k < 3; ++k)
-      vertex[w].position[k] = m.vertices[source_vertex[w]].position[k] - origin[k];
+      r->position[k] = m.vertices[source_vertex[static_cast<size_t>(w)]].position[k] - origin[k];
+    version[static_cast<size_t>(w)] = 0;
+    mark[static_cast<size_t>(w)] = 0;
+  }
 
-  // Faces grouped by the slab of their first vertex, each group in order.
+  // Faces grouped by the block of their first vertex, each group in order.
   {
-    size_t start[kSlabCount + 1] = {};
-    auto group = [&](const Face& f) { return f.removed ? 0 : slab[working[f.v[0]]]; };
+    size_t start[kBlockCount + 1] = {};
+    auto group = [&](const Face& f) { return f.removed ? 0 : block[working[f.v[0]]]; };
     for (const Face& f : m.faces) ++start[group(f) + 1];
-    for (int r = 0; r < kSlabCount; ++r) start[r + 1] += start[r];
-    std::copy(start, start + kSlabCount + 1, slab_faces);
+    for (int r = 0; r < kBlockCount; ++r) start[r + 1] += start[r];
+    std::copy(start, start + kBlockCount + 1, block_faces);
     source_face.resize(nf);
     for (size_t f = 0; f < nf; ++f)
       source_face[start[group(m.faces[f])]++] = static_cast<uint32_t>(f);
   }
-  face.resize(nf);
+  face.allocate(nf);
   live_faces = 0;
-  for (size_t f = 0; f < nf; ++f) {
-    const Face& src = m.faces[source_face[f]];
-    FaceRecord& r = face[f];
+#pragma omp parallel for schedule(static) reduction(+ : live_faces)
+  for (int64_t f = 0; f < static_cast<int64_t>(nf); ++f) {
+    const Face& src = m.faces[source_face[static_cast<size_t>(f)]];
+    FaceRecord& r = *new (&face[static_cast<size_t>(f)]) FaceRecord;
     for (int c = 0; c < 3; ++c) {
       r.v[c] = src.removed ? -1 : static_cast<int32_t>(working[src.v[c]]);
       r.next[c] = r.prev[c] = kNone;
     }
     r.dead = src.removed ? 1 : 0;
-    if (src.removed) continue;
-    ++live_faces;
-    // Appended at the ring's tail, so each ring lists its faces in order.
-    for (int c = 0; c < 3; ++c) {
-      const uint32_t k = static_cast<uint32_t>(3 * f + c);
-      VertexRecord& vr = vertex[static_cast<uint32_t>(r.v[c])];
-      const uint32_t h = vr.head;
-      if (h == kNone) {
-        vr.head = r.next[c] = r.prev[c] = k;
-      } else {
-        const uint32_t t = ringPrev(h);
-        ringNext(t) = k, r.prev[c] = t;
-        r.next[c] = h, ringPrev(h) = k;
+    live_faces += src.removed ? 0 : 1;
+  }
+
+  // Corner rings, each in corner order: the corners of every vertex gathered
+  // by a counting sort, then linked vertex by vertex in parallel.
+  std::vector<uint32_t> offset(nv + 1, 0);
+  for (size_t f = 0; f < nf; ++f)
+    if (!face[f].dead)
+      for (int c = 0; c < 3; ++c) ++offset[static_cast<size_t>(face[f].v[c]) + 1];
+  for (size_t v = 0; v < nv; ++v) offset[v + 1] += offset[v];
+  {
+    RecordArray<uint32_t> corners;  // every entry is written below
+    corners.allocate(offset[nv]);
+    std::vector<uint32_t> fill(offset.begin(), offset.end() - 1);
+    for (size_t f = 0; f < nf; ++f)
+      if (!face[f].dead)
+        for (uint32_t c = 0; c < 3; ++c)
+          corners[fill[static_cast<size_t>(face[f].v[c])]++] = static_cast<uint32_t>(3 * f + c);
+#pragma omp parallel for schedule(static)
+    for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
+      const uint32_t first = offset[static_cast<size_t>(v)];
+      const uint32_t n = offset[static_cast<size_t>(v) + 1] - first;
+      VertexRecord& r = vertex[static_cast<size_t>(v)];
+      r.valence = n;
+      if (n == 0) continue;
+      r.head = corners[first];
+      for (uint32_t i = 0; i < n; ++i) {
+        const uint32_t k = corners[first + i];
+        ringNext(k) = corners[first + (i + 1 == n ? 0 : i + 1)];
+        ringPrev(k) = corners[first + (i == 0 ? n - 1 : i - 1)];
       }
-      ++vr.valence;
     }
   }
-  mark.assign(nv, 0);
-  version.assign(nv, 0);
   collapses = 0;
   uniform_attributes = m.texCoords.empty();
   for (size_t f = 0; f < nf && uniform_attributes; ++f) {

@@ -5,8 +5,13 @@
 // nothing is allocated per collapse.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <type_traits>
 #include <vector>
 
 #include "mesh/tri_mesh.h"
@@ -16,16 +21,19 @@ namespace vekmesh::reducer {
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
 
-// A dead vertex's version. Live versions stay far below 2^31 (one bump per
-// collapse), so a sum of two versions that involves a dead one never equals
-// a sum of two live ones.
+// A dead vertex's version (live versions, one bump per collapse, stay far
+// below it).
 constexpr uint32_t kDeadVersion = 0x80000000u;
 
-// The model is cut into this many slabs of equal vertex count across its
-// longest axis; vertices and faces are stored slab by slab (see load), and
-// large meshes are reduced slab by slab in parallel (region_phases.cpp). A
-// fixed number, so that results never depend on the thread count.
-constexpr int kSlabCount = 8;
+// The model's box is cut into 4 x 4 x 4 blocks at the quartiles of the
+// vertices' coordinates on each axis; vertices and faces are stored block by
+// block (see load), and large meshes are reduced block by block in parallel
+// (region_phases.cpp). Blocks small enough for their records to stay in cache
+// while a worker collapses inside one, and few enough that their borders stay
+// a small share. A fixed number, so that results never depend on the thread
+// count.
+constexpr int kBlocksPerAxis = 4;
+constexpr int kBlockCount = kBlocksPerAxis * kBlocksPerAxis * kBlocksPerAxis;
 
 // More live faces than this around one vertex and collapses leave it alone:
 // every check walks the rings of both ends, and hostile fans must not make the
@@ -61,31 +69,61 @@ struct FaceRecord {
   uint32_t dead;
 };
 
+// An array of records left uninitialised when allocated: the loader fills
+// every record in parallel, so that the pages are first touched (faulted in
+// and cleared by the system) by both threads rather than by a constructor
+// loop on one.
+template <class T>
+class RecordArray {
+  static_assert(std::is_trivially_destructible_v<T>);
+
+ public:
+  void allocate(size_t n) {
+    constexpr size_t kAlign = alignof(T) > 64 ? alignof(T) : 64;
+    const size_t bytes = (std::max<size_t>(n, 1) * sizeof(T) + kAlign - 1) / kAlign * kAlign;
+    void* p = std::aligned_alloc(kAlign, bytes);
+    if (!p) throw std::bad_alloc();
+    data_.reset(static_cast<T*>(p));
+    size_ = n;
+  }
+  size_t size() const { return size_; }
+  T& operator[](size_t i) { return data_.get()[i]; }
+  const T& operator[](size_t i) const { return data_.get()[i]; }
+  T* data() { return data_.get(); }
+
+ private:
+  struct Free {
+    void operator()(T* p) const { std::free(p); }
+  };
+  std::unique_ptr<T, Free> data_;
+  size_t size_ = 0;
+};
+
 struct ReducerState;
 inline void prefetchRecord(const ReducerState& s, uint32_t v);
 
 struct ReducerState {
   SubMesh* mesh = nullptr;
   double origin[3] = {0, 0, 0};  // subtracted from every position
-  std::vector<VertexRecord> vertex;
-  std::vector<FaceRecord> face;
+  RecordArray<VertexRecord> vertex;
+  RecordArray<FaceRecord> face;
   // Per vertex: bumped when it absorbs a neighbour, kDeadVersion once it has
   // been absorbed itself. Kept apart from the records: the queue tests it for
   // every entry it pops, most of them stale, and a compact array stays cached.
-  std::vector<uint32_t> version;
-  std::vector<uint32_t> mark;  // scratch for neighbourhood tests
+  RecordArray<uint32_t> version;
+  RecordArray<uint32_t> mark;  // scratch for neighbourhood tests
   // Working order to the mesh's: vertex and face numbers in `mesh`.
   std::vector<uint32_t> source_vertex, source_face;
-  std::vector<uint8_t> slab;  // per working vertex, 0 .. kSlabCount - 1
-  // Faces whose first vertex lies in slab r: slab_faces[r] .. slab_faces[r + 1] - 1.
-  size_t slab_faces[kSlabCount + 1] = {};
+  std::vector<uint8_t> block;  // per working vertex, 0 .. kBlockCount - 1
+  // Faces whose first vertex lies in block r: block_faces[r] .. block_faces[r + 1] - 1.
+  size_t block_faces[kBlockCount + 1] = {};
   bool uniform_attributes = false;  // one material, colour and no texture: nothing to blend
   size_t live_faces = 0;
   size_t collapses = 0;
 
-  // Copies `m` in, slab by slab: the vertices of each slab together in their
-  // order, the faces grouped by the slab of their first vertex, so that the
-  // workers of different slabs write to different memory. False (and nothing
+  // Copies `m` in, block by block: the vertices of each block together in
+  // their order, the faces grouped by the block of their first vertex, so
+  // that the workers of different blocks write to different memory. False (and nothing
   // to do) when a face names a vertex out of range; faces already removed are
   // left out.
   bool load(SubMesh& m);
@@ -95,7 +133,7 @@ struct ReducerState {
   // keep their exact single-precision positions.
   void store() const;
 
-  void assignSlabs(const SubMesh& m, const double lo[3], const double hi[3]);
+  void assignBlocks(const SubMesh& m);
 
   uint32_t vertexCount() const { return static_cast<uint32_t>(vertex.size()); }
   bool dead(uint32_t v) const { return version[v] >= kDeadVersion; }

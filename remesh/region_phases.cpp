@@ -1,11 +1,11 @@
-// Parallel greedy collapse over independent regions: the slabs the working
+// Parallel greedy collapse over independent regions: the blocks the working
 // state is stored in (reducer_state.h) less their borders, a vertex with a
-// neighbour in another slab belonging to no region. A slab's worker makes
-// only collapses whose whole neighbourhood lies in its slab, so workers never
+// neighbour in another block belonging to no region. A block's worker makes
+// only collapses whose whole neighbourhood lies in its block, so workers never
 // touch the same face, corner ring or vertex. They run in phases with a rising
 // cost ceiling (an octave at a time), so that cheap collapses anywhere come
 // before dear ones elsewhere, as in one global queue; the serial pass then
-// finishes with everything left, border included. The slabs are fixed in
+// finishes with everything left, border included. The blocks are fixed in
 // number, so the result does not depend on the thread count.
 #include "remesh/region_phases.h"
 
@@ -19,11 +19,11 @@ namespace {
 
 constexpr uint8_t kBorder = kBorderRegion;
 // Each phase may spend at most this share of what is still to be removed, so
-// that slabs with cheap collapses take more of the total than dear ones.
+// that blocks with cheap collapses take more of the total than dear ones.
 constexpr double kPhaseShare = 0.5;
 // The serial pass takes over when less than this share is left to remove.
 constexpr double kSerialShare = 1.0 / 32.0;
-// A slab may remove up to this many times its faces' share of the total.
+// A block may remove up to this many times its faces' share of the total.
 constexpr double kStretch = 2.0;
 
 // Serial greedy collapse over `entries` to the target.
@@ -43,7 +43,7 @@ void finishSerially(ReducerState& s, const ReduceSettings& settings,
 
 }  // namespace
 
-std::vector<uint8_t> slabRegions(const ReducerState& s) {
+std::vector<uint8_t> blockRegions(const ReducerState& s) {
   const uint32_t nv = s.vertexCount();
   std::vector<uint8_t> region(nv, kBorder);
 #pragma omp parallel for schedule(static)
@@ -53,12 +53,12 @@ std::vector<uint8_t> slabRegions(const ReducerState& s) {
     const double* p = s.pos(v);
     if (h == kNone || !std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
       continue;
-    const uint8_t mine = s.slab[v];
+    const uint8_t mine = s.block[v];
     bool inner = true;
     uint32_t k = h;
     do {
-      inner = s.slab[s.cornerVertex(ReducerState::nextInFace(k))] == mine &&
-              s.slab[s.cornerVertex(ReducerState::prevInFace(k))] == mine;
+      inner = s.block[s.cornerVertex(ReducerState::nextInFace(k))] == mine &&
+              s.block[s.cornerVertex(ReducerState::prevInFace(k))] == mine;
       k = s.ringNext(k);
     } while (inner && k != h);
     if (inner) region[v] = mine;
@@ -66,60 +66,70 @@ std::vector<uint8_t> slabRegions(const ReducerState& s) {
   return region;
 }
 
+size_t priceBlock(const ReducerState& s, const ReduceSettings& settings,
+                  const std::vector<uint8_t>& region, int r, std::vector<QueueEntry>& priced,
+                  CollapseQueue& queue, std::vector<QueueEntry>& border) {
+  priced.clear();
+  appendCandidates(s, settings, s.block_faces[r], s.block_faces[r + 1], priced);
+  queue.clear();
+  for (const QueueEntry& e : priced) {
+    if (region[e.a] == r && region[e.b] == r)
+      queue.push(e);
+    else
+      border.push_back(e);
+  }
+  size_t live = 0;
+  for (size_t f = s.block_faces[r]; f < s.block_faces[r + 1]; ++f)
+    live += !s.faceDead(static_cast<uint32_t>(f));
+  return live;
+}
+
 void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
-  std::vector<QueueEntry> all = initialCandidates(s, settings);
   if (s.live_faces < kParallelMinFaces || s.live_faces <= settings.target_faces) {
-    finishSerially(s, settings, std::move(all), 0);
+    finishSerially(s, settings, initialCandidates(s, settings), 0);
     return;
   }
 
-  const std::vector<uint8_t> region = slabRegions(s);
-  std::vector<std::vector<QueueEntry>> per_region(kSlabCount);
-  std::vector<QueueEntry> rest;
-  for (const QueueEntry& e : all) {
-    const uint8_t r = region[e.a];
-    if (r != kBorder && region[e.b] == r)
-      per_region[r].push_back(e);
-    else
-      rest.push_back(e);
-  }
-  std::vector<QueueEntry>().swap(all);
-
-  std::vector<double> share(kSlabCount, 0.0);
-  for (size_t f = 0; f < s.face.size(); ++f) {
-    if (s.faceDead(f)) continue;
-    const uint8_t r = region[s.cornerVertex(3 * f)];
-    if (r != kBorder && region[s.cornerVertex(3 * f + 1)] == r &&
-        region[s.cornerVertex(3 * f + 2)] == r)
-      share[r] += 1.0;
-  }
-  for (double& x : share) x /= static_cast<double>(s.live_faces);
-
-  std::vector<CollapseQueue> queues(kSlabCount);
-  std::vector<CollapseScratch> scratch(kSlabCount);
-  std::vector<std::vector<QueueEntry>> deferred(kSlabCount);
-  for (int r = 0; r < kSlabCount; ++r) {
-    queues[r].assign(std::move(per_region[r]));
+  // Each block prices its own faces' edges; an edge inside a region has all
+  // its faces in that block's range.
+  const std::vector<uint8_t> region = blockRegions(s);
+  std::vector<CollapseQueue> queues(kBlockCount);
+  std::vector<CollapseScratch> scratch(kBlockCount);
+  std::vector<std::vector<QueueEntry>> deferred(kBlockCount), border(kBlockCount);
+  std::vector<double> share(kBlockCount, 0.0);
+#pragma omp parallel for schedule(static)
+  for (int r = 0; r < kBlockCount; ++r) {
+    std::vector<QueueEntry> priced;
+    priceBlock(s, settings, region, r, priced, queues[r], border[r]);
     scratch[r].region = region.data();
     scratch[r].region_id = static_cast<uint8_t>(r);
+    // Share of the mesh inside the region: the faces whose three vertices
+    // belong to it.
+    size_t inside = 0;
+    for (size_t f = s.block_faces[r]; f < s.block_faces[r + 1]; ++f) {
+      if (s.faceDead(static_cast<uint32_t>(f))) continue;
+      const FaceRecord& face = s.face[f];
+      inside += region[face.v[0]] == r && region[face.v[1]] == r && region[face.v[2]] == r;
+    }
+    share[r] = static_cast<double>(inside) / static_cast<double>(s.live_faces);
   }
 
-  // The slabs remove their faces' share of what must go; the border's share is
-  // left to the serial pass, or the slabs would thin out to make up for a
-  // border that stays dense. A slab whose collapses are cheap may take up to
+  // The blocks remove their faces' share of what must go; the border's share
+  // is left to the serial pass, or the blocks would thin out to make up for a
+  // border that stays dense. A block whose collapses are cheap may take up to
   // kStretch times its share, one whose collapses are dear correspondingly less.
   const size_t needed = s.live_faces - settings.target_faces;
   double inner = 0.0;
   for (double x : share) inner += x;
-  const double slabs_budget = static_cast<double>(needed) * inner;
+  const double blocks_budget = static_cast<double>(needed) * inner;
   size_t removed = 0;
   float ceiling = 0.0f;  // the first phase makes the collapses that cost nothing
   for (;;) {
-    const double remaining = slabs_budget - static_cast<double>(removed);
-    if (remaining <= kSerialShare * slabs_budget) break;
-    std::vector<size_t> quota(kSlabCount), before(kSlabCount);
+    const double remaining = blocks_budget - static_cast<double>(removed);
+    if (remaining <= kSerialShare * blocks_budget) break;
+    std::vector<size_t> quota(kBlockCount), before(kBlockCount);
     bool any = false;
-    for (int r = 0; r < kSlabCount; ++r) {
+    for (int r = 0; r < kBlockCount; ++r) {
       const double cap = kStretch * static_cast<double>(needed) * share[r] -
                          static_cast<double>(scratch[r].removed_faces);
       const double want = std::max(1.0, kPhaseShare * remaining * share[r] / inner);
@@ -129,32 +139,34 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
     }
     if (!any) break;
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < kSlabCount; ++r)
+    for (int r = 0; r < kBlockCount; ++r)
       collapseGreedily(s, settings, queues[r], scratch[r], quota[r], ceiling, &deferred[r]);
 
     bool quota_met = false;
-    for (int r = 0; r < kSlabCount; ++r) {
+    for (int r = 0; r < kBlockCount; ++r) {
       const size_t done = scratch[r].removed_faces - before[r];
       removed += done;
       quota_met = quota_met || (quota[r] > 0 && done >= quota[r]);
     }
-    // With a slab stopped by its quota the same ceiling runs again with fresh
-    // quotas; otherwise every slab is through the ceiling and it rises.
+    // With a block stopped by its quota the same ceiling runs again with fresh
+    // quotas; otherwise every block is through the ceiling and it rises.
     if (!quota_met) {
       float next = std::numeric_limits<float>::infinity();
       for (auto& q : queues) next = std::min(next, q.peekCost());
-      if (std::isinf(next)) break;  // the slabs have nothing left within bounds
+      if (std::isinf(next)) break;  // the blocks have nothing left within bounds
       ceiling = std::max(ceiling, next) * 2.0f;
       if (ceiling == 0.0f) ceiling = std::numeric_limits<float>::min();
     }
   }
 
   uint32_t stamp = 0;
-  for (int r = 0; r < kSlabCount; ++r) {
+  std::vector<QueueEntry> rest;
+  for (int r = 0; r < kBlockCount; ++r) {
     s.live_faces -= scratch[r].removed_faces;
     s.collapses += scratch[r].collapses;
     stamp = std::max(stamp, scratch[r].stamp);
     std::vector<QueueEntry> left = queues[r].release();
+    rest.insert(rest.end(), border[r].begin(), border[r].end());
     rest.insert(rest.end(), left.begin(), left.end());
     rest.insert(rest.end(), deferred[r].begin(), deferred[r].end());
   }
