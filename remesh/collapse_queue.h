@@ -1,11 +1,6 @@
-// The collapse queue: a monotone bucket queue of edge candidates with lazy
-// invalidation. Costs are binned by their float bits, 64 bins per octave (bins
-// 1.1 % wide), and each bin is first-in first-out: pushes and pops cost a few
-// instructions and touch memory in order, where a binary heap over millions
-// of entries would miss the cache on every level. An entry remembers the sum
-// of its ends' versions when pushed; once either end has absorbed a neighbour
-// the sums differ and the entry is skipped when it comes up, so nothing is
-// ever searched or erased.
+// The collapse queue: a bucket queue of edge candidates (64 cost bins per
+// octave, first-in first-out inside a bin) with lazy invalidation by the
+// versions of the entry's two ends.
 #pragma once
 
 #include <algorithm>
@@ -24,6 +19,12 @@ struct QueueEntry {
   uint32_t stamp;  // version[a] + version[b] at push time
 };
 
+// Costs are binned by their float bits, so bins are 1.1 % wide: pushes and
+// pops cost a few instructions and touch memory in order, where a binary heap
+// over millions of entries would miss the cache on every level. An entry
+// remembers its ends' versions when pushed; once either end has absorbed a
+// neighbour the entry is skipped when it comes up, so nothing is ever searched
+// or erased.
 class CollapseQueue {
  public:
   CollapseQueue() : bins_(kBinCount), occupied_(kWords, 0) {}

@@ -1,7 +1,6 @@
-// Attribute seams for the mesh reducer: when two corners at one vertex carry the
-// same material, colour and texture coordinates, and how the corners around a
-// collapse take over their partners' attributes so that every seam keeps its
-// two sides apart.
+// Attribute seams for the mesh reducer: whether two corners carry the same
+// material, colour and texture coordinates, and how the corners around a
+// collapse take over their wedge's attributes so that seams keep their sides.
 #pragma once
 
 #include <cstdint>

@@ -1,9 +1,6 @@
 // The fast reduction routine for very large and voxel meshes: quadric error
-// metrics with the merged vertex on one of the edge's ends (no solve per
-// candidate, and voxel lattices stay exact), made in passes in the manner of
-// an independent set: every edge is priced once per pass, the blocks collapse
-// their cheapest edges in parallel without queueing anything again (a vertex
-// that merged waits for the next pass), and the block borders follow serially.
+// metrics with the merged vertex on one of the edge's ends, collapsed in
+// independent-set passes over the blocks in parallel.
 #include <algorithm>
 #include <limits>
 #include <vector>
@@ -29,10 +26,15 @@ struct BlockWork {
   size_t live = 0;  // live faces in the block's face range when priced
 };
 
+// Placing the merged vertex on an end needs no solve per candidate and keeps
+// voxel lattices exact. Every edge is priced once per pass; the blocks collapse
+// their cheapest edges in parallel without queueing anything again (a vertex
+// that merged has its other entries go stale and waits for the next pass, as
+// in an independent set), and the block borders follow serially.
 void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
   const std::vector<uint8_t> region = blockRegions(s);
-  std::vector<BlockWork> work(kBlockCount);
-  for (int r = 0; r < kBlockCount; ++r) {
+  std::vector<BlockWork> work(static_cast<size_t>(s.block_count));
+  for (int r = 0; r < s.block_count; ++r) {
     work[r].scratch.region = region.data();
     work[r].scratch.region_id = static_cast<uint8_t>(r);
   }
@@ -42,9 +44,9 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     // most once per pass, so passes number a handful.
     const size_t budget = s.live_faces - settings.target_faces;
     const size_t live = s.live_faces;
-    std::vector<size_t> before(kBlockCount);
+    std::vector<size_t> before(static_cast<size_t>(s.block_count));
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < kBlockCount; ++r) {
+    for (int r = 0; r < s.block_count; ++r) {
       BlockWork& w = work[r];
       w.border.clear();
       w.deferred.clear();
@@ -58,7 +60,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
 
     size_t removed = 0;
     std::vector<QueueEntry> rest;
-    for (int r = 0; r < kBlockCount; ++r) {
+    for (int r = 0; r < s.block_count; ++r) {
       BlockWork& w = work[r];
       removed += w.scratch.removed_faces - before[r];
       // The stamps go on rising across workers and passes, so that no old
@@ -73,7 +75,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     collapseGreedily(s, settings, queue, serial, budget > removed ? budget - removed : 0,
                      std::numeric_limits<float>::infinity(), nullptr, false);
     removed += serial.removed_faces - serial_before;
-    for (int r = 0; r < kBlockCount; ++r) work[r].scratch.stamp = serial.stamp;
+    for (int r = 0; r < s.block_count; ++r) work[r].scratch.stamp = serial.stamp;
 
     s.live_faces -= removed;
     if (removed == 0) break;
@@ -87,7 +89,10 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
 void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine) {
   ReducerState s;
   ReduceSettings settings;
-  if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kEndpoints, s, settings))
+  // 6 x 6 x 6 blocks: smaller blocks stay in cache, and their borders are
+  // worked in every pass.
+  if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kEndpoints, kMaxBlocksPerAxis,
+                        s, settings))
     return;
   // Small meshes take the queue with requeueing: passes gain nothing there.
   if (s.live_faces < kParallelMinFaces)

@@ -1,6 +1,6 @@
-// Greedy quadric-error edge collapse: every edge's best collapse goes into a
-// lazy binary heap, the cheapest current one that passes the topological and
-// normal tests is made, and the merged vertex's edges are queued again.
+// Greedy quadric-error edge collapse: every edge's best collapse goes into the
+// lazy priority queue, the cheapest current one that passes the topological
+// and normal tests is made, and the merged vertex's edges are queued again.
 #include "remesh/greedy_reduction.h"
 
 #include <cfloat>
@@ -72,9 +72,10 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
 }  // namespace
 
 bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
-                      Placement placement, ReducerState& s, ReduceSettings& settings) {
+                      Placement placement, int blocks_per_axis, ReducerState& s,
+                      ReduceSettings& settings) {
   if (!(ratio < 1.0)) return false;
-  if (!s.load(mesh) || s.live_faces == 0) return false;
+  if (!s.load(mesh, blocks_per_axis) || s.live_faces == 0) return false;
   classifyVertices(s);
 
   double largest = 0.0;

@@ -20,11 +20,12 @@ struct ReduceSettings {
   size_t target_faces = 0;
 };
 
-// Loads and classifies `mesh` into `s` and fills `settings`. False when there
-// is nothing to do: a ratio of 1 or more (or NaN), no live face, or a face
-// naming a vertex that does not exist.
+// Loads `mesh` into `s` in blocks_per_axis^3 blocks, classifies it and fills
+// `settings`. False when there is nothing to do: a ratio of 1 or more (or
+// NaN), no live face, or a face naming a vertex that does not exist.
 bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
-                      Placement placement, ReducerState& s, ReduceSettings& settings);
+                      Placement placement, int blocks_per_axis, ReducerState& s,
+                      ReduceSettings& settings);
 
 // Appends a candidate for every edge of the live faces begin .. end - 1 whose
 // collapse the classes and the error bound allow, each edge once.

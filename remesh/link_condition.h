@@ -1,7 +1,6 @@
-// Whether an edge collapse keeps the mesh sound, and carrying it out: the link
-// condition (the ends' common neighbours are exactly the edge's opposite
-// vertices), manifold and orientation tests on the edge, valence limits, the
-// normal bound on every face that moves, then the merge of the corner rings.
+// Whether an edge collapse keeps the mesh sound (link condition, manifold and
+// oriented edge, valence limits, normal bound on every face that moves), and
+// carrying it out by merging the two corner rings.
 #pragma once
 
 #include <cstdint>

@@ -1,13 +1,20 @@
 // The mesh reducer: lowers the face count of a mesh in place towards `ratio` of
-// its live faces by quadric-error edge collapse, never making a collapse whose
-// error exceeds `maxError` (model units) or that turns a face's normal to a
-// cosine below `minCosine`. A ratio of 0 or below keeps only those two bounds.
+// its live faces by quadric-error edge collapse (Garland and Heckbert 1997),
+// within an error bound and a normal bound; two routines, quality and fast.
 #pragma once
 
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
 
+// No collapse is made whose error exceeds `maxError` (model units: the mean
+// distance of the merged vertex from the planes of the original faces it
+// stands for) or that turns a face's normal to a cosine below `minCosine`
+// (a face turned by 90 degrees or more counts as flipped whatever the bound).
+// A ratio of 0 or below keeps only those two bounds: the reducer removes what
+// it can within them. A NaN or negative maxError, or a NaN minCosine, allows
+// nothing.
+//
 // Both routines keep what they are given sound: a collapse that would make an
 // edge shared by more than two faces, pinch a vertex, flip or crush a face is
 // refused, so a closed two-manifold stays one with the same orientation;

@@ -10,29 +10,29 @@
 
 namespace vekmesh::reducer {
 
-// Block of every vertex of `m` (in the mesh's order): on each axis, 0 to 3 by
-// the quartiles of the vertices' coordinates, estimated from an evenly
+// Block of every vertex of `m` (in the mesh's order): on each axis, 0 to
+// per_axis - 1 by quantiles of the vertices' coordinates, estimated from an evenly
 // strided sample of at most about 65536 vertices (blocks need not hold equal
 // counts, only comparable ones); vertices without a finite coordinate count
 // as below every cut.
-void ReducerState::assignBlocks(const SubMesh& m) {
+void ReducerState::assignBlocks(const SubMesh& m, int per_axis) {
   const size_t nv = m.vertices.size();
   const size_t stride = std::max<size_t>(1, nv / 65536);
   block.assign(nv, 0);
   std::vector<float> coordinate;
   coordinate.reserve(nv / stride + 1);
   int scale = 1;
-  for (int axis = 0; axis < 3; ++axis, scale *= kBlocksPerAxis) {
+  for (int axis = 0; axis < 3; ++axis, scale *= per_axis) {
     coordinate.clear();
     for (size_t i = 0; i < nv; i += stride) {
       const float x = m.vertices[i].position[axis];
       if (std::isfinite(x)) coordinate.push_back(x);
     }
-    float cuts[kBlocksPerAxis - 1];
+    float cuts[kMaxBlocksPerAxis - 1];
     int count = 0;
-    for (int r = 1; r < kBlocksPerAxis && !coordinate.empty(); ++r) {
+    for (int r = 1; r < per_axis && !coordinate.empty(); ++r) {
       auto at = coordinate.begin() +
-                static_cast<ptrdiff_t>(coordinate.size() * static_cast<size_t>(r) / kBlocksPerAxis);
+                static_cast<ptrdiff_t>(coordinate.size() * static_cast<size_t>(r) / per_axis);
       std::nth_element(coordinate.begin(), at, coordinate.end());
       cuts[count++] = *at;
     }
@@ -46,8 +46,10 @@ void ReducerState::assignBlocks(const SubMesh& m) {
   }
 }
 
-bool ReducerState::load(SubMesh& m) {
+bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   mesh = &m;
+  blocks_per_axis = std::clamp(blocks_per_axis, 1, kMaxBlocksPerAxis);
+  block_count = blocks_per_axis * blocks_per_axis * blocks_per_axis;
   const size_t nv = m.vertices.size();
   const size_t nf = m.faces.size();
   // Corners are numbered 3 f + c in 32 bits, with kNone kept free.
@@ -68,14 +70,14 @@ bool ReducerState::load(SubMesh& m) {
         hi[k] = std::max(hi[k], static_cast<double>(v.position[k]));
       }
   for (int k = 0; k < 3; ++k) origin[k] = lo[k] <= hi[k] ? 0.5 * (lo[k] + hi[k]) : 0.0;
-  assignBlocks(m);
+  assignBlocks(m, blocks_per_axis);
 
   // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
   {
-    size_t start[kBlockCount + 1] = {};
+    size_t start[kMaxBlockCount + 1] = {};
     for (uint8_t x : block) ++start[x + 1];
-    for (int r = 0; r < kBlockCount; ++r) start[r + 1] += start[r];
+    for (int r = 0; r < block_count; ++r) start[r + 1] += start[r];
     source_vertex.resize(nv);
     for (size_t i = 0; i < nv; ++i) {
       const size_t w = start[block[i]]++;
@@ -100,11 +102,11 @@ bool ReducerState::load(SubMesh& m) {
 
   // Faces grouped by the block of their first vertex, each group in order.
   {
-    size_t start[kBlockCount + 1] = {};
+    size_t start[kMaxBlockCount + 1] = {};
     auto group = [&](const Face& f) { return f.removed ? 0 : block[working[f.v[0]]]; };
     for (const Face& f : m.faces) ++start[group(f) + 1];
-    for (int r = 0; r < kBlockCount; ++r) start[r + 1] += start[r];
-    std::copy(start, start + kBlockCount + 1, block_faces);
+    for (int r = 0; r < block_count; ++r) start[r + 1] += start[r];
+    std::copy(start, start + block_count + 1, block_faces);
     source_face.resize(nf);
     for (size_t f = 0; f < nf; ++f)
       source_face[start[group(m.faces[f])]++] = static_cast<uint32_t>(f);

@@ -1,8 +1,6 @@
-// The mesh reducer's working copy of a mesh: per vertex a record with its
-// quadric, double position about the model's centre and the head of a
-// circular doubly linked ring of its live corners; per face its corners'
-// vertices and ring links. A collapse merges two rings in constant time and
-// nothing is allocated per collapse.
+// The mesh reducer's working copy of a mesh, block by block: per vertex its
+// quadric, position and a circular doubly linked ring of its live corners, per
+// face its corners and ring links; a collapse merges two rings in O(1).
 #pragma once
 
 #include <algorithm>
@@ -25,15 +23,15 @@ constexpr uint32_t kNone = 0xFFFFFFFFu;
 // below it).
 constexpr uint32_t kDeadVersion = 0x80000000u;
 
-// The model's box is cut into 4 x 4 x 4 blocks at the quartiles of the
-// vertices' coordinates on each axis; vertices and faces are stored block by
-// block (see load), and large meshes are reduced block by block in parallel
-// (region_phases.cpp). Blocks small enough for their records to stay in cache
-// while a worker collapses inside one, and few enough that their borders stay
-// a small share. A fixed number, so that results never depend on the thread
-// count.
-constexpr int kBlocksPerAxis = 4;
-constexpr int kBlockCount = kBlocksPerAxis * kBlocksPerAxis * kBlocksPerAxis;
+// The model's box is cut into n x n x n blocks at quantiles of the vertices'
+// coordinates on each axis; vertices and faces are stored block by block (see
+// load), and large meshes are reduced block by block in parallel. Blocks are
+// small enough for a worker's records to stay in cache while it collapses in
+// one, and few enough that their borders stay a small share. The count is
+// fixed per routine, so that results never depend on the thread count; block
+// numbers fit a byte with one value to spare.
+constexpr int kMaxBlocksPerAxis = 6;
+constexpr int kMaxBlockCount = kMaxBlocksPerAxis * kMaxBlocksPerAxis * kMaxBlocksPerAxis;
 
 // More live faces than this around one vertex and collapses leave it alone:
 // every check walks the rings of both ends, and hostile fans must not make the
@@ -114,9 +112,10 @@ struct ReducerState {
   RecordArray<uint32_t> mark;  // scratch for neighbourhood tests
   // Working order to the mesh's: vertex and face numbers in `mesh`.
   std::vector<uint32_t> source_vertex, source_face;
-  std::vector<uint8_t> block;  // per working vertex, 0 .. kBlockCount - 1
+  int block_count = 1;
+  std::vector<uint8_t> block;  // per working vertex, 0 .. block_count - 1
   // Faces whose first vertex lies in block r: block_faces[r] .. block_faces[r + 1] - 1.
-  size_t block_faces[kBlockCount + 1] = {};
+  size_t block_faces[kMaxBlockCount + 1] = {};
   bool uniform_attributes = false;  // one material, colour and no texture: nothing to blend
   size_t live_faces = 0;
   size_t collapses = 0;
@@ -126,14 +125,14 @@ struct ReducerState {
   // that the workers of different blocks write to different memory. False (and nothing
   // to do) when a face names a vertex out of range; faces already removed are
   // left out.
-  bool load(SubMesh& m);
+  bool load(SubMesh& m, int blocks_per_axis);
 
   // Writes the result back: live faces in the mesh's order, the vertices they
   // use in theirs, fresh texture coordinates and incidentCorners. Unmoved vertices
   // keep their exact single-precision positions.
   void store() const;
 
-  void assignBlocks(const SubMesh& m);
+  void assignBlocks(const SubMesh& m, int blocks_per_axis);
 
   uint32_t vertexCount() const { return static_cast<uint32_t>(vertex.size()); }
   bool dead(uint32_t v) const { return version[v] >= kDeadVersion; }

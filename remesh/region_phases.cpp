@@ -1,12 +1,6 @@
-// Parallel greedy collapse over independent regions: the blocks the working
-// state is stored in (reducer_state.h) less their borders, a vertex with a
-// neighbour in another block belonging to no region. A block's worker makes
-// only collapses whose whole neighbourhood lies in its block, so workers never
-// touch the same face, corner ring or vertex. They run in phases with a rising
-// cost ceiling (an octave at a time), so that cheap collapses anywhere come
-// before dear ones elsewhere, as in one global queue; the serial pass then
-// finishes with everything left, border included. The blocks are fixed in
-// number, so the result does not depend on the thread count.
+// Parallel greedy collapse over independent regions (the blocks less their
+// borders), in phases of rising cost ceiling, then a serial pass over what is
+// left; a region's worker never touches another's faces, rings or vertices.
 #include "remesh/region_phases.h"
 
 #include <algorithm>
@@ -84,6 +78,15 @@ size_t priceBlock(const ReducerState& s, const ReduceSettings& settings,
   return live;
 }
 
+// Regions are the blocks the working state is stored in (reducer_state.h)
+// less their borders: a vertex with a neighbour in another block belongs to no
+// region. A region's worker makes only collapses whose whole neighbourhood
+// lies in its region, so workers never touch the same face, corner ring or
+// vertex. They run in phases with a rising cost ceiling (an octave at a time),
+// so that cheap collapses anywhere come before dear ones elsewhere, as in one
+// global queue; the serial pass then finishes with everything left, border
+// included. The blocks are fixed in number, so the result does not depend on
+// the thread count.
 void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   if (s.live_faces < kParallelMinFaces || s.live_faces <= settings.target_faces) {
     finishSerially(s, settings, initialCandidates(s, settings), 0);
@@ -93,12 +96,13 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   // Each block prices its own faces' edges; an edge inside a region has all
   // its faces in that block's range.
   const std::vector<uint8_t> region = blockRegions(s);
-  std::vector<CollapseQueue> queues(kBlockCount);
-  std::vector<CollapseScratch> scratch(kBlockCount);
-  std::vector<std::vector<QueueEntry>> deferred(kBlockCount), border(kBlockCount);
-  std::vector<double> share(kBlockCount, 0.0);
+  std::vector<CollapseQueue> queues(static_cast<size_t>(s.block_count));
+  std::vector<CollapseScratch> scratch(static_cast<size_t>(s.block_count));
+  std::vector<std::vector<QueueEntry>> deferred(static_cast<size_t>(s.block_count)),
+      border(static_cast<size_t>(s.block_count));
+  std::vector<double> share(static_cast<size_t>(s.block_count), 0.0);
 #pragma omp parallel for schedule(static)
-  for (int r = 0; r < kBlockCount; ++r) {
+  for (int r = 0; r < s.block_count; ++r) {
     std::vector<QueueEntry> priced;
     priceBlock(s, settings, region, r, priced, queues[r], border[r]);
     scratch[r].region = region.data();
@@ -127,9 +131,10 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   for (;;) {
     const double remaining = blocks_budget - static_cast<double>(removed);
     if (remaining <= kSerialShare * blocks_budget) break;
-    std::vector<size_t> quota(kBlockCount), before(kBlockCount);
+    std::vector<size_t> quota(static_cast<size_t>(s.block_count)),
+        before(static_cast<size_t>(s.block_count));
     bool any = false;
-    for (int r = 0; r < kBlockCount; ++r) {
+    for (int r = 0; r < s.block_count; ++r) {
       const double cap = kStretch * static_cast<double>(needed) * share[r] -
                          static_cast<double>(scratch[r].removed_faces);
       const double want = std::max(1.0, kPhaseShare * remaining * share[r] / inner);
@@ -139,11 +144,11 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
     }
     if (!any) break;
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < kBlockCount; ++r)
+    for (int r = 0; r < s.block_count; ++r)
       collapseGreedily(s, settings, queues[r], scratch[r], quota[r], ceiling, &deferred[r]);
 
     bool quota_met = false;
-    for (int r = 0; r < kBlockCount; ++r) {
+    for (int r = 0; r < s.block_count; ++r) {
       const size_t done = scratch[r].removed_faces - before[r];
       removed += done;
       quota_met = quota_met || (quota[r] > 0 && done >= quota[r]);
@@ -161,7 +166,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
 
   uint32_t stamp = 0;
   std::vector<QueueEntry> rest;
-  for (int r = 0; r < kBlockCount; ++r) {
+  for (int r = 0; r < s.block_count; ++r) {
     s.live_faces -= scratch[r].removed_faces;
     s.collapses += scratch[r].collapses;
     stamp = std::max(stamp, scratch[r].stamp);

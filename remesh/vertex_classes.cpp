@@ -1,7 +1,6 @@
-// Vertex classes and quadrics, vertex by vertex in a static OpenMP loop: the
-// ring's edges are sorted by neighbour to find boundary, seam and non-manifold
-// edges, faces are joined across inner edges to find pinched vertices, and the
-// face and constraint planes are summed (each vertex writes only its own entry).
+// Vertex classes and quadrics, vertex by vertex in a static OpenMP loop: ring
+// edges sorted by neighbour give boundary, seam and non-manifold edges, faces
+// joined across inner edges give pinches; planes are summed per vertex.
 #include "remesh/vertex_classes.h"
 
 #include <algorithm>

@@ -1,7 +1,6 @@
-// Preparing the reducer's vertices: per vertex, in one parallel pass, the class
-// that says how collapses may move it (free, sliding on a boundary or seam,
-// fixed, locked) and its quadric of area-weighted face planes plus constraint
-// planes along its boundary and seam edges.
+// Preparing the reducer's vertices in one parallel pass: the class that says
+// how collapses may move each (free, sliding, fixed, locked) and its quadric of
+// face planes plus constraint planes along boundary and seam edges.
 #pragma once
 
 #include "remesh/reducer_state.h"
