@@ -5,6 +5,7 @@
 #include "remesh/mesh_reducer.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <array>
 #include <cmath>
@@ -365,6 +366,32 @@ TEST(MeshReducer, BadInputIsRefusedQuietly) {
     broken.faces[3].v[1] = 1 << 30;
     r.reduce(broken, 0.2, kUnbounded, 0.0);
     EXPECT_EQ(broken.faces.size(), soup.triangleCount());
+  }
+}
+
+TEST(MeshReducer, ResultDoesNotDependOnTheThreadCount) {
+  // Over 100000 faces both routines work block by block in parallel; the
+  // blocks are fixed, so one thread and two give the same mesh.
+  const Soup soup = test::uvSphereSoup(1.0f, 400, 140);
+  for (const Routine& r : kRoutines) {
+    SCOPED_TRACE(r.name);
+    std::vector<std::vector<float>> results;
+    for (int threads : {1, 2}) {
+      const int before = omp_get_max_threads();
+      omp_set_num_threads(threads);
+      TriMesh mesh = test::buildMesh(soup);
+      r.reduce(mesh, 0.2, kUnbounded, 0.0);
+      omp_set_num_threads(before);
+      std::vector<float> corners;
+      for (const Face& f : mesh.faces)
+        for (int c = 0; c < 3; ++c) {
+          const auto& p = mesh.vertices[f.v[c]].position;
+          corners.insert(corners.end(), p.begin(), p.end());
+        }
+      results.push_back(std::move(corners));
+    }
+    EXPECT_FALSE(results[0].empty());
+    EXPECT_TRUE(results[0] == results[1]);
   }
 }
 
