@@ -142,7 +142,8 @@ std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSet
 
 void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
                       CollapseScratch& sc, size_t budget, float cost_limit,
-                      std::vector<QueueEntry>* deferred, bool requeue) {
+                      std::vector<QueueEntry>* deferred, Requeue requeue) {
+  const bool lazy = requeue == Requeue::kLazy;
   QueueEntry e;
   Collapse c;
   const size_t start = sc.removed_faces;
@@ -151,12 +152,25 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
       queue.push(e);
       break;
     }
-    if (!planFromEntry(s, settings, e, c)) continue;
+    if (lazy) {
+      // An end may have absorbed neighbours since the pricing: price again
+      // (the error bound included) and wait in line if it became dearer.
+      if (!planCollapse(s, e.a, e.b, settings.bounds, settings.zero_tolerance_sq,
+                        settings.placement, c))
+        continue;
+      const QueueEntry fresh = entryFor(s, c);
+      if (fresh.cost > e.cost) {
+        queue.push(fresh);
+        continue;
+      }
+    } else if (!planFromEntry(s, settings, e, c)) {
+      continue;
+    }
     const Verdict verdict = collapseAllowed(s, c, settings.bounds, sc);
     if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
     if (verdict != Verdict::kAllowed) continue;
-    applyCollapse(s, c, sc);
-    if (requeue) requeueAround(s, settings, queue, sc, c.keep);
+    applyCollapse(s, c, sc, !lazy);
+    if (requeue == Requeue::kAll) requeueAround(s, settings, queue, sc, c.keep);
   }
 }
 

@@ -36,15 +36,21 @@ void appendCandidates(const ReducerState& s, const ReduceSettings& settings, siz
 // the thread count.
 std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings);
 
+// What happens to the entries around a vertex that has absorbed a neighbour.
+enum class Requeue {
+  kAll,   // they go stale and the vertex's edges are priced and queued again
+  kLazy,  // (endpoint placement only: the kept vertex does not move) they stay,
+          // and each is priced again when it comes up, going back into the
+          // queue if it has become dearer; edges it gained wait for a new pass
+};
+
 // Collapses cheapest-first until `budget` faces are gone, the queue runs dry,
 // or the cheapest entry costs more than `cost_limit` (that entry is put
 // back). The work is counted in `scratch`. Entries refused only because they
-// reach outside the scratch's region go to `deferred`. With `requeue`, the
-// edges around each merged vertex are queued again; without, a merged
-// vertex's other entries go stale and it waits for the next pass.
+// reach outside the scratch's region go to `deferred`.
 void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
                       CollapseScratch& scratch, size_t budget, float cost_limit,
-                      std::vector<QueueEntry>* deferred, bool requeue = true);
+                      std::vector<QueueEntry>* deferred, Requeue requeue = Requeue::kAll);
 
 // Writes the mesh back when anything was collapsed; shells, if the mesh had
 // them, are rebuilt for the new face numbers.

@@ -181,7 +181,7 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
   return Verdict::kAllowed;
 }
 
-void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc) {
+void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc, bool new_version) {
   const uint32_t u = c.keep, v = c.drop;
   if (!s.uniform_attributes) blendCornerAttributes(s, sc, c.t);
   for (int i = 0; i < sc.edge_faces; ++i) {
@@ -195,7 +195,7 @@ void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc) {
   for (int i = 0; i < 3; ++i) s.vertex[u].position[i] = c.p[i];
   s.vertex[u].quadric += s.vertex[v].quadric;
   s.vertex[u].on_boundary |= s.vertex[v].on_boundary;
-  ++s.version[u];
+  if (new_version) ++s.version[u];
   s.version[v] = kDeadVersion;
   sc.removed_faces += static_cast<size_t>(sc.edge_faces);
   ++sc.collapses;

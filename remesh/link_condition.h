@@ -73,6 +73,9 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
 
 // Carries out a collapse that collapseAllowed accepted just before; counts it
 // in the scratch (s.live_faces and s.collapses are the driver's to update).
-void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& scratch);
+// `new_version` bumps the kept vertex's version, making its entries stale; it
+// may be false only when the kept vertex stays where it is.
+void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& scratch,
+                   bool new_version = true);
 
 }  // namespace vekmesh::reducer
