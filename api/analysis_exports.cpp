@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vector>
 
-#include "analysis/orientation.h"
+#include "analysis/print_orientation.h"
 #include "analysis/sectional_analysis.h"
 #include "analysis/weakness_reduction.h"
 #include "api/driver_frame.h"

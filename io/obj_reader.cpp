@@ -8,9 +8,10 @@
 #include <string_view>
 #include <vector>
 
+#include "geometry/polygon_triangulation.h"
 #include "io/file_handle.h"
 #include "io/obj.h"
-#include "io/face_triangulation.h"
+#include "mesh/color_byte.h"
 #include "io/text_scanner.h"
 
 namespace vekmesh {
@@ -23,14 +24,6 @@ constexpr Rgb kWhite = {255, 255, 255};
 // The welded mesh numbers faces with 32-bit signed vertex indices; a file that
 // would need more triangles is read up to that point.
 constexpr size_t kMaxTriangles = std::numeric_limits<int32_t>::max();
-
-// A colour channel 0..1 to a byte the way the soup constructor does it:
-// x 255, truncated, low 8 bits kept (NaN gives 0).
-uint8_t colourByte(double channel) {
-  const double scaled = channel * 255.0;
-  if (!(scaled > -9.2e18 && scaled < 9.2e18)) return 0;
-  return static_cast<uint8_t>(static_cast<uint64_t>(static_cast<int64_t>(scaled)));
-}
 
 bool samePosition(const Position& a, const Position& b) {
   return std::memcmp(a.data(), b.data(), sizeof a) == 0;
@@ -96,7 +89,7 @@ class ObjParser {
     Rgb colour = kWhite;
     double rgb[3];
     if (complete && number(rgb[0]) && number(rgb[1]) && number(rgb[2]))
-      colour = {colourByte(rgb[0]), colourByte(rgb[1]), colourByte(rgb[2])};
+      colour = {colorByte(rgb[0]), colorByte(rgb[1]), colorByte(rgb[2])};
     positions_.push_back(p);
     colours_.push_back(colour);
   }

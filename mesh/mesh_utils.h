@@ -7,11 +7,10 @@
 #include <cstdint>
 #include <utility>
 
+#include "geometry/vectors.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
-
-using Vec3d = std::array<double, 3>;
 
 // Unit normal of the triangle a, b, c (single-precision cross product of b - a
 // and c - b, widened); (0, 0, 0) for a degenerate triangle, never NaN.

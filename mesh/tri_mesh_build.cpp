@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "mesh/color_byte.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 #include "mesh/vertex_welder.h"
@@ -14,21 +15,6 @@ namespace vekmesh {
 namespace {
 
 using Point = std::array<float, 3>;
-
-// Truncation toward zero to a 64-bit integer, saturated instead of undefined
-// when the value does not fit (NaN gives 0).
-int64_t truncateToInt64(double d) {
-  if (!(d == d)) return 0;
-  if (d >= 9.2e18) return std::numeric_limits<int64_t>::max();
-  if (d <= -9.2e18) return std::numeric_limits<int64_t>::min();
-  return static_cast<int64_t>(d);
-}
-
-// Colour channel 0..1 to a byte: x 255 in double, truncated, low 8 bits kept,
-// so 1.0 gives 255, 0.5 gives 127 and values above 1 wrap.
-uint8_t colorByte(double channel) {
-  return static_cast<uint8_t>(static_cast<uint64_t>(truncateToInt64(channel * 255.0)));
-}
 
 int16_t lowMaterialBits(int32_t m) {
   return static_cast<int16_t>(static_cast<uint16_t>(static_cast<uint32_t>(m)));

@@ -1,23 +1,22 @@
-// Hole patch construction: Newell-plane projection, ClipperLib simplicity
+// Hole patch construction: Newell-plane projection, polygon-clipper simplicity
 // check and inward offset, lattice points on the offset region by scanlines,
 // constrained Delaunay triangulation, and a lift by quadric plus mean value
 // coordinates (Hormann and Floater 2006) guarded by an ellipsoid test.
 #include "repair/hole_patch.h"
 
-#include <polyclipping/clipper.hpp>
-
 #include <algorithm>
 #include <cmath>
 
-#include "repair/loop_triangulation.h"
-#include "repair/planar_triangulation.h"
-#include "repair/vec3d_ops.h"
+#include "geometry/polygon_clipping.h"
+#include "geometry/polygon_triangulation.h"
+#include "geometry/polygon_triangulation.h"
+#include "geometry/vectors.h"
 
 namespace vekmesh {
 namespace {
 
 // The projected loop is scaled so that it spans +-2^28 integer units: well
-// inside the exact range of the planar predicates and ClipperLib's fast range.
+// inside the exact range of the planar predicates and the clipper's exact range.
 constexpr double kIntegerHalfSpan = double(int64_t(1) << 28);
 // Lattice points keep this many lattice steps away from the rim.
 constexpr double kRimClearance = 0.5;
@@ -66,53 +65,31 @@ bool newellFrame(const std::vector<Vec3d>& rim, Frame& f) {
   return true;
 }
 
-ClipperLib::Path toPath(const std::vector<IntPoint2>& pts) {
-  ClipperLib::Path path;
-  path.reserve(pts.size());
-  for (const IntPoint2& p : pts) path.emplace_back(p.x, p.y);
-  return path;
-}
-
-// A counter-clockwise polygon that ClipperLib's non-zero union leaves as one
-// path of the same area has no self-crossing, no doubly covered region and no
-// inverted lobe.
-bool isSimpleCounterClockwise(const ClipperLib::Path& path) {
-  const double area = ClipperLib::Area(path);
-  if (!(area > 0.0)) return false;
-  ClipperLib::Paths simple;
-  ClipperLib::SimplifyPolygon(path, simple, ClipperLib::pftNonZero);
-  if (simple.size() != 1) return false;
-  return std::fabs(ClipperLib::Area(simple[0]) - area) <= 1e-9 * area;
-}
-
 // Points of a triangular lattice with spacing `step`, anchored at `anchor`, that
 // lie inside the polygon shrunk by kRimClearance * step.
-std::vector<IntPoint2> latticePoints(const ClipperLib::Path& rim, double step,
+std::vector<IntPoint2> latticePoints(const IntRing& rim, double step,
                                      const std::array<double, 2>& anchor) {
   std::vector<IntPoint2> points;
-  const double area = ClipperLib::Area(rim);
+  const double area = ringArea(rim);
   const double expected = area / (step * step * 0.8660254037844386);
   if (expected > kMaxLatticePoints) step *= std::sqrt(expected / kMaxLatticePoints);
   const double row = step * 0.8660254037844386;
 
-  ClipperLib::ClipperOffset offset;
-  offset.ArcTolerance = std::max(0.25, 0.05 * step);
-  offset.AddPath(rim, ClipperLib::jtRound, ClipperLib::etClosedPolygon);
-  ClipperLib::Paths inner;
-  offset.Execute(inner, -kRimClearance * step);
-  if (inner.empty()) return points;
+  const std::vector<IntRing> inner =
+      offsetRings({rim}, -kRimClearance * step, JoinKind::kRound, std::max(0.25, 0.05 * step));
+  if (inner.empty() || inner[0].empty()) return points;
 
-  ClipperLib::cInt lo = inner[0][0].Y, hi = lo;
+  int64_t lo = inner[0][0].y, hi = lo;
   for (const auto& path : inner)
     for (const auto& p : path) {
-      lo = std::min(lo, p.Y);
-      hi = std::max(hi, p.Y);
+      lo = std::min(lo, p.y);
+      hi = std::max(hi, p.y);
     }
   std::vector<double> crossings;
   const int64_t first = static_cast<int64_t>(std::ceil((double(lo) - anchor[1]) / row));
   const int64_t last = static_cast<int64_t>(std::floor((double(hi) - anchor[1]) / row));
   for (int64_t j = first; j <= last; ++j) {
-    const ClipperLib::cInt y = std::llround(anchor[1] + double(j) * row);
+    const int64_t y = std::llround(anchor[1] + double(j) * row);
     // Even-odd crossings of the row with every offset path, half-open in y so
     // that a vertex on the row is crossed once.
     crossings.clear();
@@ -120,8 +97,8 @@ std::vector<IntPoint2> latticePoints(const ClipperLib::Path& rim, double step,
       for (size_t i = 0; i < path.size(); ++i) {
         const auto& a = path[i];
         const auto& b = path[i + 1 == path.size() ? 0 : i + 1];
-        if ((a.Y <= y) == (b.Y <= y)) continue;
-        crossings.push_back(double(a.X) + double(y - a.Y) * double(b.X - a.X) / double(b.Y - a.Y));
+        if ((a.y <= y) == (b.y <= y)) continue;
+        crossings.push_back(double(a.x) + double(y - a.y) * double(b.x - a.x) / double(b.y - a.y));
       }
     std::sort(crossings.begin(), crossings.end());
     const double shift = (j & 1) ? 0.5 : 0.0;
@@ -262,8 +239,7 @@ bool planarPatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
   std::vector<IntPoint2> pts(n);
   for (size_t i = 0; i < n; ++i)
     pts[i] = {std::llround(local[i][0] * to_int), std::llround(local[i][1] * to_int)};
-  const ClipperLib::Path path = toPath(pts);
-  if (!isSimpleCounterClockwise(path)) return false;
+  if (!isSimpleCounterClockwise(pts)) return false;
 
   // Lattice step: the mean projected rim edge; anchored at the area centroid
   // so that a small round hole gets a point in its middle.
@@ -280,7 +256,7 @@ bool planarPatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
   const std::array<double, 2> anchor = {cx / (3.0 * twice_area), cy / (3.0 * twice_area)};
   const double step = perimeter / static_cast<double>(n);
   if (step >= 1.0) {
-    const std::vector<IntPoint2> inside = latticePoints(path, step, anchor);
+    const std::vector<IntPoint2> inside = latticePoints(pts, step, anchor);
     pts.insert(pts.end(), inside.begin(), inside.end());
   }
 
@@ -387,11 +363,9 @@ HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>
     return patch;
   }
   const std::vector<Vec3d> normals = rimFaceNormals(rim, apex);
-  try {
-    if (planarPatch(rim, apex, normals, patch)) return patch;
-  } catch (const ClipperLib::clipperException&) {
-    // Out of ClipperLib's range: triangulate the loop another way.
-  }
+  // A loop that cannot be projected as a simple polygon is triangulated in
+  // space instead.
+  if (planarPatch(rim, apex, normals, patch)) return patch;
   patch = HolePatch{};
   if (triangulateLoopMinimumWeight(rim, normals, patch.triangles)) {
     patch.method = HolePatch::Method::kMinimumWeight;

@@ -5,7 +5,7 @@
 #include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
 #include "repair/duplicate_faces.h"
-#include "repair/orientation.h"
+#include "repair/winding.h"
 #include "repair/snap_to_grid.h"
 
 namespace vekmesh {

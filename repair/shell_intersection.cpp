@@ -17,8 +17,8 @@
 #include <boost/geometry/index/rtree.hpp>
 
 #include "mesh/face_bits.h"
-#include "repair/morton_order.h"
-#include "repair/tri_tri_intersection.h"
+#include "geometry/morton_order.h"
+#include "geometry/tri_tri_intersection.h"
 
 namespace vekmesh {
 namespace {

@@ -1,7 +1,7 @@
 // Tests of the exact orientation predicates against rational arithmetic
 // (Boost.Multiprecision on exactly converted doubles), on configurations
 // built so that a plain double determinant gets the sign wrong.
-#include "repair/exact_predicates.h"
+#include "geometry/exact_predicates.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Tests of the Morton order used to cut large shells into compact runs: the
 // radix sort is a stable sort by code, and codes interleave the cell bits.
-#include "repair/morton_order.h"
+#include "geometry/morton_order.h"
 
 #include <gtest/gtest.h>
 

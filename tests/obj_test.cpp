@@ -12,7 +12,7 @@
 
 #include "io/import_file.h"
 #include "io/obj.h"
-#include "io/face_triangulation.h"
+#include "geometry/polygon_triangulation.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
 

@@ -1,7 +1,7 @@
 // Tests of the exact planar triangulation (tiling, kept rim, Delaunay edges,
 // refusal of non-simple polygons) and of the minimum-weight loop
 // triangulation (a valid triangulation of a non-planar loop).
-#include "repair/planar_triangulation.h"
+#include "geometry/polygon_triangulation.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <map>
 #include <utility>
 
-#include "repair/loop_triangulation.h"
+#include "geometry/polygon_triangulation.h"
 
 namespace vekmesh {
 namespace {

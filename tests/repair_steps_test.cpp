@@ -10,7 +10,7 @@
 #include "mesh_builders.h"
 #include "repair/duplicate_faces.h"
 #include "repair/flaw_detection.h"
-#include "repair/orientation.h"
+#include "repair/winding.h"
 #include "repair/repair_pipeline.h"
 #include "repair/snap_to_grid.h"
 

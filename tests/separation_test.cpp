@@ -16,7 +16,7 @@
 #include "mesh/result_arrays.h"
 #include "mesh_builders.h"
 #include "repair/shell_intersection.h"
-#include "repair/tri_tri_intersection.h"
+#include "geometry/tri_tri_intersection.h"
 
 namespace vekmesh {
 namespace {

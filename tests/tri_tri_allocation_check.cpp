@@ -9,8 +9,8 @@
 #include <new>
 #include <vector>
 
-#include "repair/exact_predicates.h"
-#include "repair/tri_tri_intersection.h"
+#include "geometry/exact_predicates.h"
+#include "geometry/tri_tri_intersection.h"
 
 namespace {
 std::atomic<size_t> g_allocations{0};

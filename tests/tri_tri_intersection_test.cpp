@@ -2,7 +2,7 @@
 // and parallel pairs, shared corners and edges, flat triangles, touches that a
 // plain double determinant misjudges, and agreement with an independent
 // separating-axis test on small integer coordinates (exact in int64).
-#include "repair/tri_tri_intersection.h"
+#include "geometry/tri_tri_intersection.h"
 
 #include <gtest/gtest.h>
 
@@ -12,7 +12,7 @@
 #include <cstdint>
 #include <random>
 
-#include "repair/exact_predicates.h"
+#include "geometry/exact_predicates.h"
 
 namespace vekmesh {
 namespace {

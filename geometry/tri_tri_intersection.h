@@ -6,9 +6,9 @@
 
 #include <array>
 
-namespace vekmesh {
+#include "geometry/vectors.h"
 
-using Vec3d = std::array<double, 3>;
+namespace vekmesh {
 
 // True when the closed triangles p1 q1 r1 and p2 q2 r2 share at least one
 // point; touching at a vertex or along an edge counts. `coplanar` is set to 1

@@ -1,12 +1,22 @@
-// Small double-precision vector helpers for the repair geometry (hole patches
-// and loop triangulation); mesh storage stays single precision.
+// The vector types every kernel shares: double-precision 3-vectors with their
+// operations (mesh storage stays single precision; sums, normals and patch
+// geometry are accumulated in these) and integer plane points for the exact
+// planar kernels and the polygon clipper.
 #pragma once
 
+#include <array>
 #include <cmath>
-
-#include "mesh/mesh_utils.h"
+#include <cstdint>
 
 namespace vekmesh {
+
+using Vec3d = std::array<double, 3>;
+
+// A point of the integer plane; the planar kernels state the range they need.
+struct IntPoint2 {
+  int64_t x;
+  int64_t y;
+};
 
 inline Vec3d sub(const Vec3d& a, const Vec3d& b) {
   return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};

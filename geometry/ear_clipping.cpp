@@ -3,7 +3,7 @@
 // no other remaining corner lies in the triangle it cuts off; when a full lap
 // finds none (a self-crossing or degenerate polygon), the current corner is cut
 // anyway so that the loop always ends with n - 2 triangles.
-#include "io/face_triangulation.h"
+#include "geometry/polygon_triangulation.h"
 
 #include <cmath>
 

@@ -1,7 +1,7 @@
 // Exact signs of the 2-D and 3-D orientation determinants by floating-point
 // expansion arithmetic (Shewchuk 1997): differences become two-term expansions,
 // products and sums stay exact as non-overlapping expansions on the stack.
-#include "repair/exact_predicates.h"
+#include "geometry/exact_predicates.h"
 
 #if defined(__FAST_MATH__)
 #error "The exact predicates need IEEE rounding; do not build them with -ffast-math."

@@ -3,7 +3,7 @@
 // Lawson flips of the non-rim edges, then insertion of each interior point into
 // the triangle found by a visibility walk, followed by flips around it. All
 // predicates are exact on integer coordinates.
-#include "repair/planar_triangulation.h"
+#include "geometry/polygon_triangulation.h"
 
 #include <algorithm>
 #include <unordered_map>

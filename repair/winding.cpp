@@ -3,7 +3,7 @@
 // are first recorded as bits and applied to the faces and incidence lists in
 // one pass at the end; the walk reads faces as if already turned, so every
 // decision is the one an immediate turn would have led to.
-#include "repair/orientation.h"
+#include "repair/winding.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
 // Morton order by quantising each point to a 128^3 lattice over its box,
 // interleaving the bits into a 21-bit code and sorting the codes with a
 // least-significant-digit radix sort (two stable passes of 11 and 10 bits).
-#include "repair/morton_order.h"
+#include "geometry/morton_order.h"
 
 #include <cmath>
 

@@ -1,4 +1,4 @@
-// Repair step 5: making each shell consistently wound and turned outwards, by
+// Repair step 5, winding: making each shell consistently wound and turned outwards, by
 // the inside-out test at the shell's top followed by a breadth-first walk from
 // an upward-facing seed that turns over every neighbour running a shared edge
 // the same way.

@@ -1,6 +1,6 @@
 // Orientation optimisation has not landed yet: the model keeps its attitude
 // and all three angles are 0.
-#include "analysis/orientation.h"
+#include "analysis/print_orientation.h"
 
 namespace vekmesh {
 

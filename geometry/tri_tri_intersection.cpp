@@ -2,12 +2,12 @@
 // Devillers 2003): classify each triangle against the other's plane, bring the
 // lone corner of each to a fixed side, and compare the two intervals on the
 // common line with four more orientation signs. Coplanar pairs are tested in 2-D.
-#include "repair/tri_tri_intersection.h"
+#include "geometry/tri_tri_intersection.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "repair/exact_predicates.h"
+#include "geometry/exact_predicates.h"
 
 namespace vekmesh {
 namespace {
