@@ -26,8 +26,7 @@ void repairColorModel(TriMesh& mesh, const float* corners, const float* colors, 
                       uint32_t* count_out) {
   buildInput(mesh, count, corners, colors, uvs, materials);
   setProgress(30);
-  repairMesh(mesh, HoleFilling::kWhenUntextured);
-  rebuildTopology(mesh);
+  repairMesh(mesh, {HoleFilling::kWhenUntextured});
   setProgress(70);
   storeModel(convertSingleModel(mesh), count_out, corners_out, colors_out, uvs_out, materials_out);
 }
@@ -47,8 +46,7 @@ VEKMESH_API void modelRepair64(const char* path) {
     // A file that could not be read, or held no triangles, is not replaced by
     // an empty one: the user's file stays as it was.
     if (mesh.faces.empty()) return;
-    repairMesh(mesh, HoleFilling::kWhenUntextured);
-    rebuildTopology(mesh);
+    repairMesh(mesh, {HoleFilling::kWhenUntextured});
     writeStl(mesh, path);
   } catch (...) {
     // The file is left as it was.
@@ -86,8 +84,7 @@ VEKMESH_API void modelRepairFromData64(float* const* corners_address, const uint
     buildInput(mesh, in.count, in.corners);
     setProgress(30);
     // Plain arrays carry no materials, so holes are always filled here.
-    repairMesh(mesh, HoleFilling::kAlways);
-    rebuildTopology(mesh);
+    repairMesh(mesh, {HoleFilling::kAlways});
     setProgress(70);
     ModelArrays result = convertSingleModel(mesh);
     storeCoordinatesOnly(result, count_out, corners_out);

@@ -55,8 +55,8 @@ void runRepair(const Options& o) {
     loadModel(o.input, mesh);
     before = inspectModel(mesh);
     setProgress(50);
-    repairMesh(mesh, HoleFilling::kAlways);
-    rebuildTopology(mesh);
+    // Unlike the exports, the tool removes duplicate faces at every size.
+    repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways});
     setProgress(80);
     after = inspectModel(mesh);
     saveModel(mesh, o.output);
@@ -168,7 +168,10 @@ int main(int argc, char** argv) {
 
   CLI::App* info = app.add_subcommand("info", "print counts, bounds, volume, area and flaws");
   input(info);
-  CLI::App* repair = app.add_subcommand("repair", "repair a model and write the result");
+  CLI::App* repair = app.add_subcommand(
+      "repair",
+      "repair a model and write the result: snap to a 1/5000 grid, remove duplicate faces (at "
+      "every size), make each shell's winding consistent and outward, fill holes");
   input(repair);
   output(repair, "repaired model file");
   CLI::App* reduce = app.add_subcommand("reduce", "reduce the triangle count");

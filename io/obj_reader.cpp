@@ -100,11 +100,12 @@ class ObjParser {
     texCoords_.push_back(uv);
   }
 
-  // The face's material: the running count of "usemtl" lines less one, so the
-  // first group is 0 and faces before any group have none; only its low 16
-  // bits are kept, as for every material.
+  // The face's material: the running count of "usemtl" lines, so the faces
+  // after the first group line have 1, after the second 2, and faces before
+  // any group have none; only its low 16 bits are kept, as for every material.
   int16_t currentMaterial() const {
-    return static_cast<int16_t>(static_cast<uint16_t>(materials_seen_ - 1));
+    if (materials_seen_ == 0) return kNoMaterial;
+    return static_cast<int16_t>(static_cast<uint16_t>(materials_seen_));
   }
 
   void faceLine() {

@@ -1,11 +1,10 @@
-// Hole filling: resolve repeated faces, find open edges and trace them into
+// Hole filling: find open edges and trace them into
 // loops, build one patch per loop and append its vertices and faces.
 #include "repair/hole_filling.h"
 
 #include <cstring>
 
 #include "repair/boundary_loops.h"
-#include "repair/duplicate_faces.h"
 #include "repair/hole_patch.h"
 
 namespace vekmesh {
@@ -51,7 +50,6 @@ HoleFillingReport fillHoles(SubMesh& mesh) {
 
 HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
   HoleFillingReport report;
-  report.repeated_faces_removed = resolveRepeatedFaces(mesh, adjacency);
   const std::vector<OpenEdge> open_edges = findOpenEdges(mesh, adjacency);
   const BoundaryLoops traced = traceBoundaryLoops(mesh, open_edges);
   report.open_edges_left = traced.abandoned_edges;

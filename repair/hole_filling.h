@@ -1,7 +1,8 @@
-// Repair step 6: closing holes. Repeated faces are resolved first, then the
-// open edges are chained into boundary loops and every loop of 3 to 1000
-// vertices is closed by a patch (see hole_patch.h) whose faces are wound
-// against the rim's faces, white and without material.
+// Repair step 6: closing holes. The open edges are chained into boundary
+// loops and every loop of 3 to 1000 vertices is closed by a patch (see
+// hole_patch.h) whose faces are wound against the rim's faces, white and
+// without material. Hole filling only adds faces: repeated faces that the
+// duplicate step left (on large meshes) stay as they are.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +13,6 @@
 namespace vekmesh {
 
 struct HoleFillingReport {
-  size_t repeated_faces_removed = 0;
   size_t loops_closed = 0;
   size_t open_edges_left = 0;  // on traces that did not close (too long, or dead ends)
   size_t faces_added = 0;

@@ -16,7 +16,7 @@ bool anyLiveFaceHasMaterial(const SubMesh& mesh) {
   return false;
 }
 
-RepairReport repairMesh(SubMesh& mesh, HoleFilling hole_filling) {
+RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options) {
   RepairReport report;
   snapToGrid(mesh);
   compactMesh(mesh);
@@ -25,15 +25,18 @@ RepairReport repairMesh(SubMesh& mesh, HoleFilling hole_filling) {
   // until hole filling appends its patches.
   CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   buildShells(mesh, adjacency);
-  // Larger meshes keep their duplicates here; hole filling resolves them when
-  // it runs (see resolveRepeatedFaces).
-  if (mesh.faces.size() < kDuplicateRemovalFaceLimit)
+  // The exports leave the duplicates of large meshes in place on purpose:
+  // hosts rely on that face count. Later steps skip removed faces, so the
+  // adjacency stays valid.
+  if (options.duplicates == DuplicateRemoval::kAlways ||
+      mesh.faces.size() < kDuplicateRemovalFaceLimit)
     report.duplicates_removed = removeDuplicateFaces(mesh);
   report.faces_turned = unifyOrientation(mesh, adjacency);
-  if (hole_filling == HoleFilling::kAlways || !anyLiveFaceHasMaterial(mesh)) {
+  if (options.hole_filling == HoleFilling::kAlways || !anyLiveFaceHasMaterial(mesh)) {
     report.holes_filled = true;
     report.holes = fillHoles(mesh, adjacency);
   }
+  rebuildTopology(mesh);
   return report;
 }
 

@@ -1,6 +1,7 @@
 // The repair pipeline: snap to a 1/5000 grid, compact, build shells, drop
-// duplicate faces (below 300000 faces), unify the winding and outward
-// orientation of each shell, and fill holes; the caller compacts once more.
+// duplicate faces (below 300000 faces, or at any size for the tool), unify the
+// winding and outward orientation of each shell, fill holes, and compact once
+// more so that the caller gets a finished mesh.
 #pragma once
 
 #include "mesh/tri_mesh.h"
@@ -13,6 +14,16 @@ enum class HoleFilling {
   kWhenUntextured,  // only when no live face carries a material
 };
 
+enum class DuplicateRemoval {
+  kBelowFaceLimit,  // the exports: meshes of 300000 faces or more keep them
+  kAlways,          // the tool: a big soup with doubled facets still closes
+};
+
+struct RepairOptions {
+  HoleFilling hole_filling = HoleFilling::kAlways;
+  DuplicateRemoval duplicates = DuplicateRemoval::kBelowFaceLimit;
+};
+
 struct RepairReport {
   size_t duplicates_removed = 0;  // by step 4
   size_t faces_turned = 0;        // by the orientation walk of step 5
@@ -20,15 +31,16 @@ struct RepairReport {
   HoleFillingReport holes;
 };
 
-// Steps 1 to 6 in place, in this order:
+// The steps in place, in this order:
 //   1 snapToGrid, 2 compactMesh, 3 buildShells,
-//   4 removeDuplicateFaces, only when the mesh has fewer than 300000 faces,
+//   4 removeDuplicateFaces: with kBelowFaceLimit only when the mesh has fewer
+//     than 300000 faces, with kAlways at every size,
 //   5 unifyOrientation,
 //   6 fillHoles: always with kAlways; with kWhenUntextured only when every
-//     live face has material -1 (a textured model is never hole-filled).
-// The caller finishes with compactMesh (rebuildTopology), which drops the
-// faces removed here and welds the patches in.
-RepairReport repairMesh(SubMesh& mesh, HoleFilling hole_filling);
+//     live face has material -1 (a textured model is never hole-filled),
+//   7 compactMesh and buildShells (rebuildTopology), which drop the faces
+//     removed here and weld the patches in.
+RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options);
 
 // True when some live face carries a material (0 or more).
 bool anyLiveFaceHasMaterial(const SubMesh& mesh);

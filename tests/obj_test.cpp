@@ -153,7 +153,7 @@ TEST(ObjReader, ColoursTextureNumbersAndUsemtlCounter) {
     for (int k = 0; k < 3; ++k) EXPECT_EQ(plain.colors[c][k], rgb[c][k]);
 
   const Face& textured = mesh.faces[1];
-  EXPECT_EQ(textured.material, 0);
+  EXPECT_EQ(textured.material, 1);  // after the first usemtl
   const double uv[3][2] = {{0.25, 0.5}, {0.75, 0.125}, {0.0, 0.0}};  // number 7 does not exist
   for (int c = 0; c < 3; ++c) {
     ASSERT_LT(textured.uv[c], mesh.texCoords.size());
@@ -165,8 +165,8 @@ TEST(ObjReader, ColoursTextureNumbersAndUsemtlCounter) {
   EXPECT_EQ(textured.colors[1][1], 255);
 
   // The same material name again is a new group: groups count by appearance.
-  EXPECT_EQ(mesh.faces[2].material, 1);
-  EXPECT_EQ(mesh.faces[3].material, 1);
+  EXPECT_EQ(mesh.faces[2].material, 2);
+  EXPECT_EQ(mesh.faces[3].material, 2);
   EXPECT_DOUBLE_EQ(areaFromAbove(mesh), 0.5 + 0.5 + 1.0);
   // Corners of the quad: "1//1" has no texture number, "2/2/2" has 2.
   std::set<std::pair<double, double>> quad_uvs;
@@ -224,7 +224,7 @@ TEST(ObjReader, MalformedInputNeverCrashes) {
   EXPECT_EQ(test::invariantViolation(odd), "");
   ASSERT_EQ(odd.faces.size(), 2u);
   for (const Face& f : odd.faces) {
-    EXPECT_EQ(f.material, 0);
+    EXPECT_EQ(f.material, 1);
     for (int c = 0; c < 3; ++c) {
       EXPECT_EQ(odd.texCoords[f.uv[c]].u, 0.0);
       EXPECT_EQ(f.colors[c][2], 255);  // "v 1 1 1 0.5" is not a colour
@@ -263,7 +263,9 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
   ASSERT_EQ(back.faces.size(), mesh.faces.size());
   EXPECT_EQ(test::invariantViolation(back), "");
 
-  // Faces come back group by group (-1, 0, 1), each group in face order.
+  // Faces come back group by group (-1, 0, 1), each group in face order; every
+  // group, the untextured one included, has its "usemtl" line, so they read
+  // back as 1, 2, 3.
   std::vector<uint32_t> order(mesh.faces.size());
   for (uint32_t f = 0; f < order.size(); ++f) order[f] = f;
   std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
@@ -272,7 +274,7 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
   for (size_t i = 0; i < order.size(); ++i) {
     const Face& was = mesh.faces[order[i]];
     const Face& now = back.faces[i];
-    EXPECT_EQ(now.material, was.material + 1) << "face " << i;
+    EXPECT_EQ(now.material, was.material + 2) << "face " << i;
     for (int c = 0; c < 3; ++c) {
       for (int a = 0; a < 3; ++a)
         EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a],
@@ -292,13 +294,13 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
     }
   }
 
-  // Groups 0 and 1 alone come back under their own numbers.
+  // Groups 0 and 1 alone come back one higher: numbers count the group lines.
   const TriMesh only_textured = test::buildMesh(textured);
   writeObj(only_textured, path.c_str());
   TriMesh again;
   readObj(path.c_str(), again);
   ASSERT_EQ(again.faces.size(), 12u);
-  for (size_t f = 0; f < 12; ++f) EXPECT_EQ(again.faces[f].material, f < 6 ? 0 : 1);
+  for (size_t f = 0; f < 12; ++f) EXPECT_EQ(again.faces[f].material, f < 6 ? 1 : 2);
 }
 
 }  // namespace

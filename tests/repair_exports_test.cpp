@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "broken_sphere.h"
 #include "include/vekmesh.h"
@@ -55,6 +56,32 @@ TEST(ModelRepairFromData64, MakesTheBrokenSphereClosedOrientedAndFull) {
   EXPECT_NEAR(enclosedVolume(repaired), broken.intact_volume, 0.005 * broken.intact_volume);
   // Holes are closed with about as many faces as they lost.
   EXPECT_NEAR(double(out_count), double(broken.intact_triangles), 2.0 * broken.hole_faces);
+}
+
+// A flat strip of `triangles` triangles followed by a copy of the first.
+std::vector<float> stripWithRepeat(uint32_t triangles) {
+  std::vector<float> c;
+  for (uint32_t t = 0; t < triangles; ++t) {
+    const float i = float(t / 2);
+    if (t % 2 == 0)
+      c.insert(c.end(), {i, 0, 0, i + 1, 0, 0, i, 1, 0});
+    else
+      c.insert(c.end(), {i + 1, 0, 0, i + 1, 1, 0, i, 1, 0});
+  }
+  c.insert(c.end(), c.begin(), c.begin() + 9);
+  return c;
+}
+
+TEST(ModelRepairFromData64, KeepsADuplicateFaceFrom300000Faces) {
+  for (const uint32_t faces : {299999u, 300000u}) {
+    const std::vector<float> soup = stripWithRepeat(faces - 1);
+    float* corners = const_cast<float*>(soup.data());
+    float* out = nullptr;
+    uint32_t out_count = 0;
+    modelRepairFromData64(&corners, &faces, &out, &out_count, nullptr);
+    EXPECT_EQ(out_count, faces == 300000u ? 300000u : 299998u) << faces;
+    freeAllArray();
+  }
 }
 
 // The open cube of the colour exports: one side missing, every face coloured,
