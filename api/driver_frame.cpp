@@ -30,7 +30,7 @@ void buildInput(SubMesh& mesh, uint32_t count, const float* corners, const float
 }
 
 void loadInput(SubMesh& mesh, const char* path) {
-  if (path) loadStl(mesh, path);
+  if (path) loadStl(path, mesh);
   mesh.tag = &mesh;
 }
 

@@ -7,7 +7,7 @@
 #include "api/result_buffers.h"
 #include "include/vekmesh.h"
 #include "io/gltf.h"
-#include "io/import_file.h"
+#include "io/file_dispatch.h"
 #include "io/obj.h"
 
 using namespace vekmesh;
@@ -18,7 +18,7 @@ VEKMESH_API void importFile(const char* path, float** corners_out, float** color
                             float** uvs_out, int32_t** materials_out, uint32_t* count_out) {
   try {
     TriMesh mesh;
-    importByExtension(mesh, path);
+    importByExtension(path, mesh);
     storeModel(convertSingleModel(mesh), count_out, corners_out, colors_out, uvs_out,
                materials_out);
   } catch (...) {
@@ -32,7 +32,7 @@ VEKMESH_API void importFileVRML(const char* path, float** corners_out, float** c
   try {
     TriMesh mesh;
     std::vector<std::string> names;
-    importByExtension(mesh, path, &names);
+    importByExtension(path, mesh, &names);
     storeModel(convertSingleModel(mesh), count_out, corners_out, colors_out, uvs_out,
                materials_out);
     storeSceneNames(names, names_out, name_count_out);
@@ -52,7 +52,7 @@ VEKMESH_API void importFileVRML(const char* path, float** corners_out, float** c
 VEKMESH_API void importFileStep(const char* path, float** corners_out, uint32_t* count_out) {
   try {
     TriMesh mesh;
-    importByExtension(mesh, path);
+    importByExtension(path, mesh);
     ModelArrays result = convertSingleModel(mesh);
     storeCoordinatesOnly(result, count_out, corners_out);
   } catch (...) {
@@ -88,7 +88,7 @@ VEKMESH_API void saveasObjFromDataDoublePrecision(const char* path, const double
     TriMesh mesh;
     buildTriMeshDouble(mesh, corners ? countFromSigned(count) : 0, corners, colors, uvs, materials);
     mesh.tag = &mesh;
-    writeObj(mesh, path);
+    writeObj(path, mesh);
   } catch (...) {
     // Nothing is returned.
   }

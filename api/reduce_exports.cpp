@@ -4,6 +4,7 @@
 #include "api/driver_frame.h"
 #include "api/result_buffers.h"
 #include "include/vekmesh.h"
+#include "io/file_replace.h"
 #include "io/stl.h"
 #include "mesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
@@ -50,7 +51,8 @@ int32_t capFile(const char* path, float** corners_out, uint32_t* count_out, int3
       setProgress(85);
       flawed = detectFlaws(mesh, kStrictMode);
     }
-    if (after == AfterCap::kCheckAndSave && loaded) writeStl(mesh, path);
+    if (after == AfterCap::kCheckAndSave && loaded)
+      replaceFile(path, [&](const char* temp) { return writeStl(temp, mesh); });
     setProgress(100);
     return flawed ? 1 : 0;
   } catch (...) {

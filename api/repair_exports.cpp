@@ -5,6 +5,7 @@
 #include "api/driver_frame.h"
 #include "api/result_buffers.h"
 #include "include/vekmesh.h"
+#include "io/file_replace.h"
 #include "io/stl.h"
 #include "mesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
@@ -47,7 +48,8 @@ VEKMESH_API void modelRepair64(const char* path) {
     // an empty one: the user's file stays as it was.
     if (mesh.faces.empty()) return;
     repairMesh(mesh, {HoleFilling::kWhenUntextured});
-    writeStl(mesh, path);
+    // A crash or a full disk while writing leaves the user's file as it was.
+    replaceFile(path, [&](const char* temp) { return writeStl(temp, mesh); });
   } catch (...) {
     // The file is left as it was.
   }

@@ -59,7 +59,7 @@ void runRepair(const Options& o) {
     repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways});
     setProgress(80);
     after = inspectModel(mesh);
-    saveModel(mesh, o.output);
+    saveModel(o.output, mesh);
     setProgress(100);
   }
   if (o.json) {
@@ -83,7 +83,7 @@ void runReduce(const Options& o) {
     reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine);
     rebuildTopology(mesh);
     setProgress(80);
-    saveModel(mesh, o.output);
+    saveModel(o.output, mesh);
     setProgress(100);
   }
   const size_t after = liveFaces(mesh);
@@ -116,7 +116,7 @@ void runSeparate(const Options& o) {
   try {
     for (size_t i = 0; i < mesh.pieces.size(); ++i) {
       written.push_back(partPath(o.output, i + 1));
-      saveModel(mesh.pieces[i], written.back());
+      saveModel(written.back(), mesh.pieces[i]);
     }
   } catch (...) {
     std::error_code ec;
@@ -139,7 +139,7 @@ void runSeparate(const Options& o) {
 void runConvert(const Options& o) {
   TriMesh mesh;
   loadModel(o.input, mesh);
-  saveModel(mesh, o.output);
+  saveModel(o.output, mesh);
   if (o.json)
     std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"triangles\": %zu}\n", o.input.c_str(),
                 o.output.c_str(), liveFaces(mesh));

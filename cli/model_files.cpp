@@ -1,26 +1,25 @@
-// Model files for the command-line tool: case-insensitive format choice on top
-// of the library's readers and writers, with checks that turn silent failures
+// Model files for the command-line tool: the core's readers and writers with a
+// case-insensitive format choice, and checks that turn silent failures
 // (unreadable input, unwritable output) into messages.
 #include "cli/model_files.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
-#include <unistd.h>
 
-#include "io/obj.h"
-#include "io/stl.h"
+#include "io/file_dispatch.h"
+#include "io/file_replace.h"
 #include "mesh/mesh_utils.h"
 
 namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
-const char* knownExtensions() { return "stl, obj"; }
+const char* readableExtensions() { return "stl, obj, wrl, x3d, igs, iges, stp, step"; }
+const char* writableExtensions() { return "stl, obj"; }
 
 std::string lowerExtension(const std::string& path) {
   const std::string name = fs::path(path).filename().string();
@@ -34,10 +33,10 @@ std::string lowerExtension(const std::string& path) {
 
 namespace {
 
-std::string unknownExtensionMessage(const std::string& path) {
+std::string unknownExtensionMessage(const std::string& path, const char* known) {
   const std::string ext = lowerExtension(path);
   return "unknown file type '" + (ext.empty() ? std::string("(no extension)") : "." + ext) +
-         "' of '" + path + "'; known extensions: " + knownExtensions();
+         "' of '" + path + "'; known extensions: " + known;
 }
 
 }  // namespace
@@ -51,15 +50,9 @@ void loadModel(const std::string& path, TriMesh& mesh) {
     std::ifstream probe(path, std::ios::binary);
     if (!probe) throw UserError("cannot read '" + path + "': " + std::strerror(errno));
   }
-  const std::string ext = lowerExtension(path);
-  if (ext == "stl") {
-    loadStl(mesh, path.c_str());
-  } else if (ext == "obj") {
-    readObj(path.c_str(), mesh);
-  } else {
-    throw UserError(unknownExtensionMessage(path));
-  }
-  mesh.tag = &mesh;
+  if (modelFormatOf(path, ExtensionMatch::kIgnoreCase) == ModelFormat::kUnknown)
+    throw UserError(unknownExtensionMessage(path, readableExtensions()));
+  importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase);
   size_t live = 0;
   for (const Face& f : mesh.faces) live += f.removed == 0;
   if (live == 0) throw UserError("'" + path + "' holds no triangles");
@@ -67,40 +60,21 @@ void loadModel(const std::string& path, TriMesh& mesh) {
 }
 
 void checkOutputName(const std::string& path) {
-  const std::string ext = lowerExtension(path);
-  if (ext != "stl" && ext != "obj") throw UserError(unknownExtensionMessage(path));
+  if (!isWritableFormat(modelFormatOf(path, ExtensionMatch::kIgnoreCase)))
+    throw UserError(unknownExtensionMessage(path, writableExtensions()));
 }
 
-void saveModel(const SubMesh& mesh, const std::string& path) {
+void saveModel(const std::string& path, const SubMesh& mesh) {
   checkOutputName(path);
-  const std::string ext = lowerExtension(path);
-
-  // Write beside the target and rename: a failed or interrupted write never
-  // leaves a partial file under the user's name.
-  const fs::path target(path);
-  const fs::path temp =
-      target.parent_path() / ("." + target.filename().string() + ".part" + std::to_string(getpid()));
-  {
-    std::FILE* f = std::fopen(temp.c_str(), "wb");
-    if (!f) throw UserError("cannot write '" + path + "': " + std::strerror(errno));
-    std::fclose(f);
-  }
-  if (ext == "stl")
-    writeStl(mesh, temp.c_str());
-  else
-    writeObj(mesh, temp.c_str());
-
-  std::error_code ec;
-  const auto size = fs::file_size(temp, ec);
-  if (ec || size == 0) {
-    fs::remove(temp, ec);
-    throw UserError("cannot write '" + path + "'");
-  }
-  fs::rename(temp, target, ec);
-  if (ec) {
-    fs::remove(temp, ec);
-    throw UserError("cannot write '" + path + "': " + ec.message());
-  }
+  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kIgnoreCase);
+  // Written beside the target and renamed: a failed or interrupted write
+  // never leaves a partial file under the user's name.
+  errno = 0;
+  const bool written = replaceFile(path, [&](const char* temp) {
+    return writeModel(temp, mesh, format);
+  });
+  if (!written)
+    throw UserError("cannot write '" + path + "'" + (errno ? std::string(": ") + std::strerror(errno) : ""));
 }
 
 }  // namespace vekmesh::cli

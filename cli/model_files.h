@@ -16,8 +16,9 @@ class UserError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// "stl, obj": the extensions the tool reads and writes.
-const char* knownExtensions();
+// The extensions the tool reads and writes, for messages and help.
+const char* readableExtensions();
+const char* writableExtensions();
 
 // Lower-cased extension of `path` ("" when it has none).
 std::string lowerExtension(const std::string& path);
@@ -33,6 +34,6 @@ void checkOutputName(const std::string& path);
 // Writes the live faces of `mesh` to `path` in the format of its extension.
 // Throws UserError when the extension is unknown or the file cannot be
 // written; in that case nothing is left at `path`.
-void saveModel(const SubMesh& mesh, const std::string& path);
+void saveModel(const std::string& path, const SubMesh& mesh);
 
 }  // namespace vekmesh::cli

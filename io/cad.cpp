@@ -4,6 +4,6 @@
 
 namespace vekmesh {
 
-void importCad(SubMesh&, const char*, CadFormat) {}
+void importCad(const char*, SubMesh&, CadFormat) {}
 
 }  // namespace vekmesh

@@ -10,6 +10,6 @@ enum class CadFormat { kIges, kStep };
 
 // Fills `mesh` from the converter's soup; empty when the converter is absent
 // or cannot read the file.
-void importCad(SubMesh& mesh, const char* path, CadFormat format);
+void importCad(const char* path, SubMesh& mesh, CadFormat format);
 
 }  // namespace vekmesh

@@ -18,6 +18,15 @@ struct FileCloser {
 };
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
+// Closes a file opened for writing and tells whether every byte reached it:
+// a full disk or a size limit shows as a stream error or a failed close.
+inline bool finishWriting(FileHandle& file) {
+  if (!file) return false;
+  const bool stream_ok = std::fflush(file.get()) == 0 && !std::ferror(file.get());
+  const bool closed = std::fclose(file.release()) == 0;
+  return stream_ok && closed;
+}
+
 // Opens `path` for reading when it names a regular file, and stores its size;
 // an empty handle otherwise. The open itself does not block (a FIFO would wait
 // for a writer): the kind of file is checked on the descriptor first.

@@ -48,10 +48,10 @@ uint32_t packColour(const uint8_t rgb[3]) {
 
 }  // namespace
 
-void writeObj(const SubMesh& mesh, const char* path) {
-  if (!path) return;
+bool writeObj(const char* path, const SubMesh& mesh) {
+  if (!path) return false;
   FileHandle file(std::fopen(path, "w"));
-  if (!file) return;
+  if (!file) return false;
   std::FILE* out = file.get();
 
   std::fprintf(out, "%s\n", "mtllib output.mtl");
@@ -115,6 +115,7 @@ void writeObj(const SubMesh& mesh, const char* path) {
     else
       std::fprintf(out, "%s %d %d %d\n", "f", n[0] + 1, n[1] + 1, n[2] + 1);
   }
+  return finishWriting(file);
 }
 
 }  // namespace vekmesh

@@ -6,8 +6,9 @@
 
 namespace vekmesh {
 
-// Writes the live faces to `path` (text mode); fails silently.
-void writeObj(const SubMesh& mesh, const char* path);
+// Writes the live faces to `path` (text mode). Nothing is reported to the
+// user; the result tells whether the file was opened and every byte written.
+bool writeObj(const char* path, const SubMesh& mesh);
 
 // Fills `mesh` from the file; leaves it empty when nothing can be read.
 void readObj(const char* path, SubMesh& mesh);

@@ -97,7 +97,7 @@ void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared
 
 }  // namespace
 
-void loadStl(SubMesh& mesh, const char* path) {
+void loadStl(const char* path, SubMesh& mesh) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
   if (!file) return;
@@ -119,8 +119,8 @@ void loadStl(SubMesh& mesh, const char* path) {
   setProgress(48);
 }
 
-void writeStl(const SubMesh& mesh, const char* path) {
-  if (!path) return;
+bool writeStl(const char* path, const SubMesh& mesh) {
+  if (!path) return false;
   unsigned char preamble[kPreambleBytes] = {};
   std::memcpy(preamble, "VEKMesh", 7);
   const size_t live = static_cast<size_t>(std::count_if(
@@ -132,7 +132,7 @@ void writeStl(const SubMesh& mesh, const char* path) {
   std::vector<unsigned char> block(std::min(std::max<size_t>(live, 1), kRecordsPerBlock) *
                                    kRecordBytes);
   FileHandle file(std::fopen(path, "wb"));
-  if (!file) return;
+  if (!file) return false;
   std::fwrite(preamble, 1, kPreambleBytes, file.get());
   size_t filled = 0;
   for (const Face& f : mesh.faces) {
@@ -148,7 +148,7 @@ void writeStl(const SubMesh& mesh, const char* path) {
     }
   }
   if (filled) std::fwrite(block.data(), kRecordBytes, filled, file.get());
-  // Write errors (a full disk) are not reported: the writer has no result.
+  return finishWriting(file);
 }
 
 }  // namespace vekmesh

@@ -8,9 +8,10 @@ namespace vekmesh {
 
 // Fills `mesh` from the file; leaves it untouched when the file cannot be
 // opened. Writes progress 5 after the header and 48 at its end.
-void loadStl(SubMesh& mesh, const char* path);
+void loadStl(const char* path, SubMesh& mesh);
 
-// Writes the live faces as binary STL; fails silently.
-void writeStl(const SubMesh& mesh, const char* path);
+// Writes the live faces as binary STL. Nothing is reported to the user; the
+// result tells whether the file was opened and every byte written.
+bool writeStl(const char* path, const SubMesh& mesh);
 
 }  // namespace vekmesh

@@ -3,6 +3,6 @@
 
 namespace vekmesh {
 
-void readVrml(SubMesh&, const char*, SceneFormat, std::vector<std::string>&) {}
+void readVrml(const char*, SubMesh&, SceneFormat, std::vector<std::string>&) {}
 
 }  // namespace vekmesh

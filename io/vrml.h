@@ -13,6 +13,6 @@ enum class SceneFormat { kVrml = 2, kX3d = 3 };
 
 // Fills `mesh` from the file and appends the collected names to `names`;
 // leaves both empty when nothing can be read.
-void readVrml(SubMesh& mesh, const char* path, SceneFormat format, std::vector<std::string>& names);
+void readVrml(const char* path, SubMesh& mesh, SceneFormat format, std::vector<std::string>& names);
 
 }  // namespace vekmesh

@@ -3,7 +3,17 @@
 // ones are rewritten as binary STL, and importFile and the OBJ export agree.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
 #include <cstring>
+#include <filesystem>
+#include <string>
+#include <vector>
 
 #include "include/vekmesh.h"
 #include "io_samples.h"
@@ -66,6 +76,45 @@ TEST(FileExports, RewritingExportsWriteReadableModelsAsBinaryStl) {
   // The saved corners are the returned ones.
   EXPECT_EQ(std::memcmp(readFileBytes(binary).data() + 84 + 12, corners, 36), 0);
   freeAllArray();
+}
+
+// Names in the folder, so that a left-over temporary file shows.
+std::vector<std::string> folderEntries(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    names.push_back(entry.path().filename().string());
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+TEST(FileExports, RewriteThatCannotBeWrittenLeavesTheOriginal) {
+  ScratchDir dir;
+  const std::string path = dir.write("cube.stl", vekmesh::test::asciiStl(vekmesh::test::cubeSoup()));
+  const std::string before = readFileBytes(path);
+  // A child process whose files may not grow past 300 bytes: the 684-byte
+  // rewrite fails part-way, as it would on a full disk (root ignores folder
+  // permissions, a size limit holds for everyone).
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    const struct rlimit limit = {300, 300};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    modelRepair64(path.c_str());
+    float* corners = nullptr;
+    uint32_t count = 0;
+    meshPreprocessorFromFileSaveAs64(path.c_str(), &corners, &count, nullptr, 1);
+    _exit(count == 12 ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(readFileBytes(path), before);
+  EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cube.stl"});
+
+  modelRepair64(path.c_str());  // without the limit the rewrite lands
+  EXPECT_TRUE(isOurBinaryStl(readFileBytes(path), 12));
+  EXPECT_EQ(folderEntries(dir.path()), std::vector<std::string>{"cube.stl"});
 }
 
 TEST(FileExports, ObjExportReadsBackThroughImportFile) {

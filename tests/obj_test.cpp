@@ -10,7 +10,7 @@
 #include <cmath>
 #include <set>
 
-#include "io/import_file.h"
+#include "io/file_dispatch.h"
 #include "io/obj.h"
 #include "geometry/polygon_triangulation.h"
 #include "io_samples.h"
@@ -25,7 +25,7 @@ using test::Soup;
 
 std::string writeToText(const SubMesh& mesh, ScratchDir& dir) {
   const std::string path = dir.file("out.obj");
-  writeObj(mesh, path.c_str());
+  writeObj(path.c_str(), mesh);
   return test::readFileBytes(path);
 }
 
@@ -132,9 +132,9 @@ TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
 TEST(ObjWriter, UnwritablePathLeavesNoFile) {
   ScratchDir dir;
   const std::string path = dir.path() + "/missing/out.obj";
-  writeObj(test::buildMesh(squareSoup()), path.c_str());
-  writeObj(test::buildMesh(squareSoup()), dir.path().c_str());  // a directory
-  writeObj(test::buildMesh(squareSoup()), nullptr);
+  writeObj(path.c_str(), test::buildMesh(squareSoup()));
+  writeObj(dir.path().c_str(), test::buildMesh(squareSoup()));  // a directory
+  writeObj(nullptr, test::buildMesh(squareSoup()));
   EXPECT_TRUE(test::readFileBytes(path).empty());
 }
 
@@ -257,9 +257,9 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
   const TriMesh mesh = test::buildMesh(test::concatenate(coloured, textured));
 
   const std::string path = dir.file("round.obj");
-  writeObj(mesh, path.c_str());
+  writeObj(path.c_str(), mesh);
   TriMesh back;
-  importByExtension(back, path.c_str());
+  importByExtension(path.c_str(), back);
   ASSERT_EQ(back.faces.size(), mesh.faces.size());
   EXPECT_EQ(test::invariantViolation(back), "");
 
@@ -296,7 +296,7 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
 
   // Groups 0 and 1 alone come back one higher: numbers count the group lines.
   const TriMesh only_textured = test::buildMesh(textured);
-  writeObj(only_textured, path.c_str());
+  writeObj(path.c_str(), only_textured);
   TriMesh again;
   readObj(path.c_str(), again);
   ASSERT_EQ(again.faces.size(), 12u);

@@ -125,7 +125,7 @@ TEST(ReduceExports, FileExportsCapAndReduce) {
   const std::string path = std::string(dir) + "/sphere.stl";
   {
     const TriMesh mesh = test::buildMesh(largeSphere());
-    writeStl(mesh, path.c_str());
+    writeStl(path.c_str(), mesh);
   }
   float* out = nullptr;
   uint32_t out_count = 0;

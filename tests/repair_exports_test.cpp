@@ -223,7 +223,7 @@ class FlawsDetect64 : public ::testing::Test {
   }
   std::string write(const std::string& name, const Soup& soup) {
     const std::string path = dir_ + "/" + name;
-    writeStl(test::buildMesh(soup), path.c_str());
+    writeStl(path.c_str(), test::buildMesh(soup));
     files_.push_back(path);
     return path;
   }
@@ -235,7 +235,7 @@ TEST_F(FlawsDetect64, ChecksOnlyWithinTheFaceLimit) {
   const std::string good = write("good.stl", test::cubeSoup());
   {
     TriMesh read;
-    loadStl(read, good.c_str());
+    loadStl(good.c_str(), read);
     if (read.faces.size() != 12) GTEST_SKIP() << "the STL reader and writer are not available";
   }
   const std::string open = write("open.stl", test::withoutTriangle(test::cubeSoup(), 0));

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <limits>
 
-#include "io/import_file.h"
+#include "io/file_dispatch.h"
 #include "io/stl.h"
 #include "io_samples.h"
 #include "mesh/progress_cell.h"
@@ -41,7 +41,7 @@ bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
 
 TriMesh load(const std::string& path) {
   TriMesh mesh;
-  loadStl(mesh, path.c_str());
+  loadStl(path.c_str(), mesh);
   return mesh;
 }
 
@@ -137,7 +137,7 @@ TEST(StlWriter, RoundTripIsBitExactAndFollowsTheLayout) {
   const size_t live = mesh.faces.size() - 1;
 
   const std::string path = dir.file("out.stl");
-  writeStl(mesh, path.c_str());
+  writeStl(path.c_str(), mesh);
   const std::string bytes = test::readFileBytes(path);
   ASSERT_EQ(bytes.size(), 84 + 50 * live);
   EXPECT_EQ(std::memcmp(bytes.data(), "VEKMesh", 7), 0);
@@ -155,10 +155,10 @@ TEST(StlWriter, RoundTripIsBitExactAndFollowsTheLayout) {
   EXPECT_TRUE(sameBits(cornersOf(back), cornersOf(mesh)));
 
   // An empty mesh is a valid, empty file.
-  writeStl(TriMesh{}, path.c_str());
+  writeStl(path.c_str(), TriMesh{});
   EXPECT_EQ(test::readFileBytes(path).size(), 84u);
   // An unwritable path is ignored.
-  writeStl(mesh, (dir.path() + "/no/such/dir/out.stl").c_str());
+  writeStl((dir.path() + "/no/such/dir/out.stl").c_str(), mesh);
 }
 
 TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
@@ -214,12 +214,12 @@ TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
     SCOPED_TRACE(path);
     TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
     ProgressLog progress;
-    loadStl(mesh, path.c_str());
+    loadStl(path.c_str(), mesh);
     EXPECT_EQ(mesh.faces.size(), 4u);
     EXPECT_TRUE(progress.values.empty());
   }
   TriMesh mesh;
-  loadStl(mesh, nullptr);
+  loadStl(nullptr, mesh);
   EXPECT_TRUE(mesh.faces.empty());
 }
 
@@ -235,7 +235,7 @@ TEST(ImportDispatch, ExtensionIsExactAndCaseSensitive) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     TriMesh mesh;
-    importByExtension(mesh, dir.write(c.name, bytes).c_str());
+    importByExtension(dir.write(c.name, bytes).c_str(), mesh);
     EXPECT_EQ(mesh.faces.size(), c.faces);
     EXPECT_EQ(mesh.tag, &mesh);
   }
@@ -244,10 +244,10 @@ TEST(ImportDispatch, ExtensionIsExactAndCaseSensitive) {
 
   // An STL body under an .obj name goes to the OBJ reader, which finds nothing.
   TriMesh as_obj;
-  importByExtension(as_obj, dir.write("model.obj", bytes).c_str());
+  importByExtension(dir.write("model.obj", bytes).c_str(), as_obj);
   EXPECT_TRUE(as_obj.faces.empty());
   TriMesh none;
-  importByExtension(none, nullptr);
+  importByExtension(nullptr, none);
   EXPECT_EQ(none.tag, &none);
 }
 

@@ -59,7 +59,7 @@ mkdir folder.stl
 expect 1 "directory" -- convert folder.stl out2.obj
 no_file out2.obj
 printf 'hello' > notes.txt
-expect 1 "known extensions: stl, obj" -- convert notes.txt out3.stl
+expect 1 "known extensions: stl, obj, wrl" -- convert notes.txt out3.stl
 no_file out3.stl
 : > empty.stl
 expect 1 "no triangles" -- repair empty.stl -o out4.stl

@@ -44,8 +44,8 @@ int main(int argc, char** argv) {
   test::assignMaterial(textured, 3);
   textured.materials[0] = 0;
   const TriMesh mixed = test::buildMesh(test::concatenate(coloured, textured));
-  writeObj(mixed, (obj_dir + "/writer_mixed.obj").c_str());
-  writeObj(test::buildMesh(test::tetrahedronSoup()), (obj_dir + "/writer_plain.obj").c_str());
-  writeStl(mixed, (stl_dir + "/writer_mixed.stl").c_str());
+  writeObj((obj_dir + "/writer_mixed.obj").c_str(), mixed);
+  writeObj((obj_dir + "/writer_plain.obj").c_str(), test::buildMesh(test::tetrahedronSoup()));
+  writeStl((stl_dir + "/writer_mixed.stl").c_str(), mixed);
   return 0;
 }

@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   TriMesh mesh;
   readObj(fuzz::asFile(data, size, "obj"), mesh);
   fuzz::checkMesh(mesh);
-  writeObj(mesh, fuzz::scratchPath("obj"));
+  writeObj(fuzz::scratchPath("obj"), mesh);
   TriMesh again;
   readObj(fuzz::scratchPath("obj"), again);
   fuzz::checkMesh(again);

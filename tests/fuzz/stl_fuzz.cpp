@@ -10,15 +10,15 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace vekmesh;
   TriMesh mesh;
-  loadStl(mesh, fuzz::asFile(data, size, "stl"));
+  loadStl(fuzz::asFile(data, size, "stl"), mesh);
   fuzz::checkMesh(mesh);
   // The binary writer keeps every bit of a position, so the reload welds the
   // same way and keeps every face. (Only two distinct points whose weld keys
   // collide could merge on reload, in a cell they did not share before.)
   const char* path = fuzz::scratchPath("stl");
-  writeStl(mesh, path);
+  writeStl(path, mesh);
   TriMesh again;
-  loadStl(again, path);
+  loadStl(path, again);
   if (again.faces.size() != mesh.faces.size() || again.vertices.size() > mesh.vertices.size())
     std::abort();
   for (size_t f = 0; f < mesh.faces.size(); ++f)

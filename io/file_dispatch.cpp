@@ -1,0 +1,77 @@
+// Dispatch by extension. "STL" and "Stl" are not "stl" unless the caller asks
+// for a case-insensitive match: the exports keep the exact comparison.
+#include "io/file_dispatch.h"
+
+#include <cctype>
+
+#include "io/cad.h"
+#include "io/obj.h"
+#include "io/stl.h"
+#include "io/vrml.h"
+
+namespace vekmesh {
+namespace {
+
+bool sameExtension(std::string_view ext, std::string_view known, ExtensionMatch match) {
+  if (ext.size() != known.size()) return false;
+  for (size_t i = 0; i < ext.size(); ++i) {
+    const char c = match == ExtensionMatch::kIgnoreCase
+                       ? static_cast<char>(std::tolower(static_cast<unsigned char>(ext[i])))
+                       : ext[i];
+    if (c != known[i]) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string_view fileExtension(std::string_view path) {
+  const size_t dot = path.rfind('.');
+  if (dot == std::string_view::npos) return std::string_view();
+  return path.substr(dot + 1);
+}
+
+ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
+  const std::string_view ext = fileExtension(path);
+  const auto is = [&](std::string_view known) { return sameExtension(ext, known, match); };
+  if (is("stl")) return ModelFormat::kStl;
+  if (is("obj")) return ModelFormat::kObj;
+  if (is("wrl")) return ModelFormat::kVrml;
+  if (is("x3d")) return ModelFormat::kX3d;
+  if (is("igs") || is("iges")) return ModelFormat::kIges;
+  if (is("stp") || is("step")) return ModelFormat::kStep;
+  return ModelFormat::kUnknown;
+}
+
+bool isWritableFormat(ModelFormat format) {
+  return format == ModelFormat::kStl || format == ModelFormat::kObj;
+}
+
+void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
+                       ExtensionMatch match) {
+  if (path) {
+    std::vector<std::string> scene_names;
+    switch (modelFormatOf(path, match)) {
+      case ModelFormat::kStl: loadStl(path, mesh); break;
+      case ModelFormat::kObj: readObj(path, mesh); break;
+      case ModelFormat::kVrml: readVrml(path, mesh, SceneFormat::kVrml, scene_names); break;
+      case ModelFormat::kX3d: readVrml(path, mesh, SceneFormat::kX3d, scene_names); break;
+      case ModelFormat::kIges: importCad(path, mesh, CadFormat::kIges); break;
+      case ModelFormat::kStep: importCad(path, mesh, CadFormat::kStep); break;
+      case ModelFormat::kUnknown: break;
+    }
+    if (names) names->insert(names->end(), scene_names.begin(), scene_names.end());
+  }
+  mesh.tag = &mesh;
+}
+
+bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {
+  if (!path) return false;
+  switch (format) {
+    case ModelFormat::kStl: return writeStl(path, mesh);
+    case ModelFormat::kObj: return writeObj(path, mesh);
+    default: return false;
+  }
+}
+
+}  // namespace vekmesh

@@ -1,0 +1,38 @@
+// File formats by extension: the part of the path after its last "." picks the
+// reader (stl, obj, wrl, x3d, igs/iges, stp/step) or the writer (stl, obj).
+// The exports compare exactly and case-sensitively, so a host sees the same
+// choice on every platform; the tool asks for a case-insensitive match.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+
+enum class ExtensionMatch { kExact, kIgnoreCase };
+
+enum class ModelFormat { kUnknown, kStl, kObj, kVrml, kX3d, kIges, kStep };
+
+// "" when the path has no ".".
+std::string_view fileExtension(std::string_view path);
+
+ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match = ExtensionMatch::kExact);
+
+// Whether writeModel can write the format.
+bool isWritableFormat(ModelFormat format);
+
+// Reads the file with the reader of its extension; an unknown extension leaves
+// the mesh empty. Names collected by the VRML/X3D reader go to `names` when
+// given. Sets the mesh's tag to the mesh itself on every branch.
+void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names = nullptr,
+                       ExtensionMatch match = ExtensionMatch::kExact);
+
+// Writes the live faces in `format` (the format is passed, not taken from the
+// path, so that a temporary name can stand in for the target). False when the
+// format is not writable or the file was not fully written.
+bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format);
+
+}  // namespace vekmesh
