@@ -3,10 +3,10 @@
 // Lawson flips of the non-rim edges, then insertion of each interior point into
 // the triangle found by a visibility walk, followed by flips around it. All
 // predicates are exact on integer coordinates.
-#include "geometry/polygon_triangulation.h"
-
 #include <algorithm>
 #include <unordered_map>
+
+#include "geometry/polygon_triangulation.h"
 
 namespace vekmesh {
 namespace {
@@ -14,8 +14,12 @@ namespace {
 using Tri = std::array<int32_t, 3>;
 using I128 = __int128;
 
-constexpr int next3(int e) { return e == 2 ? 0 : e + 1; }
-constexpr int prev3(int e) { return e == 0 ? 2 : e - 1; }
+constexpr int next3(int e) {
+  return e == 2 ? 0 : e + 1;
+}
+constexpr int prev3(int e) {
+  return e == 0 ? 2 : e - 1;
+}
 
 // > 0 when d lies strictly inside the circle through the counter-clockwise a, b, c.
 // With coordinates within +-2^29 every product fits in 128 bits.
@@ -86,8 +90,7 @@ bool clipEars(const std::vector<IntPoint2>& pts, size_t n, std::vector<Tri>& out
 
 class Triangulation {
  public:
-  Triangulation(const std::vector<IntPoint2>& pts, std::vector<Tri>& tris)
-      : pts_(pts), v_(tris) {
+  Triangulation(const std::vector<IntPoint2>& pts, std::vector<Tri>& tris) : pts_(pts), v_(tris) {
     linkNeighbours();
     // Walk starts: a coarse grid over the points remembers, per cell, a
     // triangle made near it, so that a walk rarely has to cross the polygon
@@ -105,13 +108,12 @@ class Triangulation {
     hints_.assign(static_cast<size_t>(side * side), -1);
   }
 
-  // Flips every non-rim edge that is not locally Delaunay.
-  void makeDelaunay() {
-    for (size_t t = 0; t < v_.size(); ++t)
-      for (int e = 0; e < 3; ++e)
-        if (nb_[t][e] > static_cast<int32_t>(t)) stack_.push_back({static_cast<int32_t>(t), e});
-    // Each flip strictly improves the triangulation; the cap only guards
-    // against a broken invariant turning into an endless loop.
+  // Pops edges off the stack and flips each that is not locally Delaunay;
+  // `requeue(t, u)` pushes the edges a flip of t and u may have spoiled. Each
+  // flip strictly improves the triangulation; the budget only guards against
+  // a broken invariant turning into an endless loop.
+  template <class Requeue>
+  void flipStacked(Requeue requeue) {
     size_t budget = 64 * v_.size() + 1024;
     while (!stack_.empty() && budget-- > 0) {
       const auto [t, e] = stack_.back();
@@ -122,14 +124,24 @@ class Triangulation {
       if (j < 0) continue;
       const int32_t d = v_[u][prev3(j)];
       if (inCircle(pts_[v_[t][0]], pts_[v_[t][1]], pts_[v_[t][2]], pts_[d]) <= 0) continue;
-      // The edges around the quad may now fail; recheck all four.
       flip(t, e, u, j);
+      requeue(t, u);
+    }
+    stack_.clear();
+  }
+
+  // Flips every non-rim edge that is not locally Delaunay.
+  void makeDelaunay() {
+    for (size_t t = 0; t < v_.size(); ++t)
+      for (int e = 0; e < 3; ++e)
+        if (nb_[t][e] > static_cast<int32_t>(t)) stack_.push_back({static_cast<int32_t>(t), e});
+    // The edges around the flipped quad may now fail; recheck all four.
+    flipStacked([this](int32_t t, int32_t u) {
       stack_.push_back({t, 0});
       stack_.push_back({t, 1});
       stack_.push_back({u, 0});
       stack_.push_back({u, 1});
-    }
-    stack_.clear();
+    });
   }
 
   void insert(int32_t p) {
@@ -305,22 +317,11 @@ class Triangulation {
   // and each flip exposes two more.
   void legalizeAround() {
     for (int i = 0; i < pending_count_; ++i) stack_.push_back(pending_[i]);
-    size_t budget = 64 * v_.size() + 1024;
-    while (!stack_.empty() && budget-- > 0) {
-      const auto [t, e] = stack_.back();
-      stack_.pop_back();
-      const int32_t u = nb_[t][e];
-      if (u < 0) continue;
-      const int j = edgeIndex(u, v_[t][next3(e)], v_[t][e]);
-      if (j < 0) continue;
-      const int32_t d = v_[u][prev3(j)];
-      if (inCircle(pts_[v_[t][0]], pts_[v_[t][1]], pts_[v_[t][2]], pts_[d]) <= 0) continue;
-      flip(t, e, u, j);
-      // t = (p, a, d), u = (d, b, p): the edges facing p.
+    // After a flip t = (p, a, d) and u = (d, b, p): the edges facing p.
+    flipStacked([this](int32_t t, int32_t u) {
       stack_.push_back({t, 1});
       stack_.push_back({u, 0});
-    }
-    stack_.clear();
+    });
   }
 
   const std::vector<IntPoint2>& pts_;

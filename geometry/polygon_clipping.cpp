@@ -2,9 +2,8 @@
 // door, exceptions caught there, PolyTree flattened into outlines with holes.
 #include "geometry/polygon_clipping.h"
 
-#include <polyclipping/clipper.hpp>
-
 #include <cmath>
+#include <polyclipping/clipper.hpp>
 
 namespace vekmesh {
 namespace {
@@ -43,9 +42,12 @@ ClipperLib::PolyFillType fillType(FillRule fill) {
 
 ClipperLib::JoinType joinType(JoinKind join) {
   switch (join) {
-    case JoinKind::kMiter: return ClipperLib::jtMiter;
-    case JoinKind::kSquare: return ClipperLib::jtSquare;
-    case JoinKind::kRound: break;
+    case JoinKind::kMiter:
+      return ClipperLib::jtMiter;
+    case JoinKind::kSquare:
+      return ClipperLib::jtSquare;
+    case JoinKind::kRound:
+      break;
   }
   return ClipperLib::jtRound;
 }
