@@ -52,6 +52,25 @@ expect 0 "parts" -- separate model.stl -o part.stl
 expect 0 "->" -- reduce model.stl -o reduced.stl --ratio 0.5 --max-error 0.01
 [ -s reduced.stl ] || fail "reduce wrote no file"
 
+# A flat strip of 300000 triangles whose first one is doubled: the repair
+# exports keep the copy at this size, the tool removes it.
+python3 - <<'PY'
+import struct
+n = 299999
+with open("strip.stl", "wb") as f:
+    f.write(b"strip".ljust(80, b" ") + struct.pack("<I", n + 1))
+    rec = []
+    for t in range(n):
+        i = float(t // 2)
+        c = (i, 0, 0, i + 1, 0, 0, i, 1, 0) if t % 2 == 0 else (i + 1, 0, 0, i + 1, 1, 0, i, 1, 0)
+        rec.append(struct.pack("<12fH", 0, 0, 0, *c, 0))
+    rec.append(rec[0])
+    f.write(b"".join(rec))
+PY
+"$tool" repair strip.stl -o strip-fixed.stl >/dev/null 2>&1 || fail "repair of the doubled strip failed"
+strip_faces=$("$tool" --json info strip-fixed.stl | python3 -c 'import json,sys; print(json.load(sys.stdin)["model"]["triangles"])')
+[ "$strip_faces" = 299999 ] || fail "the tool's repair kept the doubled facet at 300000 faces: $strip_faces triangles"
+
 # --- errors --------------------------------------------------------------------
 expect 1 "no such file" -- repair missing.stl -o out1.stl
 no_file out1.stl
