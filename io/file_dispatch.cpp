@@ -48,17 +48,30 @@ bool isWritableFormat(ModelFormat format) {
 }
 
 void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
-                       ExtensionMatch match) {
+                       ExtensionMatch match, const RunContext& run) {
   if (path) {
     std::vector<std::string> scene_names;
     switch (modelFormatOf(path, match)) {
-      case ModelFormat::kStl: loadStl(path, mesh); break;
-      case ModelFormat::kObj: readObj(path, mesh); break;
-      case ModelFormat::kVrml: readVrml(path, mesh, SceneFormat::kVrml, scene_names); break;
-      case ModelFormat::kX3d: readVrml(path, mesh, SceneFormat::kX3d, scene_names); break;
-      case ModelFormat::kIges: importCad(path, mesh, CadFormat::kIges); break;
-      case ModelFormat::kStep: importCad(path, mesh, CadFormat::kStep); break;
-      case ModelFormat::kUnknown: break;
+      case ModelFormat::kStl:
+        loadStl(path, mesh, run);
+        break;
+      case ModelFormat::kObj:
+        readObj(path, mesh);
+        break;
+      case ModelFormat::kVrml:
+        readVrml(path, mesh, SceneFormat::kVrml, scene_names);
+        break;
+      case ModelFormat::kX3d:
+        readVrml(path, mesh, SceneFormat::kX3d, scene_names);
+        break;
+      case ModelFormat::kIges:
+        importCad(path, mesh, CadFormat::kIges);
+        break;
+      case ModelFormat::kStep:
+        importCad(path, mesh, CadFormat::kStep);
+        break;
+      case ModelFormat::kUnknown:
+        break;
     }
     if (names) names->insert(names->end(), scene_names.begin(), scene_names.end());
   }
@@ -68,9 +81,12 @@ void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>
 bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {
   if (!path) return false;
   switch (format) {
-    case ModelFormat::kStl: return writeStl(path, mesh);
-    case ModelFormat::kObj: return writeObj(path, mesh);
-    default: return false;
+    case ModelFormat::kStl:
+      return writeStl(path, mesh);
+    case ModelFormat::kObj:
+      return writeObj(path, mesh);
+    default:
+      return false;
   }
 }
 
