@@ -3,6 +3,17 @@
 // its lines to the run context's sink) and the file appender the tool's --log
 // sink uses. Messages are composed in full whatever the sink does with them,
 // so the text is the same whether or not anything is written.
+//
+// Names the landed operations log under (start and success lines alike):
+//   "repair"               repairMesh, repair/repair_pipeline.h
+//   "flaw detection"       detectFlaws, repair/flaw_detection.h
+//   "post detection"       postDetection, repair/flaw_detection.h
+//   "mesh reduction"       reduceMesh, remesh/mesh_reducer.h
+//   "fast mesh reduction"  reduceMeshFast, remesh/mesh_reducer.h
+//   "large model cap"      capLargeModel, remesh/large_model_cap.h
+//   "separation"           separateShells, repair/separation.h (the shell
+//                          intersection search runs inside it and has no
+//                          frame of its own)
 #pragma once
 
 #include <cstdint>
