@@ -21,12 +21,12 @@ WeaknessReduction weaknessReductionFor(size_t faces) {
   return {true, ratio, 0.05, 0.985};
 }
 
-void reduceForWeakness(SubMesh& mesh) {
+void reduceForWeakness(SubMesh& mesh, const RunContext& run) {
   const WeaknessReduction r = weaknessReductionFor(mesh.faces.size());
   if (r.qualityRoutine)
-    reduceMesh(mesh, r.ratio, r.maxError, r.minCosine);
+    reduceMesh(mesh, r.ratio, r.maxError, r.minCosine, run);
   else
-    reduceMeshFast(mesh, r.ratio, r.maxError, r.minCosine);
+    reduceMeshFast(mesh, r.ratio, r.maxError, r.minCosine, run);
 }
 
 }  // namespace vekmesh

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -23,7 +24,7 @@ struct WeaknessReduction {
 // faces; the reducer takes a negative ratio as "bounds only".
 WeaknessReduction weaknessReductionFor(size_t faces);
 
-// Runs the reduction chosen for the mesh's face count.
-void reduceForWeakness(SubMesh& mesh);
+// Runs the reduction chosen for the mesh's face count; it logs through `run`.
+void reduceForWeakness(SubMesh& mesh, const RunContext& run = {});
 
 }  // namespace vekmesh

@@ -11,7 +11,6 @@
 #include "design/balancing.h"
 #include "include/vekmesh.h"
 #include "mesh/mesh_utils.h"
-#include "mesh/progress_cell.h"
 
 using namespace vekmesh;
 
@@ -50,75 +49,67 @@ extern "C" {
 
 VEKMESH_API void orientationOptimization(const float* corners, uint32_t count, double* angles_out,
                                          int32_t mode) {
-  try {
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    std::array<double, 3> angles = {0.0, 0.0, 0.0};
-    optimizeOrientation(mesh, angles, mode, kOverhangAngle);
-    if (angles_out) std::memcpy(angles_out, angles.data(), sizeof angles);
-  } catch (...) {
-    // The caller's angles are left as they were.
-  }
+  // On failure the caller's angles are left as they were.
+  runExport(
+      kNoProgressArgument, [] {},
+      [&](TriMesh& mesh, const RunContext&) {
+        buildInput(mesh, {count, corners});
+        std::array<double, 3> angles = {0.0, 0.0, 0.0};
+        optimizeOrientation(mesh, angles, mode, kOverhangAngle);
+        if (angles_out) std::memcpy(angles_out, angles.data(), sizeof angles);
+      });
 }
 
 VEKMESH_API void weaknessDetect(const float* corners, uint32_t count, float** points_out,
                                 uint32_t** score_bits_out, int32_t** point_counts_out,
                                 int32_t* polygon_count_out, int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, count, corners);
-    setProgress(10);
-    reduceForWeakness(mesh);
-    rebuildTopology(mesh);  // compaction and shells
-    sectionalAnalysis(mesh, kSectionChangeRatio, kAllDirections);
-    setProgress(90);
-    storeWeakSections(mesh, points_out, score_bits_out, point_counts_out, polygon_count_out);
-    setProgress(100);
-  } catch (...) {
+  const auto no_sections = [&] {
     try {
       storeSections({}, {}, {}, points_out, score_bits_out, point_counts_out, polygon_count_out);
     } catch (...) {
       if (polygon_count_out) *polygon_count_out = 0;
     }
-  }
+  };
+  runExport(progressArgument(progress), no_sections, [&](TriMesh& mesh, const RunContext& run) {
+    buildInput(mesh, {count, corners});
+    run.report(0.10);
+    reduceForWeakness(mesh, run);
+    // Compaction and shells: the reducer leaves a mesh it could not thin as
+    // welded, unused vertices included, and builds no shells it was not given.
+    rebuildTopology(mesh);
+    sectionalAnalysis(mesh, kSectionChangeRatio, kAllDirections);
+    run.report(0.90);
+    storeWeakSections(mesh, points_out, score_bits_out, point_counts_out, polygon_count_out);
+    run.report(1.0);
+  });
 }
 
 VEKMESH_API int32_t balancingPreviewFromData(const float* parameters, const float* corners,
                                              uint32_t count, uint8_t* first_flags,
                                              uint8_t* second_flags, float** preview_out,
                                              uint32_t* preview_count_out) {
-  try {
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    std::vector<float> preview;
-    const int32_t result = previewBalancing(mesh, parameters, first_flags, second_flags, preview);
-    storeBalancingPreview(preview, preview_out, preview_count_out);
-    return result;
-  } catch (...) {
+  const auto no_preview = [&] {
     try {
       storeBalancingPreview({}, preview_out, preview_count_out);
     } catch (...) {
       if (preview_count_out) *preview_count_out = 0;
     }
-    return 0;
-  }
+  };
+  return runExport(kNoProgressArgument, no_preview, [&](TriMesh& mesh, const RunContext&) {
+    buildInput(mesh, {count, corners});
+    std::vector<float> preview;
+    const int32_t result = previewBalancing(mesh, parameters, first_flags, second_flags, preview);
+    storeBalancingPreview(preview, preview_out, preview_count_out);
+    return result;
+  });
 }
 
 VEKMESH_API void balancingFromData(double parameter, const float* corners, uint32_t count,
                                    float** corners_out, uint32_t* count_out) {
-  try {
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    // No progress argument: these writes reach whatever the cell points at.
-    setProgress(10);
-    balanceMesh(mesh, parameter);
-    setProgress(90);
-    storeModel(convertSingleModel(mesh), count_out, corners_out, nullptr, nullptr, nullptr);
-    setProgress(100);
-  } catch (...) {
-    failModel(count_out, corners_out, nullptr, nullptr, nullptr);
-  }
+  // No progress argument: the writes reach whatever the cell points at.
+  runOperation(kNoProgressArgument, {count, corners}, ModelOut::coordinates(count_out, corners_out),
+               {0.10, 0.90},
+               [&](TriMesh& mesh, const RunContext&) { balanceMesh(mesh, parameter); });
 }
 
 }  // extern "C"

@@ -9,7 +9,6 @@
 #include "design/voxel_grid.h"
 #include "include/vekmesh.h"
 #include "mesh/polygon_outlines.h"
-#include "mesh/progress_cell.h"
 #include "repair/separation.h"
 
 using namespace vekmesh;
@@ -19,49 +18,65 @@ namespace {
 // The fixed first argument of the decomposition output step.
 constexpr double kDecompositionOutputConstant = 5.0;
 
-// Where a preview ended before producing buffers, the caller sees no outline
-// and the slots keep what they held.
-void writeNoOutlines(float** points_out, int32_t** point_counts_out, int32_t* polygon_count_out,
-                     int32_t** labels_out) {
-  if (points_out) *points_out = nullptr;
-  if (point_counts_out) *point_counts_out = nullptr;
-  if (polygon_count_out) *polygon_count_out = 0;
-  if (labels_out) *labels_out = nullptr;
-}
-
-void storeOrClearDecompositionPreview(const PolygonOutlines& outlines, float** points_out,
-                                      int32_t** point_counts_out, int32_t* polygon_count_out,
-                                      int32_t** labels_out) {
-  if (outlines.produced)
-    storeDecompositionPreview(outlines, points_out, point_counts_out, polygon_count_out,
-                              labels_out);
-  else
-    writeNoOutlines(points_out, point_counts_out, polygon_count_out, labels_out);
-}
-
-// The frame of the two decompositions: 10 after the weld, the operation, the
-// output step, 90, the pieces, 100.
-template <class Decompose>
-void decomposeToPieces(Decompose decompose, int32_t output_setting, const float* corners,
-                       const float* colors, const float* uvs, const int32_t* materials,
-                       uint32_t count, float** corners_out, float** colors_out, float** uvs_out,
-                       int32_t** materials_out, uint32_t** piece_counts_out,
-                       uint32_t* piece_count_out, int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, count, corners, colors, uvs, materials);
-    setProgress(10);
-    decompose(mesh);
-    decompositionOutput(mesh, kDecompositionOutputConstant, static_cast<float>(output_setting));
-    setProgress(90);
-    storeMultiModel(convertMultiShell(mesh), piece_count_out, piece_counts_out, corners_out,
-                    colors_out, uvs_out, materials_out);
-    setProgress(100);
-  } catch (...) {
-    failMultiModel(piece_count_out, piece_counts_out, corners_out, colors_out, uvs_out,
-                   materials_out);
+// Where a preview's outlines go.
+struct OutlinesOut {
+  float** points;
+  int32_t** pointCounts;
+  int32_t* polygonCount;
+  int32_t** labels;
+  // Where a preview ended before producing buffers, the caller sees no
+  // outline and the slots keep what they held.
+  void clear() const {
+    if (points) *points = nullptr;
+    if (pointCounts) *pointCounts = nullptr;
+    if (polygonCount) *polygonCount = 0;
+    if (labels) *labels = nullptr;
   }
+};
+
+using StoreOutlines = void (*)(const PolygonOutlines&, float**, int32_t**, int32_t*, int32_t**);
+
+// The preview frame: build, `preview(mesh, outlines)` (its answer is
+// returned), and the outlines stored with `store` when the preview made any.
+template <class Preview>
+int32_t previewOutlines(const SoupInput& in, const OutlinesOut& out, StoreOutlines store,
+                        Preview preview) {
+  return runExport(
+      kNoProgressArgument, [&] { out.clear(); },
+      [&](TriMesh& mesh, const RunContext&) {
+        buildInput(mesh, in);
+        PolygonOutlines outlines;
+        const int32_t status = preview(mesh, outlines);
+        if (outlines.produced)
+          store(outlines, out.points, out.pointCounts, out.polygonCount, out.labels);
+        else
+          out.clear();
+        return status;
+      });
+}
+
+// The decomposition previews write 0 through the progress cell first.
+template <class Preview>
+void previewDecomposition(const float* corners, uint32_t count, const OutlinesOut& out,
+                          Preview preview) {
+  libraryRunContext().report(0.0);
+  previewOutlines({count, corners}, out, storeDecompositionPreview,
+                  [&](TriMesh& mesh, PolygonOutlines& outlines) {
+                    preview(mesh, outlines);
+                    return int32_t{0};
+                  });
+}
+
+// The two decompositions: the operation and the output step between 10 and
+// 90, then the pieces.
+template <class Decompose>
+void decomposeToPieces(int32_t output_setting, const SoupInput& in, const PiecesOut& out,
+                       int32_t* progress, Decompose decompose) {
+  runOperation(
+      progressArgument(progress), in, out, {0.10, 0.90}, [&](TriMesh& mesh, const RunContext&) {
+        decompose(mesh);
+        decompositionOutput(mesh, kDecompositionOutputConstant, static_cast<float>(output_setting));
+      });
 }
 
 }  // namespace
@@ -71,69 +86,39 @@ extern "C" {
 VEKMESH_API void voxelize(float voxel_size, const float* corners, const float* colors,
                           uint32_t count, float** corners_out, float** colors_out,
                           uint32_t* count_out) {
-  try {
-    TriMesh mesh;
-    buildInput(mesh, count, corners, colors);
+  const ModelOut out = ModelOut::coordinatesAndColors(count_out, corners_out, colors_out);
+  runExport(kNoProgressArgument, out, [&](TriMesh& mesh, const RunContext&) {
+    buildInput(mesh, {count, corners, colors});
     voxelizeToSurface(mesh, voxel_size);
-    ModelArrays result = convertSingleModel(mesh);
-    storeCoordinatesAndColors(result, count_out, corners_out, colors_out);
-  } catch (...) {
-    failCoordinatesAndColors(count_out, corners_out, colors_out);
-  }
+    storeResult(mesh, out);
+  });
 }
 
 VEKMESH_API void hollowFromData(float wall_thickness, const float* corners, uint32_t count,
                                 float** corners_out, uint32_t* count_out, int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, count, corners);
-    setProgress(10);
-    hollowMesh(mesh, wall_thickness);
-    setProgress(90);
-    ModelArrays result = convertSingleModel(mesh);
-    storeCoordinatesOnly(result, count_out, corners_out);
-    setProgress(100);
-  } catch (...) {
-    failCoordinates(count_out, corners_out);
-  }
+  runOperation(progressArgument(progress), {count, corners},
+               ModelOut::coordinates(count_out, corners_out), {0.10, 0.90},
+               [&](TriMesh& mesh, const RunContext&) { hollowMesh(mesh, wall_thickness); });
 }
 
 VEKMESH_API void cellularInfillFromData(double infill_density, float surface_thickness,
                                         const float* corners, uint32_t count, float** corners_out,
                                         uint32_t* count_out, int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, count, corners);
-    setProgress(10);
-    cellularInfill(mesh, infill_density, surface_thickness);
-    setProgress(90);
-    ModelArrays result = convertSingleModel(mesh);
-    storeCoordinatesOnly(result, count_out, corners_out);
-    setProgress(100);
-  } catch (...) {
-    failCoordinates(count_out, corners_out);
-  }
+  runOperation(progressArgument(progress), {count, corners},
+               ModelOut::coordinates(count_out, corners_out), {0.10, 0.90},
+               [&](TriMesh& mesh, const RunContext&) {
+                 cellularInfill(mesh, infill_density, surface_thickness);
+               });
 }
 
 VEKMESH_API int32_t lampshadePreview(float wall_thickness, const float* corners, uint32_t count,
                                      float** points_out, int32_t** point_counts_out,
                                      int32_t* polygon_count_out, int32_t** labels_out) {
-  try {
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    PolygonOutlines outlines;
-    const int32_t status = previewLampshade(mesh, wall_thickness, outlines);
-    if (outlines.produced)
-      storeLampshadePreview(outlines, points_out, point_counts_out, polygon_count_out, labels_out);
-    else
-      writeNoOutlines(points_out, point_counts_out, polygon_count_out, labels_out);
-    return status;
-  } catch (...) {
-    writeNoOutlines(points_out, point_counts_out, polygon_count_out, labels_out);
-    return 0;
-  }
+  return previewOutlines({count, corners},
+                         {points_out, point_counts_out, polygon_count_out, labels_out},
+                         storeLampshadePreview, [&](TriMesh& mesh, PolygonOutlines& outlines) {
+                           return previewLampshade(mesh, wall_thickness, outlines);
+                         });
 }
 
 VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, const float* colors,
@@ -141,52 +126,29 @@ VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, c
                                    float** corners_out, float** colors_out, float** uvs_out,
                                    int32_t** materials_out, uint32_t* count_out,
                                    int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, countFromSigned(count), corners, colors, uvs, materials);
-    setProgress(10);
-    buildLampshade(mesh, wall_thickness);
-    setProgress(90);
-    storeModel(convertSingleModel(mesh), count_out, corners_out, colors_out, uvs_out,
-               materials_out);
-    setProgress(100);
-  } catch (...) {
-    failModel(count_out, corners_out, colors_out, uvs_out, materials_out);
-  }
+  runOperation(
+      progressArgument(progress), {countFromSigned(count), corners, colors, uvs, materials},
+      ModelOut::all(count_out, corners_out, colors_out, uvs_out, materials_out), {0.10, 0.90},
+      [&](TriMesh& mesh, const RunContext&) { buildLampshade(mesh, wall_thickness); });
 }
 
 VEKMESH_API void decompositionUniformPreview(int32_t cut_count, const float* corners,
                                              uint32_t count, float** points_out,
                                              int32_t** point_counts_out, int32_t* polygon_count_out,
                                              int32_t** labels_out) {
-  try {
-    setProgress(0);
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    PolygonOutlines outlines;
-    previewUniformDecomposition(mesh, cut_count, outlines);
-    storeOrClearDecompositionPreview(outlines, points_out, point_counts_out, polygon_count_out,
-                                     labels_out);
-  } catch (...) {
-    writeNoOutlines(points_out, point_counts_out, polygon_count_out, labels_out);
-  }
+  previewDecomposition(corners, count,
+                       {points_out, point_counts_out, polygon_count_out, labels_out},
+                       [&](TriMesh& mesh, PolygonOutlines& outlines) {
+                         previewUniformDecomposition(mesh, cut_count, outlines);
+                       });
 }
 
 VEKMESH_API void decompositionAutoPreview(const float* corners, uint32_t count, float** points_out,
                                           int32_t** point_counts_out, int32_t* polygon_count_out,
                                           int32_t** labels_out) {
-  try {
-    setProgress(0);
-    TriMesh mesh;
-    buildInput(mesh, count, corners);
-    PolygonOutlines outlines;
-    previewAutoDecomposition(mesh, outlines);
-    storeOrClearDecompositionPreview(outlines, points_out, point_counts_out, polygon_count_out,
-                                     labels_out);
-  } catch (...) {
-    writeNoOutlines(points_out, point_counts_out, polygon_count_out, labels_out);
-  }
+  previewDecomposition(
+      corners, count, {points_out, point_counts_out, polygon_count_out, labels_out},
+      [&](TriMesh& mesh, PolygonOutlines& outlines) { previewAutoDecomposition(mesh, outlines); });
 }
 
 VEKMESH_API void decompositionUniformFromData(
@@ -195,11 +157,11 @@ VEKMESH_API void decompositionUniformFromData(
     float** corners_out, float** colors_out, float** uvs_out, int32_t** materials_out,
     uint32_t** piece_counts_out, uint32_t* piece_count_out, int32_t* progress) {
   decomposeToPieces(
-      [&](TriMesh& mesh) {
+      output_setting, {count, corners, colors, uvs, materials},
+      {piece_count_out, piece_counts_out, corners_out, colors_out, uvs_out, materials_out},
+      progress, [&](TriMesh& mesh) {
         decomposeUniform(mesh, cut_count, output_setting, decomposition_setting);
-      },
-      output_setting, corners, colors, uvs, materials, count, corners_out, colors_out, uvs_out,
-      materials_out, piece_counts_out, piece_count_out, progress);
+      });
 }
 
 VEKMESH_API void decompositionAutoFromData(int32_t output_setting, int32_t decomposition_setting,
@@ -210,9 +172,9 @@ VEKMESH_API void decompositionAutoFromData(int32_t output_setting, int32_t decom
                                            uint32_t** piece_counts_out, uint32_t* piece_count_out,
                                            int32_t* progress) {
   decomposeToPieces(
-      [&](TriMesh& mesh) { decomposeAuto(mesh, output_setting, decomposition_setting); },
-      output_setting, corners, colors, uvs, materials, count, corners_out, colors_out, uvs_out,
-      materials_out, piece_counts_out, piece_count_out, progress);
+      output_setting, {count, corners, colors, uvs, materials},
+      {piece_count_out, piece_counts_out, corners_out, colors_out, uvs_out, materials_out},
+      progress, [&](TriMesh& mesh) { decomposeAuto(mesh, output_setting, decomposition_setting); });
 }
 
 VEKMESH_API void separateFromData(const float* corners, const float* colors, const float* uvs,
@@ -220,20 +182,10 @@ VEKMESH_API void separateFromData(const float* corners, const float* colors, con
                                   float** colors_out, float** uvs_out, int32_t** materials_out,
                                   uint32_t** shell_counts_out, uint32_t* shell_count_out,
                                   int32_t* progress) {
-  try {
-    TriMesh mesh;
-    ProgressBinding bound(progress);
-    buildInput(mesh, count, corners, colors, uvs, materials);
-    setProgress(10);
-    separateShells(mesh);
-    setProgress(80);
-    storeMultiModel(convertMultiShell(mesh), shell_count_out, shell_counts_out, corners_out,
-                    colors_out, uvs_out, materials_out);
-    setProgress(100);
-  } catch (...) {
-    failMultiModel(shell_count_out, shell_counts_out, corners_out, colors_out, uvs_out,
-                   materials_out);
-  }
+  runOperation(
+      progressArgument(progress), {count, corners, colors, uvs, materials},
+      PiecesOut{shell_count_out, shell_counts_out, corners_out, colors_out, uvs_out, materials_out},
+      {0.10, 0.80}, [&](TriMesh& mesh, const RunContext& run) { separateShells(mesh, run); });
 }
 
 }  // extern "C"

@@ -72,17 +72,6 @@ void storeModel(const ModelArrays& model, uint32_t* count_out, float** corners_o
   writeOut(materials_out, model.materials);
 }
 
-void storeCoordinatesOnly(ModelArrays& model, uint32_t* count_out, float** corners_out) {
-  storeModel(model, count_out, corners_out, nullptr, nullptr, nullptr);
-  ResultBuffers& b = resultBuffers();
-  release(b.colors);
-  release(b.uvs);
-  release(b.materials);
-  model.colors = nullptr;
-  model.uvs = nullptr;
-  model.materials = nullptr;
-}
-
 void storeMultiModel(const MultiModelArrays& result, uint32_t* piece_count_out,
                      uint32_t** piece_counts_out, float** corners_out, float** colors_out,
                      float** uvs_out, int32_t** materials_out) {
@@ -90,22 +79,6 @@ void storeMultiModel(const MultiModelArrays& result, uint32_t* piece_count_out,
   resultBuffers().shellCounts = result.pieceCounts;
   writeOut(piece_count_out, result.pieceCount);
   writeOut(piece_counts_out, result.pieceCounts);
-}
-
-void storeCoordinatesAndColors(ModelArrays& model, uint32_t* count_out, float** corners_out,
-                               float** colors_out) {
-  storeModel(model, count_out, corners_out, colors_out, nullptr, nullptr);
-  ResultBuffers& b = resultBuffers();
-  release(b.uvs);
-  release(b.materials);
-  model.uvs = nullptr;
-  model.materials = nullptr;
-}
-
-void storeEmptyModel(uint32_t* count_out, float** corners_out, float** colors_out, float** uvs_out,
-                     int32_t** materials_out) {
-  const ModelArrays empty = convertSingleModel(SubMesh{});
-  storeModel(empty, count_out, corners_out, colors_out, uvs_out, materials_out);
 }
 
 void storeEmptyMultiModel(uint32_t* piece_count_out, uint32_t** piece_counts_out,
@@ -126,9 +99,9 @@ void storeSections(const std::vector<float>& points, const std::vector<uint32_t>
   float* p = heapCopy(points);
   uint32_t* s = heapCopy(score_bits);
   int32_t* c = heapCopy(point_counts);
-  b.sectionFirst = p;
-  b.sectionSecond = s;
-  b.sectionThird = c;
+  b.sectionPoints = p;
+  b.sectionScoreBits = s;
+  b.sectionPointCounts = c;
   writeOut(points_out, p);
   writeOut(score_bits_out, s);
   writeOut(point_counts_out, c);
@@ -187,9 +160,9 @@ void releaseAllSlots() {
   release(b.materials);
   release(b.shellCounts);
   release(b.lampshadePoints);
-  release(b.sectionFirst);
-  release(b.sectionSecond);
-  release(b.sectionThird);
+  release(b.sectionPoints);
+  release(b.sectionScoreBits);
+  release(b.sectionPointCounts);
   release(b.lampshadePointCounts);
   releaseDecompositionPreviewSlots();
   releaseBalancingPreviewSlot();
@@ -197,12 +170,16 @@ void releaseAllSlots() {
   releaseSceneNames();
 }
 
-void releaseCornerSlot() { release(resultBuffers().corners); }
+void releaseCornerSlot() {
+  release(resultBuffers().corners);
+}
 
 void releaseDecompositionPreviewSlots() {
   for (void*& slot : resultBuffers().decompositionPreview) release(slot);
 }
 
-void releaseBalancingPreviewSlot() { release(resultBuffers().balancingPreview); }
+void releaseBalancingPreviewSlot() {
+  release(resultBuffers().balancingPreview);
+}
 
 }  // namespace vekmesh

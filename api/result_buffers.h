@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "api/result_arrays.h"
 #include "mesh/polygon_outlines.h"
-#include "mesh/result_arrays.h"
 
 namespace vekmesh {
 
@@ -20,9 +20,13 @@ struct ResultBuffers {
   int32_t* materials = nullptr;
   uint32_t* shellCounts = nullptr;
   void* lampshadePoints = nullptr;  // the two further model slots and the last
-  void* sectionFirst = nullptr;     // slot carry the lampshade preview
-  void* sectionSecond = nullptr;
-  void* sectionThird = nullptr;
+                                    // slot carry the lampshade preview
+  // The weak sections' polygons: every point's x, y, z; per polygon the bit
+  // pattern of its section's score (a float handed out as its bits); per
+  // polygon its number of points.
+  float* sectionPoints = nullptr;
+  uint32_t* sectionScoreBits = nullptr;
+  int32_t* sectionPointCounts = nullptr;
   void* lampshadePointCounts = nullptr;
   void* decompositionPreview[3] = {nullptr, nullptr, nullptr};
   void* balancingPreview = nullptr;
@@ -35,29 +39,19 @@ struct ResultBuffers {
 
 ResultBuffers& resultBuffers();
 
-// Records a converted model in the four model slots and writes its addresses
-// and count to whichever out-parameters are non-null.
+// Records a converted model in the four model slots (an array the conversion
+// did not make empties its slot) and writes its addresses and count to
+// whichever out-parameters are non-null.
 void storeModel(const ModelArrays& model, uint32_t* count_out, float** corners_out,
                 float** colors_out, float** uvs_out, int32_t** materials_out);
-
-// As storeModel, then frees the colour, texture and material arrays at once and
-// nulls their slots: only the coordinates are handed out.
-void storeCoordinatesOnly(ModelArrays& model, uint32_t* count_out, float** corners_out);
 
 // Records a multi-piece result, including the per-piece counts slot.
 void storeMultiModel(const MultiModelArrays& result, uint32_t* piece_count_out,
                      uint32_t** piece_counts_out, float** corners_out, float** colors_out,
                      float** uvs_out, int32_t** materials_out);
 
-// As storeModel, then frees the texture and material arrays and nulls their
-// slots: coordinates and colours are handed out.
-void storeCoordinatesAndColors(ModelArrays& model, uint32_t* count_out, float** corners_out,
-                               float** colors_out);
-
-// A zero-triangle model in the four model slots; never throws. Used when an
-// export fails, so that the caller still gets freeable arrays and a count of 0.
-void storeEmptyModel(uint32_t* count_out, float** corners_out, float** colors_out, float** uvs_out,
-                     int32_t** materials_out);
+// A zero-piece result in the model and piece-count slots. Used when an export
+// fails, so that the caller still gets freeable arrays and a count of 0.
 void storeEmptyMultiModel(uint32_t* piece_count_out, uint32_t** piece_counts_out,
                           float** corners_out, float** colors_out, float** uvs_out,
                           int32_t** materials_out);

@@ -11,7 +11,6 @@
 #include "cli/progress_bar.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
-#include "mesh/progress_cell.h"
 #include "remesh/mesh_reducer.h"
 #include "repair/repair_pipeline.h"
 #include "repair/separation.h"
@@ -29,18 +28,30 @@ struct Options {
   double min_cosine = 0.99;
 };
 
-size_t liveFaces(const SubMesh& mesh) {
-  size_t n = 0;
-  for (const Face& f : mesh.faces) n += f.removed == 0;
-  return n;
+void appendToLogFile(std::string_view text, void*) {
+  appendLogFile(".", text);
+}
+
+// The run context of one subcommand: progress to its bar (if it has one),
+// and with --log the operation log appended to logFile.log in the working
+// directory.
+RunContext toolContext(const Options& o, ProgressSink progress) {
+  return RunContext(progress, o.log ? LogSink{appendToLogFile, nullptr} : LogSink{});
+}
+
+// Loads the input within [0, 50] of `run`, as the exports do.
+void loadInput(const Options& o, TriMesh& mesh, const RunContext& run) {
+  loadModel(o.input, mesh, run.sub(0.0, 0.5));
 }
 
 void runInfo(const Options& o) {
   TriMesh mesh;
-  loadModel(o.input, mesh);
-  const ModelReport report = inspectModel(mesh);
+  const RunContext run = toolContext(o, ProgressSink{});
+  loadInput(o, mesh, run);
+  const ModelReport report = inspectModel(mesh, run);
   if (o.json) {
-    std::printf("{\"input\": \"%s\", \"model\": %s}\n", o.input.c_str(), reportJson(report).c_str());
+    std::printf("{\"input\": \"%s\", \"model\": %s}\n", o.input.c_str(),
+                reportJson(report).c_str());
   } else {
     std::printf("%s\n%s", o.input.c_str(), reportText(report, "  ").c_str());
   }
@@ -50,17 +61,17 @@ void runRepair(const Options& o) {
   TriMesh mesh;
   ModelReport before, after;
   {
-    // The loader reports 5 and 48; the steps below report like the repair export.
     ProgressBar bar("repair");
-    loadModel(o.input, mesh);
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
     before = inspectModel(mesh);
-    setProgress(50);
+    run.report(0.50);
     // Unlike the exports, the tool removes duplicate faces at every size.
-    repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways});
-    setProgress(80);
+    repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
+    run.report(0.80);
     after = inspectModel(mesh);
     saveModel(o.output, mesh);
-    setProgress(100);
+    run.report(1.0);
   }
   if (o.json) {
     std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"before\": %s, \"after\": %s}\n",
@@ -77,20 +88,22 @@ void runReduce(const Options& o) {
   size_t before = 0;
   {
     ProgressBar bar("reduce");
-    loadModel(o.input, mesh);
-    before = liveFaces(mesh);
-    setProgress(50);
-    reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine);
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    before = liveFaceCount(mesh);
+    run.report(0.50);
+    reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine, run);
     rebuildTopology(mesh);
-    setProgress(80);
+    run.report(0.80);
     saveModel(o.output, mesh);
-    setProgress(100);
+    run.report(1.0);
   }
-  const size_t after = liveFaces(mesh);
+  const size_t after = liveFaceCount(mesh);
   if (o.json)
-    std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"triangles_before\": %zu, "
-                "\"triangles_after\": %zu}\n",
-                o.input.c_str(), o.output.c_str(), before, after);
+    std::printf(
+        "{\"input\": \"%s\", \"output\": \"%s\", \"triangles_before\": %zu, "
+        "\"triangles_after\": %zu}\n",
+        o.input.c_str(), o.output.c_str(), before, after);
   else
     std::printf("%s: %zu triangles -> %s: %zu triangles\n", o.input.c_str(), before,
                 o.output.c_str(), after);
@@ -99,7 +112,8 @@ void runReduce(const Options& o) {
 // out.stl -> out-1.stl, out-2.stl, ...
 std::string partPath(const std::string& output, size_t part) {
   const std::filesystem::path p(output);
-  return (p.parent_path() / (p.stem().string() + "-" + std::to_string(part) + p.extension().string()))
+  return (p.parent_path() /
+          (p.stem().string() + "-" + std::to_string(part) + p.extension().string()))
       .string();
 }
 
@@ -107,10 +121,11 @@ void runSeparate(const Options& o) {
   TriMesh mesh;
   {
     ProgressBar bar("separate");
-    loadModel(o.input, mesh);
-    setProgress(50);
-    separateShells(mesh);
-    setProgress(100);
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    run.report(0.50);
+    separateShells(mesh, run);
+    run.report(1.0);
   }
   std::vector<std::string> written;
   try {
@@ -142,9 +157,10 @@ void runConvert(const Options& o) {
   saveModel(o.output, mesh);
   if (o.json)
     std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"triangles\": %zu}\n", o.input.c_str(),
-                o.output.c_str(), liveFaces(mesh));
+                o.output.c_str(), liveFaceCount(mesh));
   else
-    std::printf("%s -> %s: %zu triangles\n", o.input.c_str(), o.output.c_str(), liveFaces(mesh));
+    std::printf("%s -> %s: %zu triangles\n", o.input.c_str(), o.output.c_str(),
+                liveFaceCount(mesh));
 }
 
 }  // namespace
@@ -156,6 +172,8 @@ int main(int argc, char** argv) {
   CLI::App app{"vekmesh: inspect, repair, reduce, separate and convert triangle meshes (STL, OBJ)"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
+  app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
+                       "print the library's version and exit");
   app.add_flag("--log", o.log, "append the operation log to logFile.log in the working directory");
 
   auto input = [&](CLI::App* sub) {
@@ -183,8 +201,9 @@ int main(int argc, char** argv) {
   reduce->add_option("--max-error", o.max_error, "largest error allowed, in model units")
       ->capture_default_str()
       ->check(CLI::NonNegativeNumber);
-  reduce->add_option("--min-cos", o.min_cosine,
-                     "smallest cosine allowed between a face normal before and after")
+  reduce
+      ->add_option("--min-cos", o.min_cosine,
+                   "smallest cosine allowed between a face normal before and after")
       ->capture_default_str()
       ->check(CLI::Range(-1.0, 1.0));
   CLI::App* separate = app.add_subcommand("separate", "write every part to a file of its own");
@@ -197,10 +216,10 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
+    // --version ends the parse too, with exit code 0.
     const int code = app.exit(e);
     return code == 0 ? 0 : 2;
   }
-  if (o.log) vekmesh::setLogFileEnabled(true);
   try {
     if (!o.output.empty()) checkOutputName(o.output);
     if (*info) runInfo(o);

@@ -18,8 +18,12 @@
 namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
-const char* readableExtensions() { return "stl, obj, wrl, x3d, igs, iges, stp, step"; }
-const char* writableExtensions() { return "stl, obj"; }
+const char* readableExtensions() {
+  return "stl, obj, wrl, x3d, igs, iges, stp, step";
+}
+const char* writableExtensions() {
+  return "stl, obj";
+}
 
 std::string lowerExtension(const std::string& path) {
   const std::string name = fs::path(path).filename().string();
@@ -41,7 +45,7 @@ std::string unknownExtensionMessage(const std::string& path, const char* known) 
 
 }  // namespace
 
-void loadModel(const std::string& path, TriMesh& mesh) {
+void loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
   std::error_code ec;
   const fs::file_status status = fs::status(path, ec);
   if (!fs::exists(status)) throw UserError("cannot open '" + path + "': no such file");
@@ -52,10 +56,8 @@ void loadModel(const std::string& path, TriMesh& mesh) {
   }
   if (modelFormatOf(path, ExtensionMatch::kIgnoreCase) == ModelFormat::kUnknown)
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
-  importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase);
-  size_t live = 0;
-  for (const Face& f : mesh.faces) live += f.removed == 0;
-  if (live == 0) throw UserError("'" + path + "' holds no triangles");
+  importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
+  if (liveFaceCount(mesh) == 0) throw UserError("'" + path + "' holds no triangles");
   buildShells(mesh);
 }
 
@@ -70,11 +72,11 @@ void saveModel(const std::string& path, const SubMesh& mesh) {
   // Written beside the target and renamed: a failed or interrupted write
   // never leaves a partial file under the user's name.
   errno = 0;
-  const bool written = replaceFile(path, [&](const char* temp) {
-    return writeModel(temp, mesh, format);
-  });
+  const bool written =
+      replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
   if (!written)
-    throw UserError("cannot write '" + path + "'" + (errno ? std::string(": ") + std::strerror(errno) : ""));
+    throw UserError("cannot write '" + path + "'" +
+                    (errno ? std::string(": ") + std::strerror(errno) : ""));
 }
 
 }  // namespace vekmesh::cli

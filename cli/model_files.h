@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh::cli {
@@ -25,7 +26,8 @@ std::string lowerExtension(const std::string& path);
 
 // Loads `path` into `mesh` and builds its shells. Throws UserError when the file
 // is missing or unreadable, the extension is unknown, or no triangle results.
-void loadModel(const std::string& path, TriMesh& mesh);
+// The reader reports progress through `run`.
+void loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
 
 // Throws UserError when `path` does not name a format the tool writes; run
 // before any work so that a typo costs nothing.

@@ -32,11 +32,13 @@ std::string format(const char* fmt, double a) {
   return buffer;
 }
 
-const char* verdict(bool flawed) { return flawed ? "flawed" : "ok"; }
+const char* verdict(bool flawed) {
+  return flawed ? "flawed" : "ok";
+}
 
 }  // namespace
 
-ModelReport inspectModel(const TriMesh& mesh) {
+ModelReport inspectModel(const TriMesh& mesh, const RunContext& run) {
   ModelReport r;
   r.vertices = mesh.vertices.size();
   r.shells = mesh.shells.size();
@@ -55,10 +57,10 @@ ModelReport inspectModel(const TriMesh& mesh) {
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.volume = enclosedVolume(mesh);
-  for (uint32_t mode = 0; mode < 3; ++mode) r.flawed[mode] = detectFlaws(mesh, mode);
+  for (uint32_t mode = 0; mode < 3; ++mode) r.flawed[mode] = detectFlaws(mesh, mode, run);
   // Post-detection turns inside-out shells outwards: count on a copy.
   SubMesh copy = mesh;
-  postDetection(copy, r.counters);
+  postDetection(copy, r.counters, run);
   return r;
 }
 
@@ -83,17 +85,16 @@ std::string reportText(const ModelReport& r, const std::string& indent) {
 std::string reportJson(const ModelReport& r) {
   auto b = [](bool v) { return v ? "true" : "false"; };
   char buffer[1024];
-  std::snprintf(
-      buffer, sizeof buffer,
-      "{\"triangles\": %zu, \"vertices\": %zu, \"shells\": %zu, "
-      "\"bounds\": {\"min\": [%.9g, %.9g, %.9g], \"max\": [%.9g, %.9g, %.9g]}, "
-      "\"volume\": %.17g, \"area\": %.17g, "
-      "\"flawed\": {\"strict\": %s, \"orientation_ignored\": %s, \"lenient\": %s}, "
-      "\"counters\": {\"repeated_vertex_faces\": %d, \"open_edges\": %d, "
-      "\"non_manifold_edges\": %d, \"inside_out_shell_faces\": %d}}",
-      r.triangles, r.vertices, r.shells, r.lower[0], r.lower[1], r.lower[2], r.upper[0],
-      r.upper[1], r.upper[2], r.volume, r.area, b(r.flawed[0]), b(r.flawed[1]), b(r.flawed[2]),
-      r.counters[0], r.counters[1], r.counters[2], r.counters[3]);
+  std::snprintf(buffer, sizeof buffer,
+                "{\"triangles\": %zu, \"vertices\": %zu, \"shells\": %zu, "
+                "\"bounds\": {\"min\": [%.9g, %.9g, %.9g], \"max\": [%.9g, %.9g, %.9g]}, "
+                "\"volume\": %.17g, \"area\": %.17g, "
+                "\"flawed\": {\"strict\": %s, \"orientation_ignored\": %s, \"lenient\": %s}, "
+                "\"counters\": {\"repeated_vertex_faces\": %d, \"open_edges\": %d, "
+                "\"non_manifold_edges\": %d, \"inside_out_shell_faces\": %d}}",
+                r.triangles, r.vertices, r.shells, r.lower[0], r.lower[1], r.lower[2], r.upper[0],
+                r.upper[1], r.upper[2], r.volume, r.area, b(r.flawed[0]), b(r.flawed[1]),
+                b(r.flawed[2]), r.counters[0], r.counters[1], r.counters[2], r.counters[3]);
   return buffer;
 }
 

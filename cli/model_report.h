@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh::cli {
@@ -25,8 +26,8 @@ struct ModelReport {
 };
 
 // Inspects `mesh` (which needs current shells and incidence lists); the mesh
-// itself is not changed.
-ModelReport inspectModel(const TriMesh& mesh);
+// itself is not changed. The flaw tests log through `run`.
+ModelReport inspectModel(const TriMesh& mesh, const RunContext& run = {});
 
 // Human-readable lines, each prefixed by `indent`.
 std::string reportText(const ModelReport& report, const std::string& indent = "");

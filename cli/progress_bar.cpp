@@ -2,25 +2,24 @@
 // percentage, so a pipe or log file never sees control characters.
 #include "cli/progress_bar.h"
 
-#include <cstdio>
 #include <unistd.h>
 
-#include "mesh/progress_cell.h"
+#include <cstdio>
 
 namespace vekmesh::cli {
 
 ProgressBar::ProgressBar(std::string label)
-    : label_(std::move(label)), enabled_(isatty(STDERR_FILENO) == 1) {
-  if (enabled_) setProgressObserver(&ProgressBar::onProgress, this);
-}
+    : label_(std::move(label)), enabled_(isatty(STDERR_FILENO) == 1) {}
 
 ProgressBar::~ProgressBar() {
-  if (!enabled_) return;
-  setProgressObserver(nullptr, nullptr);
-  if (last_ >= 0) std::fputs("\n", stderr);
+  if (enabled_ && last_ >= 0) std::fputs("\n", stderr);
 }
 
-void ProgressBar::onProgress(int percent, void* self) {
+ProgressSink ProgressBar::sink() {
+  return enabled_ ? ProgressSink{&ProgressBar::onProgress, this} : ProgressSink{};
+}
+
+void ProgressBar::onProgress(int32_t percent, void* self) {
   static_cast<ProgressBar*>(self)->draw(percent);
 }
 

@@ -22,8 +22,8 @@
  *   (0, 0) on untextured corners, materials -1 = none) and the triangle count,
  *   written to whichever out-parameters are non-null. Arrays are allocated
  *   even for 0 triangles. freeAllArray releases them; freeVertexArray releases
- *   the coordinates only. "Coordinates only" means the colour, texture and
- *   material arrays are released before the export returns.
+ *   the coordinates only. "Coordinates only" means only the coordinate array
+ *   is handed out; the colour, texture and material slots are left empty.
  * - progress: an int32 the library writes percentages into during the call
  *   (0 first, 100 last), or null. It is never written after the call returns.
  * - A path is a NUL-terminated byte string; a file that cannot be read or has

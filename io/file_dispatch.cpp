@@ -48,12 +48,12 @@ bool isWritableFormat(ModelFormat format) {
 }
 
 void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
-                       ExtensionMatch match) {
+                       ExtensionMatch match, const RunContext& run) {
   if (path) {
     std::vector<std::string> scene_names;
     switch (modelFormatOf(path, match)) {
       case ModelFormat::kStl:
-        loadStl(path, mesh);
+        loadStl(path, mesh, run);
         break;
       case ModelFormat::kObj:
         readObj(path, mesh);

@@ -11,7 +11,6 @@
 
 #include "io/file_handle.h"
 #include "io/stl_ascii.h"
-#include "mesh/progress_cell.h"
 
 namespace vekmesh {
 namespace {
@@ -97,26 +96,26 @@ void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared
 
 }  // namespace
 
-void loadStl(const char* path, SubMesh& mesh) {
+void loadStl(const char* path, SubMesh& mesh, const RunContext& run) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
   if (!file) return;
   uint32_t declared = 0;
   const bool has_count = readDeclaredCount(file.get(), size, declared);
-  setProgress(5);
+  run.report(0.1);
   const bool binary_size = has_count && size == kPreambleBytes + kRecordBytes * uint64_t(declared);
   if (!binary_size) {
     // Text and binary mode are the same stream here, so starting over at
     // byte 0 is the reopening as text.
     std::rewind(file.get());
     const std::vector<float> corners = parseAsciiStl(file.get(), size);
-    buildTriMesh(mesh, static_cast<uint32_t>(corners.size() / 9), corners.data(), nullptr,
-                 nullptr, nullptr);
+    buildTriMesh(mesh, static_cast<uint32_t>(corners.size() / 9), corners.data(), nullptr, nullptr,
+                 nullptr);
   }
   // A size that does not match but holds no ASCII facets is still tried as
   // binary (a truncated or padded binary file).
   if (binary_size || mesh.faces.empty()) readBinary(mesh, file.get(), size, declared);
-  setProgress(48);
+  run.report(0.96);
 }
 
 bool writeStl(const char* path, const SubMesh& mesh) {

@@ -2,13 +2,15 @@
 // ASCII otherwise) and the binary writer with a "VEKMesh" header.
 #pragma once
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
 
 // Fills `mesh` from the file; leaves it untouched when the file cannot be
-// opened. Writes progress 5 after the header and 48 at its end.
-void loadStl(const char* path, SubMesh& mesh);
+// opened. Reports 0.1 of its span after the header and 0.96 at its end (the
+// exports give it [0, 50]: 5 and 48).
+void loadStl(const char* path, SubMesh& mesh, const RunContext& run = {});
 
 // Writes the live faces as binary STL. Nothing is reported to the user; the
 // result tells whether the file was opened and every byte written.

@@ -200,6 +200,12 @@ void compactMesh(SubMesh& mesh) {
   mesh.texCoords.swap(tex_coords);
 }
 
+size_t liveFaceCount(const SubMesh& mesh) {
+  size_t live = 0;
+  for (const Face& f : mesh.faces) live += f.removed == 0;
+  return live;
+}
+
 void rebuildTopology(SubMesh& mesh) {
   compactMesh(mesh);
   buildShells(mesh);

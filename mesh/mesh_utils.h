@@ -36,6 +36,9 @@ std::pair<Vertex, Vertex> sampledBoundingBox(const SubMesh& mesh, uint32_t maxSa
 // shifting its materials above a's largest. `b` is consumed.
 void appendMesh(SubMesh& a, SubMesh&& b);
 
+// Faces not flagged removed.
+size_t liveFaceCount(const SubMesh& mesh);
+
 // Rebuilds the mesh from its live faces (welding again, refreshing
 // incidentCorners); nothing happens when no face is live.
 void compactMesh(SubMesh& mesh);

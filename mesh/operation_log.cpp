@@ -1,9 +1,11 @@
-// The operation log: clock, line composer and the switchable file sink.
+// The operation log: clock, line composer, the operation frame and the file
+// appender.
 #include "mesh/operation_log.h"
 
 #include <chrono>
 #include <cinttypes>
 #include <cstdio>
+#include <exception>
 #include <limits>
 
 namespace vekmesh {
@@ -13,10 +15,6 @@ using Clock = std::chrono::steady_clock;
 
 // Fixed when the library is loaded, so that readings are small numbers.
 const Clock::time_point g_clock_start = Clock::now();
-
-const std::string g_log_file_name = "logFile.log";
-
-bool g_log_file_enabled = false;
 
 std::string printf1(const char* format, double value) {
   char buffer[64];
@@ -120,35 +118,56 @@ std::string timingLine(std::string_view label, double seconds) {
   return labelText(label) + formatSeconds(seconds) + " sec.";
 }
 
-const std::string& logFileName() {
-  return g_log_file_name;
+OperationLog::OperationLog(const RunContext& run, std::string_view name)
+    : run_(run), name_(name), start_ms_(logClock()), uncaught_(std::uncaught_exceptions()) {
+  run_.log(startLine(name_));
 }
 
-const char* logDirectory() {
-  return ".";
+OperationLog::~OperationLog() {
+  if (closed_ || std::uncaught_exceptions() <= uncaught_) return;
+  // Unwinding: composing may itself run out of memory, which must not end
+  // the process.
+  try {
+    fail();
+  } catch (...) {
+  }
 }
 
-void writeLogMessage(const char* directory, std::string_view text) {
-  if (!g_log_file_enabled || text.empty()) return;
+void OperationLog::parameter(std::string_view label, double value) const {
+  run_.log(parameterLine(label, value));
+}
+
+void OperationLog::parameter(std::string_view label, int64_t value) const {
+  run_.log(parameterLine(label, value));
+}
+
+void OperationLog::parameter(std::string_view label, size_t value) const {
+  parameter(label, static_cast<int64_t>(value));
+}
+
+void OperationLog::caution(std::string_view text) const {
+  run_.log(cautionLine(text));
+}
+
+void OperationLog::succeed() {
+  closed_ = true;
+  run_.log(successLine(name_, elapsedSeconds(start_ms_, logClock())));
+}
+
+void OperationLog::fail() {
+  closed_ = true;
+  run_.log(failureLine(name_, elapsedSeconds(start_ms_, logClock())));
+}
+
+void appendLogFile(const char* directory, std::string_view text) {
+  if (text.empty()) return;
   std::string path = (directory && *directory) ? directory : ".";
   path += '/';
-  path += g_log_file_name;
+  path += kLogFileName;
   std::FILE* file = std::fopen(path.c_str(), "ab");
   if (!file) return;
   std::fwrite(text.data(), 1, text.size(), file);
   std::fclose(file);
-}
-
-void logMessage(std::string_view text) {
-  writeLogMessage(logDirectory(), text);
-}
-
-void setLogFileEnabled(bool enabled) {
-  g_log_file_enabled = enabled;
-}
-
-bool logFileEnabled() {
-  return g_log_file_enabled;
 }
 
 }  // namespace vekmesh

@@ -1,13 +1,26 @@
 // The operation log: a millisecond clock, the composer of the fixed line frame
-// every reporting operation uses, and the sink the lines go to. The sink is
-// bound to "logFile.log" in "." and discards by default; the command-line tool
-// switches it on for --log. Messages are composed in full either way, so the
-// text is the same whether or not anything is written.
+// every reporting operation uses, the frame itself (OperationLog, which hands
+// its lines to the run context's sink) and the file appender the tool's --log
+// sink uses. Messages are composed in full whatever the sink does with them,
+// so the text is the same whether or not anything is written.
+//
+// Names the landed operations log under (start and success lines alike):
+//   "repair"               repairMesh, repair/repair_pipeline.h
+//   "flaw detection"       detectFlaws, repair/flaw_detection.h
+//   "post detection"       postDetection, repair/flaw_detection.h
+//   "mesh reduction"       reduceMesh, remesh/mesh_reducer.h
+//   "fast mesh reduction"  reduceMeshFast, remesh/mesh_reducer.h
+//   "large model cap"      capLargeModel, remesh/large_model_cap.h
+//   "separation"           separateShells, repair/separation.h (the shell
+//                          intersection search runs inside it and has no
+//                          frame of its own)
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "mesh/run_context.h"
 
 namespace vekmesh {
 
@@ -61,22 +74,44 @@ std::string cautionLine(std::string_view text);
 std::string stepHeading(std::string_view step);
 std::string timingLine(std::string_view label, double seconds);
 
-// ---- sink --------------------------------------------------------------------
+// ---- frame -------------------------------------------------------------------
 
-// "logFile.log" and "."; the name lives from load to unload.
-const std::string& logFileName();
-const char* logDirectory();
+// One operation's lines, composed on the calling thread and handed to the run
+// context's log sink: the start line when constructed, parameter and caution
+// lines while running, and the success line (or a failure line) at the end.
+// An exception that leaves the operation before either gets the timed failure
+// line, so a log never ends on a start line without saying what happened.
+class OperationLog {
+ public:
+  OperationLog(const RunContext& run, std::string_view name);
+  ~OperationLog();
+  OperationLog(const OperationLog&) = delete;
+  OperationLog& operator=(const OperationLog&) = delete;
 
-// Appends `text` to logFileName() in `directory` when the file sink is on;
-// otherwise does nothing (no file is created). Never fails: a file that cannot
-// be opened loses the message.
-void writeLogMessage(const char* directory, std::string_view text);
+  void parameter(std::string_view label, double value) const;
+  void parameter(std::string_view label, int64_t value) const;
+  void parameter(std::string_view label, size_t value) const;
+  void caution(std::string_view text) const;
 
-// writeLogMessage(logDirectory(), text).
-void logMessage(std::string_view text);
+  // "\n---{success} <name> : <seconds> sec.---\n"
+  void succeed();
+  // "\n---{failure} <name> : <seconds> sec.---\n"
+  void fail();
 
-// Off by default. Not for use inside parallel loops.
-void setLogFileEnabled(bool enabled);
-bool logFileEnabled();
+ private:
+  RunContext run_;  // a copy: callers may pass a sub-context made on the spot
+  std::string name_;
+  int32_t start_ms_;
+  int uncaught_;
+  bool closed_ = false;
+};
+
+// ---- file --------------------------------------------------------------------
+
+constexpr const char* kLogFileName = "logFile.log";
+
+// Appends `text` to kLogFileName in `directory` (created when missing, never
+// truncated). Never fails: a file that cannot be opened loses the message.
+void appendLogFile(const char* directory, std::string_view text);
 
 }  // namespace vekmesh

@@ -86,9 +86,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
   for (const BlockWork& w : work) s.collapses += w.scratch.collapses;
 }
 
-}  // namespace
-
-void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine) {
+void reduceFast(SubMesh& mesh, double ratio, double maxError, double minCosine) {
   ReducerState s;
   ReduceSettings settings;
   // 6 x 6 x 6 blocks: smaller blocks stay in cache, and their borders are
@@ -102,6 +100,12 @@ void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosi
   else
     reduceInPasses(s, settings);
   finishReduction(s);
+}
+}  // namespace
+
+void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                    const RunContext& run) {
+  runLoggedReduction("fast mesh reduction", reduceFast, mesh, ratio, maxError, minCosine, run);
 }
 
 }  // namespace vekmesh

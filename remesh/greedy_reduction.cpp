@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "mesh/mesh_utils.h"
+#include "mesh/operation_log.h"
 #include "remesh/vertex_classes.h"
 
 namespace vekmesh::reducer {
@@ -178,6 +179,18 @@ void finishReduction(ReducerState& s) {
   if (s.collapses == 0) return;
   s.store();
   if (!s.mesh->shells.empty()) buildShells(*s.mesh);
+}
+
+void runLoggedReduction(std::string_view name, ReductionBody body, SubMesh& mesh, double ratio,
+                        double max_error, double min_cosine, const RunContext& run) {
+  OperationLog log(run, name);
+  log.parameter("ratio", ratio);
+  log.parameter("max error", max_error);
+  log.parameter("min cosine", min_cosine);
+  log.parameter("faces in", liveFaceCount(mesh));
+  body(mesh, ratio, max_error, min_cosine);
+  log.parameter("faces out", liveFaceCount(mesh));
+  log.succeed();
 }
 
 }  // namespace vekmesh::reducer

@@ -4,8 +4,10 @@
 #pragma once
 
 #include <cstddef>
+#include <string_view>
 #include <vector>
 
+#include "mesh/run_context.h"
 #include "remesh/collapse_candidate.h"
 #include "remesh/collapse_queue.h"
 #include "remesh/link_condition.h"
@@ -55,5 +57,12 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
 // Writes the mesh back when anything was collapsed; shells, if the mesh had
 // them, are rebuilt for the new face numbers.
 void finishReduction(ReducerState& s);
+
+// Runs one routine's `body` inside its log frame: the start line of `name`,
+// the ratio and the two bounds, the live faces before and after, the success
+// line.
+using ReductionBody = void (*)(SubMesh& mesh, double ratio, double max_error, double min_cosine);
+void runLoggedReduction(std::string_view name, ReductionBody body, SubMesh& mesh, double ratio,
+                        double max_error, double min_cosine, const RunContext& run);
 
 }  // namespace vekmesh::reducer

@@ -8,8 +8,11 @@
 
 namespace vekmesh {
 
-void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine) {
-  using namespace reducer;
+namespace {
+
+using namespace reducer;
+
+void reduceQuality(SubMesh& mesh, double ratio, double maxError, double minCosine) {
   ReducerState s;
   ReduceSettings settings;
   // 4 x 4 x 4 blocks: the serial pass over their borders runs the global
@@ -18,6 +21,13 @@ void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine) 
     return;
   reduceToTarget(s, settings);
   finishReduction(s);
+}
+
+}  // namespace
+
+void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                const RunContext& run) {
+  runLoggedReduction("mesh reduction", reduceQuality, mesh, ratio, maxError, minCosine, run);
 }
 
 }  // namespace vekmesh

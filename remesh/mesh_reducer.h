@@ -1,8 +1,10 @@
 // The mesh reducer: lowers the face count of a mesh in place towards `ratio` of
 // its live faces by quadric-error edge collapse (Garland and Heckbert 1997),
 // within an error bound and a normal bound; two routines, quality and fast.
+// Log names: "mesh reduction" (quality routine), "fast mesh reduction".
 #pragma once
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -24,17 +26,21 @@ namespace vekmesh {
 // materials travel with the corners. Afterwards `faces`, `vertices`,
 // `texCoords` and incidentCorners are compacted and current; `shells` is
 // rebuilt if it was filled. When no collapse is possible the mesh is untouched.
+// Each routine logs its parameters and the live faces before and after
+// through `run`; neither reports progress.
 
 // The quality routine: cheapest-first from a priority queue, merged vertices
 // placed at the quadric minimiser; large meshes are worked block by block in
 // parallel, in rising cost phases, before one global queue finishes (see
 // region_phases.cpp).
-void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine);
+void reduceMesh(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                const RunContext& run = {});
 
 // The routine for very large and voxel meshes: the same bounds and guarantees,
 // merged vertices placed on one of the two ends (keeps voxel lattices exact),
 // and the work done in passes over blocks of the model in parallel (see
 // fast_reducer.cpp).
-void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine);
+void reduceMeshFast(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                    const RunContext& run = {});
 
 }  // namespace vekmesh

@@ -11,6 +11,7 @@
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/operation_log.h"
 #include "mesh/prefetch.h"
 #include "repair/shell_orientation.h"
 
@@ -58,9 +59,7 @@ bool strictCornerFlaw(const EdgeUse& use, uint32_t mode) {
   return false;
 }
 
-}  // namespace
-
-bool detectFlaws(const SubMesh& mesh, uint32_t mode) {
+bool findFlaw(const SubMesh& mesh, uint32_t mode) {
   const size_t face_count = mesh.faces.size();
   if (face_count % 2 == 1 && mode != 2) return true;
   if (face_count == 0) return false;
@@ -111,8 +110,20 @@ bool detectFlaws(const SubMesh& mesh, uint32_t mode) {
   }
   return false;
 }
+}  // namespace
 
-bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters) {
+bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
+  OperationLog log(run, "flaw detection");
+  log.parameter("mode", int64_t{mode});
+  log.parameter("faces", mesh.faces.size());
+  const bool flawed = findFlaw(mesh, mode);
+  log.parameter("flawed", int64_t{flawed});
+  log.succeed();
+  return flawed;
+}
+
+bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run) {
+  OperationLog log(run, "post detection");
   counters.fill(0);
   const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   buildShells(mesh, adjacency);
@@ -147,6 +158,11 @@ bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters) {
     }
   }
   applyTurns(mesh, turned);
+  log.parameter("degenerate", int64_t{counters[0]});
+  log.parameter("open edges", int64_t{counters[1]});
+  log.parameter("nonmanifold", int64_t{counters[2]});
+  log.parameter("faces turned", int64_t{counters[3]});
+  log.succeed();
   for (const int32_t c : counters)
     if (c > 0) return true;
   return false;

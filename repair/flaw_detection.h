@@ -1,12 +1,13 @@
 // Flaw detection: the yes/no printability test (closed, two-manifold,
 // consistently wound, even face counts, turned outwards) by a breadth-first
 // walk of each shell over incidentCorners, and the counting post-detection run
-// after repair and reduction.
+// after repair and reduction. Log names: "flaw detection", "post detection".
 #pragma once
 
 #include <array>
 #include <cstdint>
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -23,8 +24,8 @@ namespace vekmesh {
 //           of other faces; open edges still fail; orientation not tested.
 // Other modes behave like 1. An edge shared by four faces (three others) passes
 // in every mode: two closed solids glued along an edge are printable. An empty
-// mesh is not flawed.
-bool detectFlaws(const SubMesh& mesh, uint32_t mode);
+// mesh is not flawed. Logs "flaw detection" (mode, faces, answer) through `run`.
+bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run = {});
 
 // Post-detection. Sets the four counters to 0, rebuilds the shells, then counts
 // per shell:
@@ -36,7 +37,7 @@ bool detectFlaws(const SubMesh& mesh, uint32_t mode);
 //                (the inside-out test of detectFlaws) has all its faces turned
 //                over, colours and texture references with them, and counted.
 // True when any counter ends above 0. Needs current incidentCorners and keeps
-// them current.
-bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters);
+// them current. Logs "post detection" with the four counters through `run`.
+bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run = {});
 
 }  // namespace vekmesh

@@ -4,9 +4,10 @@
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/operation_log.h"
 #include "repair/duplicate_faces.h"
-#include "repair/winding.h"
 #include "repair/snap_to_grid.h"
+#include "repair/winding.h"
 
 namespace vekmesh {
 
@@ -16,7 +17,9 @@ bool anyLiveFaceHasMaterial(const SubMesh& mesh) {
   return false;
 }
 
-RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options) {
+RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunContext& run) {
+  OperationLog log(run, "repair");
+  log.parameter("faces in", liveFaceCount(mesh));
   RepairReport report;
   snapToGrid(mesh);
   compactMesh(mesh);
@@ -35,8 +38,15 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options) {
   if (options.hole_filling == HoleFilling::kAlways || !anyLiveFaceHasMaterial(mesh)) {
     report.holes_filled = true;
     report.holes = fillHoles(mesh, adjacency);
+  } else {
+    log.caution("holes left open: the model carries textures");
   }
   rebuildTopology(mesh);
+  log.parameter("duplicates", report.duplicates_removed);
+  log.parameter("faces turned", report.faces_turned);
+  log.parameter("holes closed", report.holes.loops_closed);
+  log.parameter("faces out", liveFaceCount(mesh));
+  log.succeed();
   return report;
 }
 

@@ -1,9 +1,10 @@
 // The repair pipeline: snap to a 1/5000 grid, compact, build shells, drop
 // duplicate faces (below 300000 faces, or at any size for the tool), unify the
 // winding and outward orientation of each shell, fill holes, and compact once
-// more so that the caller gets a finished mesh.
+// more so that the caller gets a finished mesh. Log name: "repair".
 #pragma once
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 #include "repair/hole_filling.h"
 
@@ -40,7 +41,10 @@ struct RepairReport {
 //     live face has material -1 (a textured model is never hole-filled),
 //   7 compactMesh and buildShells (rebuildTopology), which drop the faces
 //     removed here and weld the patches in.
-RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options);
+// Logs "repair" through `run`: the faces before and after, what each step
+// did, and a caution when a textured model's holes are left open. Reports no
+// progress.
+RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunContext& run = {});
 
 // True when some live face carries a material (0 or more).
 bool anyLiveFaceHasMaterial(const SubMesh& mesh);

@@ -4,6 +4,7 @@
 #include "repair/separation.h"
 
 #include "mesh/mesh_utils.h"
+#include "mesh/operation_log.h"
 #include "repair/shell_intersection.h"
 
 namespace vekmesh {
@@ -41,9 +42,11 @@ ByteSoup gatherGroup(const TriMesh& mesh, const std::vector<int32_t>& group) {
 
 }  // namespace
 
-void separateShells(TriMesh& mesh) {
+void separateShells(TriMesh& mesh, const RunContext& run) {
+  OperationLog log(run, "separation");
   mesh.pieces.clear();
   buildShells(mesh);
+  log.parameter("shells", mesh.shells.size());
   const ShellIntersections found = findIntersectingShells(mesh);
   mesh.pieces.reserve(found.groups.size());
   for (const std::vector<int32_t>& group : found.groups) {
@@ -51,6 +54,8 @@ void separateShells(TriMesh& mesh) {
     buildTriMesh(part, gatherGroup(mesh, group));
     mesh.pieces.push_back(std::move(part));
   }
+  log.parameter("parts", mesh.pieces.size());
+  log.succeed();
 }
 
 }  // namespace vekmesh

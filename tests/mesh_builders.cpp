@@ -294,4 +294,15 @@ size_t liveFaceCount(const SubMesh& mesh) {
   return n;
 }
 
+RunContext RunRecorder::context() {
+  return RunContext(ProgressSink{[](int32_t percent, void* self) {
+                                   static_cast<RunRecorder*>(self)->percents.push_back(percent);
+                                 },
+                                 this},
+                    LogSink{[](std::string_view text, void* self) {
+                              static_cast<RunRecorder*>(self)->log += text;
+                            },
+                            this});
+}
+
 }  // namespace vekmesh::test

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh::test {
@@ -100,5 +101,12 @@ EdgeCensus edgeCensus(const SubMesh& mesh);
 
 // Number of live faces.
 size_t liveFaceCount(const SubMesh& mesh);
+
+// Keeps what operations report and log through the contexts it makes.
+struct RunRecorder {
+  std::vector<int32_t> percents;
+  std::string log;
+  RunContext context();
+};
 
 }  // namespace vekmesh::test

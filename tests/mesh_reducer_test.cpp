@@ -16,7 +16,7 @@
 #include <string>
 #include <utility>
 
-#include "mesh/large_model_cap.h"
+#include "remesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "repair/flaw_detection.h"
@@ -33,7 +33,9 @@ struct Routine {
   const char* name;
   Reducer reduce;
 };
-const Routine kRoutines[] = {{"quality", reduceMesh}, {"fast", reduceMeshFast}};
+const Routine kRoutines[] = {
+    {"quality", [](SubMesh& m, double r, double e, double c) { reduceMesh(m, r, e, c); }},
+    {"fast", [](SubMesh& m, double r, double e, double c) { reduceMeshFast(m, r, e, c); }}};
 
 constexpr double kUnbounded = std::numeric_limits<double>::infinity();
 

@@ -9,7 +9,7 @@
 #include <tuple>
 #include <vector>
 
-#include "mesh/result_arrays.h"
+#include "api/result_arrays.h"
 #include "mesh_builders.h"
 
 namespace vekmesh {

@@ -1,16 +1,15 @@
 // Tests of turning a TriMesh back into result arrays (one model and several
 // pieces) and of the large-model cap that runs before conversion.
-#include "mesh/result_arrays.h"
+#include "api/result_arrays.h"
 
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <vector>
 
-#include "mesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
-#include "mesh/progress_cell.h"
 #include "mesh_builders.h"
+#include "remesh/large_model_cap.h"
 
 namespace vekmesh {
 namespace {
@@ -167,10 +166,6 @@ TEST(LargeModelCap, KeepsThirtyPercentOfTheShareAboveOneHundredThousand) {
   EXPECT_NEAR(largeModelRatio(100000000) * 100000000, 30070000.0, 1e-3);
 }
 
-void recordProgress(int32_t percent, void* context) {
-  static_cast<std::vector<int32_t>*>(context)->push_back(percent);
-}
-
 TEST(LargeModelCap, ReportsProgressAndRebuildsTopology) {
   Soup soup =
       test::concatenate(test::cubeSoup(), test::tetrahedronSoup(1.0f, test::Winding::kOutward));
@@ -180,16 +175,10 @@ TEST(LargeModelCap, ReportsProgressAndRebuildsTopology) {
   mesh.faces[2].removed = 1;
   mesh.shells = {{99}};
 
-  std::vector<int32_t> seen;
-  int32_t progress = -1;
-  setProgressObserver(recordProgress, &seen);
-  bindProgress(&progress);
-  capLargeModel(mesh);
-  releaseProgress();
-  setProgressObserver(nullptr, nullptr);
-
-  EXPECT_EQ(seen, (std::vector<int32_t>{0, 65, 75}));
-  EXPECT_EQ(progress, 75);
+  // The span the exports give the cap.
+  test::RunRecorder run;
+  capLargeModel(mesh, run.context().sub(0.65, 0.75));
+  EXPECT_EQ(run.percents, (std::vector<int32_t>{65, 75}));
   // Compacted (the removed face is gone) and split into shells again.
   EXPECT_EQ(mesh.faces.size(), 15u);
   EXPECT_EQ(test::invariantViolation(mesh), "");

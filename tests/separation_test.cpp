@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "mesh/mesh_utils.h"
-#include "mesh/result_arrays.h"
+#include "api/result_arrays.h"
 #include "mesh_builders.h"
 #include "repair/shell_intersection.h"
 #include "geometry/tri_tri_intersection.h"

@@ -12,7 +12,6 @@
 #include "io/file_dispatch.h"
 #include "io/stl.h"
 #include "io_samples.h"
-#include "mesh/progress_cell.h"
 #include "mesh_builders.h"
 
 namespace vekmesh {
@@ -44,26 +43,6 @@ TriMesh load(const std::string& path) {
   loadStl(path.c_str(), mesh);
   return mesh;
 }
-
-// Records every progress value written while it lives.
-class ProgressLog {
- public:
-  ProgressLog() {
-    bindProgress(&cell_);
-    setProgressObserver(
-        [](int32_t percent, void* self) { static_cast<ProgressLog*>(self)->values.push_back(percent); },
-        this);
-    values.clear();  // binding wrote its 0
-  }
-  ~ProgressLog() {
-    setProgressObserver(nullptr, nullptr);
-    releaseProgress();
-  }
-  std::vector<int32_t> values;
-
- private:
-  int32_t cell_ = -1;
-};
 
 TEST(StlLoader, BinaryAndAsciiGiveTheSameWeldedMesh) {
   ScratchDir dir;
@@ -202,9 +181,12 @@ TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
   ScratchDir dir;
   const std::string good = dir.write("cube.stl", test::binaryStl(test::cubeSoup()));
   {
-    ProgressLog progress;
-    EXPECT_EQ(load(good).faces.size(), 12u);
-    EXPECT_EQ(progress.values, (std::vector<int32_t>{5, 48}));
+    // The span the exports give the loader.
+    test::RunRecorder progress;
+    TriMesh mesh;
+    loadStl(good.c_str(), mesh, progress.context().sub(0.0, 0.5));
+    EXPECT_EQ(mesh.faces.size(), 12u);
+    EXPECT_EQ(progress.percents, (std::vector<int32_t>{5, 48}));
   }
   // A FIFO with no writer would block an ordinary open for ever.
   const std::string fifo = dir.file("fifo.stl");
@@ -213,10 +195,10 @@ TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
        {dir.path() + "/missing.stl", dir.path(), std::string("/dev/zero"), fifo}) {
     SCOPED_TRACE(path);
     TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
-    ProgressLog progress;
-    loadStl(path.c_str(), mesh);
+    test::RunRecorder progress;
+    loadStl(path.c_str(), mesh, progress.context());
     EXPECT_EQ(mesh.faces.size(), 4u);
-    EXPECT_TRUE(progress.values.empty());
+    EXPECT_TRUE(progress.percents.empty());
   }
   TriMesh mesh;
   loadStl(nullptr, mesh);

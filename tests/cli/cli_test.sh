@@ -2,10 +2,11 @@
 # Runs the built vekmesh tool as a user would: each subcommand on the shipped
 # damaged sample, and each user error, checking exit codes, messages and that a
 # failed command leaves no output file behind.
-# Usage: cli_test.sh <path to vekmesh> <path to the sample STL>
+# Usage: cli_test.sh <path to vekmesh> <path to the sample STL> <project version>
 set -u
 tool=$1
 sample=$2
+version=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work" || exit 1
@@ -91,6 +92,20 @@ expect 2 "" -- repair model.stl
 expect 2 "" -- frobnicate model.stl
 
 [ ! -e logFile.log ] || fail "a run without --log left logFile.log"
+
+# --- version and log -------------------------------------------------------------
+expect 0 "$version" -- --version
+# --log appends the operation log in the working directory; a second run adds
+# its lines after the first run's.
+expect 0 "after repair" -- --log repair model.stl -o logged.stl
+first=$(wc -c < logFile.log 2>/dev/null || echo 0)
+expect 0 "after repair" -- --log repair model.stl -o logged.stl
+starts=$(grep -c -- '---start executing repair---' logFile.log)
+successes=$(grep -c -- '---{success} repair : [0-9]*\.[0-9]\{6\} sec\.---' logFile.log)
+[ "$first" -gt 0 ] && [ "$(wc -c < logFile.log)" -gt "$first" ] \
+  || fail "the second --log run did not append its own lines ($first bytes after one run)"
+[ "$starts" -eq 2 ] && [ "$successes" -eq 2 ] \
+  || fail "logFile.log lacks two repairs' start and success lines: $(cat logFile.log)"
 
 if [ "$failures" -ne 0 ]; then
   echo "$failures failure(s)"

@@ -1,6 +1,7 @@
-// The progress cell: where operations write their percentage. An entry point
-// binds the caller's integer for the duration of one call; afterwards the cell
-// points at a library-owned dummy so that no later write reaches the caller.
+// The progress cell: where the library's run context writes percentages. An
+// entry point binds the caller's integer for the duration of one call;
+// afterwards the cell points at a library-owned dummy so that no later write
+// reaches the caller.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +20,5 @@ void releaseProgress();
 
 // The current target (null, the caller's integer or the dummy); for tests.
 const int32_t* progressTarget();
-
-// An optional observer called on every write, for hosts that show progress
-// while a call runs (the command-line tool). Null to remove it.
-using ProgressObserver = void (*)(int32_t percent, void* context);
-void setProgressObserver(ProgressObserver observer, void* context);
 
 }  // namespace vekmesh

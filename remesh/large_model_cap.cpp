@@ -1,9 +1,9 @@
 // The large-model cap: reduce everything above 100000 faces to 30 % of its
 // share with the quality reducer, then rebuild the topology.
-#include "mesh/large_model_cap.h"
+#include "remesh/large_model_cap.h"
 
 #include "mesh/mesh_utils.h"
-#include "mesh/progress_cell.h"
+#include "mesh/operation_log.h"
 #include "remesh/mesh_reducer.h"
 
 namespace vekmesh {
@@ -16,12 +16,18 @@ double largeModelRatio(size_t faces) {
   return ((n - kCapThreshold) * 0.3 + kCapThreshold) / n;
 }
 
-void capLargeModel(SubMesh& mesh) {
-  setProgress(65);
+void capLargeModel(SubMesh& mesh, const RunContext& run) {
+  OperationLog log(run, "large model cap");
+  run.report(0.0);
   const size_t faces = mesh.faces.size();  // all entries, removed or not
-  if (faces > kCapThreshold) reduceMesh(mesh, largeModelRatio(faces), 0.05, 0.99);
-  setProgress(75);
+  log.parameter("faces", faces);
+  if (faces > kCapThreshold) {
+    log.parameter("ratio", largeModelRatio(faces));
+    reduceMesh(mesh, largeModelRatio(faces), 0.05, 0.99, run);
+  }
+  run.report(1.0);
   rebuildTopology(mesh);
+  log.succeed();
 }
 
 }  // namespace vekmesh

@@ -1,5 +1,5 @@
 // Single-model and multi-piece conversion of a TriMesh into result arrays.
-#include "mesh/result_arrays.h"
+#include "api/result_arrays.h"
 
 #include <cstdlib>
 #include <stdexcept>
@@ -15,26 +15,27 @@ T* allocateArray(size_t elements) {
   return static_cast<T*>(std::malloc(bytes ? bytes : 1));
 }
 
-ModelArrays allocateModel(size_t triangles) {
+ModelArrays allocateModel(size_t triangles, unsigned arrays) {
   ModelArrays a;
   a.count = static_cast<uint32_t>(triangles);
-  a.corners = allocateArray<float>(9 * triangles);
-  a.colors = allocateArray<float>(9 * triangles);
-  a.uvs = allocateArray<float>(6 * triangles);
-  a.materials = allocateArray<int32_t>(triangles);
+  if (arrays & kCornerArray) a.corners = allocateArray<float>(9 * triangles);
+  if (arrays & kColorArray) a.colors = allocateArray<float>(9 * triangles);
+  if (arrays & kUvArray) a.uvs = allocateArray<float>(6 * triangles);
+  if (arrays & kMaterialArray) a.materials = allocateArray<int32_t>(triangles);
   return a;
 }
 
-// Writes face `f` of `mesh` as triangle k of `out`.
+// Writes face `f` of `mesh` as triangle k of the arrays `out` has.
 void writeFace(const SubMesh& mesh, const Face& f, size_t k, ModelArrays& out) {
-  out.materials[k] = f.material;
+  if (out.materials) out.materials[k] = f.material;
   const bool textured = !mesh.texCoords.empty() && f.material >= 0;
   for (int c = 0; c < 3; ++c) {
     const auto& p = mesh.vertices.at(static_cast<size_t>(static_cast<uint32_t>(f.v[c]))).position;
     for (int i = 0; i < 3; ++i) {
-      out.corners[9 * k + 3 * c + i] = p[i];
-      out.colors[9 * k + 3 * c + i] = static_cast<float>(f.colors[c][i] / 255.0);
+      if (out.corners) out.corners[9 * k + 3 * c + i] = p[i];
+      if (out.colors) out.colors[9 * k + 3 * c + i] = static_cast<float>(f.colors[c][i] / 255.0);
     }
+    if (!out.uvs) continue;
     if (textured) {
       const TexCoord& t = mesh.texCoords.at(f.uv[c]);
       out.uvs[6 * k + 2 * c] = static_cast<float>(t.u);
@@ -56,10 +57,10 @@ void freeModelArrays(ModelArrays& a) {
   a = ModelArrays{};
 }
 
-ModelArrays convertSingleModel(const SubMesh& mesh) {
+ModelArrays convertSingleModel(const SubMesh& mesh, unsigned arrays) {
   size_t live = 0;
   for (const Face& f : mesh.faces) live += f.removed == 0;
-  ModelArrays out = allocateModel(live);
+  ModelArrays out = allocateModel(live, arrays);
   try {
     size_t k = 0;
     for (const Face& f : mesh.faces)
@@ -80,7 +81,7 @@ MultiModelArrays convertMultiShell(const TriMesh& mesh) {
     out.pieceCounts[i] = static_cast<uint32_t>(mesh.pieces[i].faces.size());
     total += mesh.pieces[i].faces.size();
   }
-  out.model = allocateModel(total);
+  out.model = allocateModel(total, kAllArrays);
   try {
     size_t k = 0;
     for (const SubMesh& piece : mesh.pieces)

@@ -1,0 +1,58 @@
+// The run context every operation receives: the span of percentages its
+// caller gives it for progress, and the sink its log lines go to. Operations
+// report fractions 0..1 of their span and never see where the numbers end up
+// (the library's progress cell, the tool's progress bar, nowhere), so nested
+// steps compose: a step given the span [a, b] of its caller's span hands its
+// own sub-steps parts of [a, b].
+//
+// A default-constructed context discards everything. Contexts are read from
+// the calling thread only: parallel loops neither report nor log.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace vekmesh {
+
+// Receives every progress write, as a whole percentage.
+struct ProgressSink {
+  void (*write)(int32_t percent, void* user) = nullptr;
+  void* user = nullptr;
+};
+
+// Receives every composed log text, in order.
+struct LogSink {
+  void (*write)(std::string_view text, void* user) = nullptr;
+  void* user = nullptr;
+};
+
+class RunContext {
+ public:
+  // Discards progress and log; the span is [0, 100].
+  RunContext() = default;
+  RunContext(ProgressSink progress, LogSink log) : progress_(progress), log_(log) {}
+
+  // Writes the percentage at `fraction` of the span, rounded to the nearest
+  // whole number (0.1 of [0, 50] is 5, 0.96 of it 48), so that a caller's
+  // marks such as 30 or 65 come out exactly. Every call writes, repeated
+  // values included.
+  void report(double fraction) const;
+
+  // The context of a nested step that covers `from`..`to` (fractions of this
+  // span); same sinks.
+  RunContext sub(double from, double to) const;
+
+  // The whole percentage that report(fraction) writes.
+  int32_t percentAt(double fraction) const;
+
+  // Hands a composed text to the log sink.
+  void log(std::string_view text) const;
+
+ private:
+  ProgressSink progress_;
+  LogSink log_;
+  double low_ = 0.0;
+  double high_ = 100.0;
+};
+
+}  // namespace vekmesh
