@@ -51,7 +51,7 @@ void buildInput(SubMesh& mesh, const SoupInput& in) {
   mesh.tag = &mesh;
 }
 
-void loadInput(SubMesh& mesh, const char* path, const RunContext& run) {
+void loadInput(const char* path, SubMesh& mesh, const RunContext& run) {
   if (path) loadStl(path, mesh, run.sub(0.0, 0.5));
   mesh.tag = &mesh;
 }

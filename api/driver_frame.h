@@ -65,7 +65,7 @@ void buildInput(SubMesh& mesh, const SoupInput& in);
 // Reads `path` with the STL loader (binary or ASCII by content, whatever the
 // extension) and sets the tag. A null path gives an empty mesh. The loader
 // takes the span [0, 50] of `run`.
-void loadInput(SubMesh& mesh, const char* path, const RunContext& run);
+void loadInput(const char* path, SubMesh& mesh, const RunContext& run);
 
 // Where one model's result goes: the count and the arrays the export hands
 // out. Only those arrays are converted; the other model slots are emptied

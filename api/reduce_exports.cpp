@@ -52,7 +52,7 @@ int32_t capFile(const char* path, float** corners_out, uint32_t* count_out, int3
                 int32_t check_mode, Save save) {
   const ModelOut out = ModelOut::coordinates(count_out, corners_out);
   return runExport(progressArgument(progress), out, [&](TriMesh& mesh, const RunContext& run) {
-    loadInput(mesh, path, run);
+    loadInput(path, mesh, run);
     // Saving back what could not be read would replace the user's file with
     // an empty one.
     const bool loaded = !mesh.faces.empty();
@@ -114,7 +114,7 @@ VEKMESH_API int32_t meshPreprocessorCtrlFromFile(const char* path, int32_t check
                                                  int32_t* progress) {
   const ModelOut out = ModelOut::coordinates(count_out, corners_out);
   return runExport(progressArgument(progress), out, [&](TriMesh& mesh, const RunContext& run) {
-    loadInput(mesh, path, run);
+    loadInput(path, mesh, run);
     // A negative ratio (or NaN) means "do not reduce". Mode -1 is the strict
     // test; modes below it skip the test.
     const int32_t flawed = thinAndCheck(

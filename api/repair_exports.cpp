@@ -66,7 +66,7 @@ VEKMESH_API void modelRepair64(const char* path) {
   runExport(
       kNoProgressArgument, [] {},
       [&](TriMesh& mesh, const RunContext& run) {
-        loadInput(mesh, path, run);
+        loadInput(path, mesh, run);
         // A file that could not be read, or held no triangles, is not replaced by
         // an empty one: the user's file stays as it was.
         if (mesh.faces.empty()) return;
@@ -84,7 +84,7 @@ VEKMESH_API int32_t flawsDetect64(const char* path, int32_t face_limit) {
   return runExport(
       kNoProgressArgument, [] {},
       [&](TriMesh& mesh, const RunContext& run) {
-        loadInput(mesh, path, run);
+        loadInput(path, mesh, run);
         const bool check =
             face_limit == -1 ||
             (face_limit >= 0 && mesh.faces.size() <= static_cast<size_t>(face_limit));
