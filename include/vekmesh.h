@@ -50,12 +50,20 @@ extern "C" {
 
 /* ---- repair and detection ------------------------------------------------ */
 
+/* "Repairs" below means: snap every coordinate to a 1/5000 grid and weld,
+ * remove faces that repeat the vertices of an earlier face (only on models of
+ * fewer than 300000 faces: larger ones keep their duplicates, hole filling
+ * included), make each shell's winding consistent and turned outwards, and
+ * close holes of 3 to 1000 boundary vertices with new white faces. */
+
 /* Same as modelRepair64. */
 VEKMESH_API void modelRepair(const char* path);
 
 /* Reads the STL file at path, repairs it (hole filling only when no face
  * carries a material) and writes it back to the same path as binary STL. A
- * file that cannot be read or holds no triangles is left as it is. */
+ * file that cannot be read or holds no triangles is left as it is. The new
+ * file is written beside the old one and renamed over it, so a crash or a
+ * full disk never leaves a half-written model in its place. */
 VEKMESH_API void modelRepair64(const char* path);
 
 /* Same as flawsDetect64. */
@@ -132,7 +140,8 @@ VEKMESH_API int32_t meshPreprocessorFromFile64(const char* path, float** corners
 
 /* As meshPreprocessorFromFile64; when `save` is non-zero the thinned model is
  * also written back to path as binary STL (unless the file gave no triangles,
- * in which case it is left as it is). */
+ * in which case it is left as it is), through a temporary file renamed over
+ * the original as modelRepair64 does. */
 VEKMESH_API int32_t meshPreprocessorFromFileSaveAs64(const char* path, float** corners_out,
                                                      uint32_t* count_out, int32_t* progress,
                                                      uint8_t save);
