@@ -9,9 +9,11 @@
 #include <utility>
 #include <vector>
 
+#include "bench/bench_harness.h"
 #include "bench/heap_meter.h"
-#include "bench/mesh_generators.h"
 #include "mesh/tri_mesh.h"
+#include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace bench {
@@ -25,33 +27,13 @@ void expect(bool ok, const char* what, const char* shape) {
   ++g_failures;
 }
 
+using test::IndexedMesh;
+
 // Every directed edge once and its reverse once: closed, manifold along edges
 // and wound consistently. Returns the number of undirected edges, or 0 if not.
 size_t pairedEdgeCount(const IndexedMesh& mesh) {
-  std::vector<std::pair<uint32_t, uint32_t>> edges;
-  edges.reserve(mesh.triangles.size());
-  for (size_t t = 0; t < mesh.triangleCount(); ++t)
-    for (int c = 0; c < 3; ++c)
-      edges.emplace_back(mesh.triangles[3 * t + c], mesh.triangles[3 * t + (c + 1) % 3]);
-  std::sort(edges.begin(), edges.end());
-  if (std::adjacent_find(edges.begin(), edges.end()) != edges.end()) return 0;
-  for (const auto& e : edges)
-    if (!std::binary_search(edges.begin(), edges.end(), std::make_pair(e.second, e.first)))
-      return 0;
-  return edges.size() / 2;
-}
-
-double signedVolume(const IndexedMesh& mesh) {
-  double volume = 0.0;
-  for (size_t t = 0; t < mesh.triangleCount(); ++t) {
-    const float* a = &mesh.positions[3 * size_t(mesh.triangles[3 * t])];
-    const float* b = &mesh.positions[3 * size_t(mesh.triangles[3 * t + 1])];
-    const float* c = &mesh.positions[3 * size_t(mesh.triangles[3 * t + 2])];
-    volume += a[0] * (double(b[1]) * c[2] - double(b[2]) * c[1]) +
-              a[1] * (double(b[2]) * c[0] - double(b[0]) * c[2]) +
-              a[2] * (double(b[0]) * c[1] - double(b[1]) * c[0]);
-  }
-  return volume / 6.0;
+  const test::EdgeCensus census = test::edgeCensus(mesh.triangles);
+  return census.closedManifoldOriented() ? census.edges : 0;
 }
 
 // Slivers would make the shapes misleading for any geometric benchmark; the
@@ -83,7 +65,7 @@ bool distinctPositions(const IndexedMesh& mesh) {
 // The soup must weld back into the same vertices, met in the order the soup
 // first names them, and keep every triangle.
 bool weldsBack(const IndexedMesh& mesh) {
-  const std::vector<float> soup = toSoup(mesh);
+  const std::vector<float> soup = test::toSoup(mesh);
   SubMesh welded;
   buildTriMesh(welded, static_cast<uint32_t>(mesh.triangleCount()), soup.data(), nullptr, nullptr,
                nullptr);
@@ -102,7 +84,7 @@ void checkSolid(const IndexedMesh& mesh, int euler, double volume, const char* s
   expect(edges > 0, "closed with consistent winding", shape);
   expect(long(mesh.vertexCount()) - long(edges) + long(mesh.triangleCount()) == euler,
          "Euler characteristic", shape);
-  const double v = signedVolume(mesh);
+  const double v = test::signedVolume(mesh);
   expect(v > 0.0, "normals point outward", shape);
   expect(std::fabs(v - volume) < 0.01 * volume, "volume within 1% of the smooth solid", shape);
   expect(distinctPositions(mesh), "no two vertices share a position", shape);
@@ -112,30 +94,30 @@ void checkSolid(const IndexedMesh& mesh, int euler, double volume, const char* s
 
 void checkShapes() {
   constexpr double kPi = 3.14159265358979323846;
-  const IndexedMesh sphere = uvSphere(40, 80, 2.0f);
+  const IndexedMesh sphere = test::uvSphere(40, 80, 2.0f);
   expect(sphere.triangleCount() == 2 * 80 * 39 && sphere.vertexCount() == 80 * 39 + 2,
          "sphere counts", "sphere 40x80");
   checkSolid(sphere, 2, 4.0 / 3.0 * kPi * 8.0, "sphere 40x80");
 
-  const IndexedMesh ring = torus(90, 30, 1.0f, 0.3f);
+  const IndexedMesh ring = test::torus(90, 30, 1.0f, 0.3f);
   expect(ring.triangleCount() == 2 * 90 * 30 && ring.vertexCount() == 90 * 30, "torus counts",
          "torus 90x30");
   checkSolid(ring, 0, 2.0 * kPi * kPi * 1.0 * 0.09, "torus 90x30");
 
   // Out-of-range segment counts are raised to the smallest closed shape.
-  const IndexedMesh bipyramid = uvSphere(0, 0, 1.0f);
+  const IndexedMesh bipyramid = test::uvSphere(0, 0, 1.0f);
   expect(bipyramid.triangleCount() == 6 && pairedEdgeCount(bipyramid) == 9,
          "smallest sphere is a closed triangular bipyramid", "sphere 0x0");
-  const IndexedMesh smallest = torus(1, 1, 1.0f, 0.3f);
+  const IndexedMesh smallest = test::torus(1, 1, 1.0f, 0.3f);
   expect(smallest.triangleCount() == 18 && pairedEdgeCount(smallest) == 27,
          "smallest torus is closed", "torus 1x1");
 }
 
 void checkSizes() {
   for (size_t target : {kSize10k, kSize100k, kSize1M, kSize4M}) {
-    const std::vector<float> sphere = sphereSoup(target);
-    const std::vector<float> ring = torusSoup(target);
-    const double s = double(soupTriangleCount(sphere)), r = double(soupTriangleCount(ring));
+    const std::vector<float> sphere = test::toSoup(test::uvSphereNear(target, 1.0f));
+    const std::vector<float> ring = test::toSoup(test::torusNear(target, 1.0f, 0.3f));
+    const double s = double(sphere.size() / 9), r = double(ring.size() / 9);
     expect(std::fabs(s - double(target)) <= 0.01 * double(target), "within 1% of target",
            "sphere soup");
     expect(std::fabs(r - double(target)) <= 0.01 * double(target), "within 1% of target",
@@ -143,12 +125,15 @@ void checkSizes() {
     std::printf("target %8zu: sphere %8.0f, torus %8.0f triangles\n", target, s, r);
   }
   // Same call, same bits: benchmarks compare runs made at different times.
-  expect(sphereSoup(kSize10k) == sphereSoup(kSize10k) && torusSoup(kSize10k) == torusSoup(kSize10k),
+  expect(test::toSoup(test::uvSphereNear(kSize10k, 1.0f)) ==
+                 test::toSoup(test::uvSphereNear(kSize10k, 1.0f)) &&
+             test::toSoup(test::torusNear(kSize10k, 1.0f, 0.3f)) ==
+                 test::toSoup(test::torusNear(kSize10k, 1.0f, 0.3f)),
          "soups are deterministic", "10k soups");
   // A medium sphere, as benchmarked, still welds back exactly.
-  expect(weldsBack(uvSphereNear(kSize100k, 1.0f)), "soup welds back to the indexed mesh",
+  expect(weldsBack(test::uvSphereNear(kSize100k, 1.0f)), "soup welds back to the indexed mesh",
          "sphere 100k");
-  expect(weldsBack(torusNear(kSize100k, 1.0f, 0.3f)), "soup welds back to the indexed mesh",
+  expect(weldsBack(test::torusNear(kSize100k, 1.0f, 0.3f)), "soup welds back to the indexed mesh",
          "torus 100k");
 }
 

@@ -3,20 +3,18 @@
 // work on the same file (stl_open, then stl_check_facets_exact, which matches
 // facets by exact vertex equality), in the same run, alternating the order.
 #include <benchmark/benchmark.h>
-
 #include <unistd.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "bench/bench_harness.h"
 #include "bench/heap_meter.h"
-#include "bench/mesh_generators.h"
 #include "io/stl.h"
 #include "mesh/tri_mesh.h"
+#include "mesh_builders.h"
 
 #ifdef VEKMESH_HAVE_ADMESH
 #include <admesh/stl.h>
@@ -26,19 +24,6 @@ namespace vekmesh {
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  std::sort(values.begin(), values.end());
-  const size_t mid = values.size() / 2;
-  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
-}
-
 // The model file, written once per case into the temporary directory (whose
 // pages the first untimed load brings into the cache for both readers alike).
 class ModelFile {
@@ -47,7 +32,7 @@ class ModelFile {
     const char* dir = std::getenv("TMPDIR");
     path_ = std::string(dir && *dir ? dir : "/tmp") + "/vekmesh-file-bench-" +
             std::to_string(getpid()) + (ascii ? "-ascii.stl" : "-binary.stl");
-    const uint32_t triangles = static_cast<uint32_t>(soupTriangleCount(soup));
+    const uint32_t triangles = static_cast<uint32_t>(soup.size() / 9);
     if (!ascii) {
       SubMesh mesh;
       buildTriMesh(mesh, triangles, soup.data(), nullptr, nullptr, nullptr);
@@ -85,9 +70,7 @@ class ModelFile {
 
 double timeOurs(const ModelFile& file, size_t& faces) {
   TriMesh mesh;
-  const Clock::time_point start = Clock::now();
-  loadStl(file.path(), mesh);
-  const double seconds = secondsSince(start);
+  const double seconds = timed([&] { loadStl(file.path(), mesh); });
   faces = mesh.faces.size();
   return seconds;  // the mesh is released outside the timed span
 }
@@ -96,10 +79,10 @@ double timeOurs(const ModelFile& file, size_t& faces) {
 double timeAdmesh(const ModelFile& file, int& facets) {
   stl_file stl;
   std::string path = file.path();
-  const Clock::time_point start = Clock::now();
-  stl_open(&stl, &path[0]);
-  if (!stl_get_error(&stl)) stl_check_facets_exact(&stl);
-  const double seconds = secondsSince(start);
+  const double seconds = timed([&] {
+    stl_open(&stl, &path[0]);
+    if (!stl_get_error(&stl)) stl_check_facets_exact(&stl);
+  });
   facets = stl_get_error(&stl) ? -1 : stl.stats.number_of_facets;
   stl_close(&stl);
   return seconds;
@@ -130,57 +113,34 @@ const Case kCases[] = {
 };
 
 void benchLoad(benchmark::State& state, const Case& which) {
-  const std::vector<float> soup = sphereSoup(which.triangles);
+  const std::vector<float> soup = test::toSoup(test::uvSphereNear(which.triangles, 1.0f));
   const ModelFile file(soup, which.ascii);
   Row row;
   row.name = which.name;
-  row.triangles = soupTriangleCount(soup);
+  row.triangles = soup.size() / 9;
   row.megabytes = file.bytes() / 1e6;
 
   // Both readers must see every triangle before their times mean anything.
   size_t faces = 0;
   timeOurs(file, faces);
   if (faces != row.triangles) {
-    state.SkipWithError("loadStl did not read every triangle");
+    skipCase(state, "loadStl did not read every triangle");
     g_failed = true;
-    for (auto _ : state) {
-    }
     return;
   }
 #ifdef VEKMESH_HAVE_ADMESH
   int facets = 0;
   timeAdmesh(file, facets);
   if (facets != static_cast<int>(row.triangles)) {
-    state.SkipWithError("admesh did not read every triangle");
+    skipCase(state, "admesh did not read every triangle");
     g_failed = true;
-    for (auto _ : state) {
-    }
     return;
   }
-#endif
-
-  std::vector<double> ours, theirs, ratios;
-  size_t iteration = 0;
-  for (auto _ : state) {
-    double ours_s = 0.0;
-#ifdef VEKMESH_HAVE_ADMESH
-    double theirs_s = 0.0;
-    if (iteration++ % 2 == 0) {
-      ours_s = timeOurs(file, faces);
-      theirs_s = timeAdmesh(file, facets);
-    } else {
-      theirs_s = timeAdmesh(file, facets);
-      ours_s = timeOurs(file, faces);
-    }
-    theirs.push_back(theirs_s);
-    ratios.push_back(ours_s / theirs_s);
+  const PairedTimes times = runPaired(
+      state, [&] { return timeOurs(file, faces); }, [&] { return timeAdmesh(file, facets); });
 #else
-    ++iteration;
-    ours_s = timeOurs(file, faces);
+  const PairedTimes times = runPaired(state, [&] { return timeOurs(file, faces); });
 #endif
-    ours.push_back(ours_s);
-    state.SetIterationTime(ours_s);
-  }
 
   {
     TriMesh mesh;
@@ -188,37 +148,37 @@ void benchLoad(benchmark::State& state, const Case& which) {
     loadStl(file.path(), mesh);
     row.peak_per_triangle = static_cast<double>(meter.peakBytes()) / row.triangles;
   }
-  row.ours_ms = 1e3 * median(ours);
+  row.ours_ms = times.oursMs();
   state.counters["triangles"] = static_cast<double>(row.triangles);
   state.counters["ours_ms"] = row.ours_ms;
   state.counters["ours_MB_per_s"] = row.megabytes / (row.ours_ms / 1e3);
   state.counters["peak_bytes_per_triangle"] = row.peak_per_triangle;
 #ifdef VEKMESH_HAVE_ADMESH
-  row.admesh_ms = 1e3 * median(theirs);
-  row.ratio = median(ratios);
+  row.admesh_ms = times.theirsMs();
+  row.ratio = times.ratio();
   state.counters["admesh_ms"] = row.admesh_ms;
   state.counters["ratio"] = row.ratio;
 #endif
-  state.SetBytesProcessed(static_cast<int64_t>(iteration * file.bytes()));
+  state.SetBytesProcessed(static_cast<int64_t>(times.iterations * file.bytes()));
   g_rows.push_back(row);
 }
 
-void printSummary() {
-  if (g_rows.empty()) return;
+bool printSummary() {
+  if (g_rows.empty()) return !g_failed;
   std::printf(
       "\nSTL load summary (medians; ratio = median of paired ours/admesh times; admesh = "
       "stl_open + stl_check_facets_exact)\n");
-  std::printf("%-22s %10s %8s %9s %9s %10s %10s %7s %11s\n", "case", "triangles", "MB",
-              "ours ms", "ours MB/s", "admesh ms", "admesh MB/s", "ratio", "peak B/tri");
+  std::printf("%-22s %10s %8s %9s %9s %10s %10s %7s %11s\n", "case", "triangles", "MB", "ours ms",
+              "ours MB/s", "admesh ms", "admesh MB/s", "ratio", "peak B/tri");
   for (const Row& row : g_rows) {
     const double ours_rate = row.megabytes / (row.ours_ms / 1e3);
     if (row.admesh_ms > 0.0) {
       const bool slower = row.ratio >= 1.0;
       if (slower && row.triangles >= kSize1M) g_failed = true;
-      std::printf("%-22s %10zu %8.1f %9.1f %9.0f %10.1f %10.0f %7.2f %11.1f%s\n",
-                  row.name.c_str(), row.triangles, row.megabytes, row.ours_ms, ours_rate,
-                  row.admesh_ms, row.megabytes / (row.admesh_ms / 1e3), row.ratio,
-                  row.peak_per_triangle, slower ? "  slower than admesh" : "");
+      std::printf("%-22s %10zu %8.1f %9.1f %9.0f %10.1f %10.0f %7.2f %11.1f%s\n", row.name.c_str(),
+                  row.triangles, row.megabytes, row.ours_ms, ours_rate, row.admesh_ms,
+                  row.megabytes / (row.admesh_ms / 1e3), row.ratio, row.peak_per_triangle,
+                  slower ? "  slower than admesh" : "");
     } else {
       std::printf("%-22s %10zu %8.1f %9.1f %9.0f %10s %10s %7s %11.1f\n", row.name.c_str(),
                   row.triangles, row.megabytes, row.ours_ms, ours_rate, "-", "-", "-",
@@ -226,6 +186,7 @@ void printSummary() {
     }
   }
   std::printf("target: ratio below 1 for the 1M-triangle binary file\n");
+  return !g_failed;
 }
 
 void registerBenchmarks() {
@@ -241,11 +202,6 @@ void registerBenchmarks() {
 }  // namespace vekmesh
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  vekmesh::bench::registerBenchmarks();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vekmesh::bench::printSummary();
-  return vekmesh::bench::g_failed ? 1 : 0;
+  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
+                                       vekmesh::bench::printSummary);
 }

@@ -11,7 +11,6 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -158,34 +157,6 @@ double directedHausdorff(const IndexedMesh& from, const IndexedMesh& to, int lev
 
 double symmetricHausdorff(const IndexedMesh& a, int a_level, const IndexedMesh& b, int b_level) {
   return std::max(directedHausdorff(a, b, a_level), directedHausdorff(b, a, b_level));
-}
-
-EdgeCensus edgeCensus(const IndexedMesh& mesh) {
-  // Per undirected edge: uses running low -> high and high -> low.
-  std::unordered_map<uint64_t, std::pair<int, int>> uses;
-  uses.reserve(2 * mesh.triangleCount());
-  EdgeCensus census;
-  for (size_t t = 0; t < mesh.triangleCount(); ++t) {
-    for (int c = 0; c < 3; ++c) {
-      const uint32_t a = mesh.triangles[3 * t + c], b = mesh.triangles[3 * t + (c + 1) % 3];
-      const uint64_t key = (uint64_t{std::min(a, b)} << 32) | std::max(a, b);
-      auto& u = uses[key];
-      (a < b ? u.first : u.second)++;
-    }
-    const V3 p = vertex(mesh, mesh.triangles[3 * t]), q = vertex(mesh, mesh.triangles[3 * t + 1]),
-             r = vertex(mesh, mesh.triangles[3 * t + 2]);
-    census.signedVolume +=
-        (p[0] * (q[1] * r[2] - q[2] * r[1]) + p[1] * (q[2] * r[0] - q[0] * r[2]) +
-         p[2] * (q[0] * r[1] - q[1] * r[0])) /
-        6.0;
-  }
-  for (const auto& [key, u] : uses) {
-    const int total = u.first + u.second;
-    if (total == 1) ++census.boundary;
-    if (total > 2) ++census.nonManifold;
-    if (total == 2 && (u.first == 2 || u.second == 2)) ++census.misoriented;
-  }
-  return census;
 }
 
 }  // namespace bench

@@ -5,10 +5,12 @@
 
 #include <cstddef>
 
-#include "bench/mesh_generators.h"
+#include "mesh_builders.h"
 
 namespace vekmesh {
 namespace bench {
+
+using test::IndexedMesh;
 
 // Decimates `mesh` to `target_faces` with OpenMesh's DecimaterT and its
 // quadric module alone (no error limit, no other module). `seconds` receives

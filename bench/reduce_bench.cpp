@@ -6,8 +6,6 @@
 // by its sampled symmetric Hausdorff distance to the input.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -15,9 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/bench_harness.h"
 #include "bench/mesh_distance.h"
-#include "bench/mesh_generators.h"
 #include "mesh/tri_mesh.h"
+#include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "remesh/mesh_reducer.h"
 
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
@@ -31,18 +31,8 @@ namespace vekmesh {
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  std::sort(values.begin(), values.end());
-  const size_t mid = values.size() / 2;
-  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
-}
+using test::EdgeCensus;
+using test::IndexedMesh;
 
 // Targets of the comparison (from the issue that landed the reducer).
 constexpr double kTimeRatioBudget = 2.0;          // ours / meshopt_simplify
@@ -57,7 +47,7 @@ constexpr double kFlipsOnly = 0.0;
 // The torus with every vertex pushed along the tube's normal by up to 30 % of
 // the edge length (fixed seed).
 IndexedMesh noisyTorus(size_t triangles) {
-  IndexedMesh mesh = torusNear(triangles, 1.0f, 0.3f);
+  IndexedMesh mesh = test::torusNear(triangles, 1.0f, 0.3f);
   const double edge = std::sqrt(4.0 * M_PI * M_PI * 1.0 * 0.3 / double(mesh.triangleCount()) * 2.0);
   std::mt19937 random(12345);
   std::uniform_real_distribution<double> noise(-0.3 * edge, 0.3 * edge);
@@ -84,6 +74,7 @@ IndexedMesh fromTriMesh(const SubMesh& m) {
   return out;
 }
 
+#ifdef VEKMESH_HAVE_MESHOPTIMIZER
 // The used vertices only, renumbered: an index buffer over the original
 // vertex array (as meshopt_simplify returns) would otherwise sample every
 // discarded vertex too.
@@ -100,10 +91,11 @@ IndexedMesh compacted(const IndexedMesh& m) {
   }
   return out;
 }
+#endif
 
 TriMesh buildMesh(const std::vector<float>& soup) {
   TriMesh mesh;
-  buildTriMesh(mesh, static_cast<uint32_t>(soupTriangleCount(soup)), soup.data(), nullptr, nullptr,
+  buildTriMesh(mesh, static_cast<uint32_t>(soup.size() / 9), soup.data(), nullptr, nullptr,
                nullptr);
   return mesh;
 }
@@ -119,7 +111,9 @@ struct Result {
   double seconds = 0.0;
   double hausdorff = -1.0;  // below 0: not sampled
   EdgeCensus census;
+  double volume = 0.0;
   bool checked = false;  // census taken
+  bool guarantees() const { return census.closedManifoldOriented() && volume > 0.0; }
 };
 
 struct Row {
@@ -136,7 +130,8 @@ Result measure(const std::string& who, const IndexedMesh& input, const IndexedMe
   r.who = who;
   r.faces = output.triangleCount();
   r.seconds = seconds;
-  r.census = edgeCensus(output);
+  r.census = test::edgeCensus(output.triangles);
+  r.volume = test::signedVolume(output);
   r.checked = true;
   r.hausdorff = symmetricHausdorff(input, kInputLevel, output, kOutputLevel);
   return r;
@@ -147,7 +142,7 @@ struct Shape {
   IndexedMesh (*make)(size_t triangles);
 };
 IndexedMesh sphere(size_t triangles) {
-  return uvSphereNear(triangles, 1.0f);
+  return test::uvSphereNear(triangles, 1.0f);
 }
 const Shape kShapes[] = {{"sphere", sphere}, {"noisy-torus", noisyTorus}};
 
@@ -161,53 +156,41 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
   row.name = name;
   row.triangles = input.triangleCount();
 
-  std::vector<double> ours, theirs, ratios;
   IndexedMesh our_output;
-#ifdef VEKMESH_HAVE_MESHOPTIMIZER
-  IndexedMesh their_output;
-#endif
-  int iteration = 0;
-  for (auto _ : state) {
-    TriMesh mesh = buildMesh(soup);  // welding is not part of the reduction
-    const auto run_ours = [&] {
-      const Clock::time_point start = Clock::now();
-      reduceMesh(mesh, 0.1, kOpenError, kFlipsOnly);
-      ours.push_back(secondsSince(start));
-    };
-#ifdef VEKMESH_HAVE_MESHOPTIMIZER
-    // meshopt aims at our face count (known after our first run), with no
-    // error limit; the runs alternate so neither always finds a warm cache.
-    std::vector<unsigned> indices(input.triangles.size());
-    const auto run_theirs = [&](size_t target) {
-      const Clock::time_point start = Clock::now();
-      const size_t n = meshopt_simplify(
-          indices.data(), input.triangles.data(), input.triangles.size(), input.positions.data(),
-          input.vertexCount(), 12, 3 * target, std::numeric_limits<float>::max(), 0, nullptr);
-      theirs.push_back(secondsSince(start));
-      indices.resize(n);
-    };
-    if (iteration % 2 == 0 || our_output.triangleCount() == 0) {
-      run_ours();
-      run_theirs(mesh.faces.size());
-    } else {
-      run_theirs(our_output.triangleCount());
-      run_ours();
-    }
-    ratios.push_back(ours.back() / theirs.back());
-    their_output.positions = input.positions;
-    their_output.triangles = indices;
-#else
-    run_ours();
-#endif
+  // Welding is not part of the reduction: each run builds its mesh untimed.
+  const auto run_ours = [&] {
+    TriMesh mesh = buildMesh(soup);
+    const double seconds = timed([&] { reduceMesh(mesh, 0.1, kOpenError, kFlipsOnly); });
     our_output = fromTriMesh(mesh);
-    state.SetIterationTime(ours.back());
-    ++iteration;
-  }
-
-  row.results.push_back(measure("ours", input, our_output, median(ours)));
+    return seconds;
+  };
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
-  row.results.push_back(measure("meshopt", input, compacted(their_output), median(theirs)));
-  row.time_ratio = median(ratios);
+  // meshopt aims at our face count (our side runs first, so it is known), with
+  // no error limit.
+  IndexedMesh their_output;
+  their_output.positions = input.positions;
+  const auto run_theirs = [&] {
+    std::vector<unsigned> indices(input.triangles.size());
+    size_t n = 0;
+    const double seconds = timed([&] {
+      n = meshopt_simplify(indices.data(), input.triangles.data(), input.triangles.size(),
+                           input.positions.data(), input.vertexCount(), 12,
+                           our_output.triangles.size(), std::numeric_limits<float>::max(), 0,
+                           nullptr);
+    });
+    indices.resize(n);
+    their_output.triangles = indices;
+    return seconds;
+  };
+  const PairedTimes times = runPaired(state, run_ours, run_theirs);
+#else
+  const PairedTimes times = runPaired(state, run_ours);
+#endif
+
+  row.results.push_back(measure("ours", input, our_output, times.oursMs() / 1e3));
+#ifdef VEKMESH_HAVE_MESHOPTIMIZER
+  row.results.push_back(measure("meshopt", input, compacted(their_output), times.theirsMs() / 1e3));
+  row.time_ratio = times.ratio();
 #endif
 #ifdef VEKMESH_HAVE_OPENMESH
   // About a minute per run at this size: once.
@@ -218,9 +201,7 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
   // What the exports get with their own bounds (0.05 units, cosine 0.99).
   {
     TriMesh mesh = buildMesh(soup);
-    const Clock::time_point start = Clock::now();
-    reduceMesh(mesh, 0.1, 0.05, 0.99);
-    const double seconds = secondsSince(start);
+    const double seconds = timed([&] { reduceMesh(mesh, 0.1, 0.05, 0.99); });
     row.results.push_back(measure("ours 0.05/0.99", input, fromTriMesh(mesh), seconds));
   }
   for (const Result& r : row.results) {
@@ -233,48 +214,50 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
 
 // The fast routine on 4M triangles with weaknessDetect's parameters.
 void benchFast(benchmark::State& state, const std::string& name) {
-  const IndexedMesh input = uvSphereNear(kSize4M, 1.0f);
-  const std::vector<float> soup = toSoup(input);
+  const IndexedMesh input = test::uvSphereNear(kSize4M, 1.0f);
+  const std::vector<float> soup = test::toSoup(input);
   Row row;
   row.name = name;
   row.triangles = input.triangleCount();
-  std::vector<double> ours, theirs;
   IndexedMesh output;
-#ifdef VEKMESH_HAVE_MESHOPTIMIZER
-  size_t their_faces = 0;
-#endif
-  for (auto _ : state) {
+  const auto run_ours = [&] {
     TriMesh mesh = buildMesh(soup);
-    const Clock::time_point start = Clock::now();
-    reduceMeshFast(mesh, 0.2, 0.05, 0.5);
-    ours.push_back(secondsSince(start));
-    state.SetIterationTime(ours.back());
+    const double seconds = timed([&] { reduceMeshFast(mesh, 0.2, 0.05, 0.5); });
     output = fromTriMesh(mesh);
+    return seconds;
+  };
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
+  // A time reference only: the same face count, no error limit.
+  size_t their_faces = 0;
+  const auto run_theirs = [&] {
     std::vector<unsigned> indices(input.triangles.size());
-    const Clock::time_point their_start = Clock::now();
-    their_faces =
-        meshopt_simplify(indices.data(), input.triangles.data(), input.triangles.size(),
-                         input.positions.data(), input.vertexCount(), 12, 3 * mesh.faces.size(),
-                         std::numeric_limits<float>::max(), 0, nullptr) /
-        3;
-    theirs.push_back(secondsSince(their_start));
+    return timed([&] {
+      their_faces =
+          meshopt_simplify(indices.data(), input.triangles.data(), input.triangles.size(),
+                           input.positions.data(), input.vertexCount(), 12, output.triangles.size(),
+                           std::numeric_limits<float>::max(), 0, nullptr) /
+          3;
+    });
+  };
+  const PairedTimes times = runPaired(state, run_ours, run_theirs);
+#else
+  const PairedTimes times = runPaired(state, run_ours);
 #endif
-  }
   Result r;
   r.who = "ours fast";
   r.faces = output.triangleCount();
-  r.seconds = median(ours);
-  r.census = edgeCensus(output);
+  r.seconds = times.oursMs() / 1e3;
+  r.census = test::edgeCensus(output.triangles);
+  r.volume = test::signedVolume(output);
   r.checked = true;  // the distance is not sampled at this size: it would take minutes
   row.results.push_back(r);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   Result m;
   m.who = "meshopt";
   m.faces = their_faces;
-  m.seconds = median(theirs);  // a time reference only
+  m.seconds = times.theirsMs() / 1e3;
   row.results.push_back(m);
-  row.time_ratio = r.seconds / m.seconds;
+  row.time_ratio = times.ratio();
 #endif
   state.counters["input_triangles_per_second"] = double(row.triangles) / r.seconds;
   g_rows.push_back(row);
@@ -284,7 +267,7 @@ const char* verdict(bool ok) {
   return ok ? "ok" : "MISSED";
 }
 
-void printSummary() {
+bool printSummary() {
   std::printf(
       "\nReduction summary (times are medians of %d runs; OpenMesh and the 0.05/0.99 row "
       "run once)\n",
@@ -302,8 +285,7 @@ void printSummary() {
       }
       std::printf("%-26s %-15s %9zu %10.1f %12s %6zu %6zu %6zu %s\n", row.name.c_str(),
                   r.who.c_str(), r.faces, 1e3 * r.seconds, hd, r.census.boundary,
-                  r.census.nonManifold, r.census.misoriented,
-                  r.census.closedManifoldOriented() ? "yes" : "no");
+                  r.census.nonManifold, r.census.misoriented, r.guarantees() ? "yes" : "no");
     }
     const Result& ours = row.results.front();
     if (row.name.rfind("ReduceFast", 0) == 0) {
@@ -312,13 +294,12 @@ void printSummary() {
           "  throughput %.2fM input triangles/s (target >= %.1fM): %s; ours/meshopt time "
           "%.2f; guarantees %s\n",
           throughput / 1e6, kFastThroughputBudget / 1e6,
-          verdict(throughput >= kFastThroughputBudget), row.time_ratio,
-          verdict(ours.census.closedManifoldOriented()));
+          verdict(throughput >= kFastThroughputBudget), row.time_ratio, verdict(ours.guarantees()));
       continue;
     }
     std::printf("  ours/meshopt time %.2f (target <= %.1f): %s; guarantees %s", row.time_ratio,
                 kTimeRatioBudget, verdict(row.time_ratio <= kTimeRatioBudget),
-                verdict(ours.census.closedManifoldOriented()));
+                verdict(ours.guarantees()));
     for (const Result& r : row.results) {
       if (r.who == "meshopt")
         std::printf("; hausdorff vs meshopt %.2f: %s", ours.hausdorff / r.hausdorff,
@@ -330,6 +311,7 @@ void printSummary() {
     }
     std::printf("\n");
   }
+  return true;  // the verdicts are read, not enforced: the peers are yardsticks
 }
 
 void registerBenchmarks() {
@@ -352,11 +334,6 @@ void registerBenchmarks() {
 }  // namespace vekmesh
 
 int main(int argc, char** argv) {
-  vekmesh::bench::registerBenchmarks();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vekmesh::bench::printSummary();
-  return 0;
+  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
+                                       vekmesh::bench::printSummary);
 }

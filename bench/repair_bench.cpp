@@ -5,17 +5,16 @@
 // filling, normal directions and values. Both results are judged afterwards by
 // the strict flaw test, the open and non-manifold edge counts and the volume.
 #include <benchmark/benchmark.h>
-
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "bench/bench_harness.h"
 #include "broken_sphere.h"
 #include "include/vekmesh.h"
 #include "mesh/mesh_utils.h"
@@ -28,19 +27,6 @@
 namespace vekmesh {
 namespace bench {
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  std::sort(values.begin(), values.end());
-  const size_t mid = values.size() / 2;
-  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
-}
 
 struct Size {
   const char* label;
@@ -82,21 +68,20 @@ struct Row {
 };
 std::vector<Row> g_rows;
 
-double timeOurs(const testdata::BrokenSphere& broken, Verdict* verdict) {
+double timeOurs(const test::BrokenSphere& broken, Verdict* verdict) {
   float* corners = const_cast<float*>(broken.corners.data());
   const uint32_t count = broken.triangleCount();
   float* out = nullptr;
   uint32_t out_count = 0;
-  const Clock::time_point start = Clock::now();
-  modelRepairFromData64(&corners, &count, &out, &out_count, nullptr);
-  const double seconds = secondsSince(start);
+  const double seconds =
+      timed([&] { modelRepairFromData64(&corners, &count, &out, &out_count, nullptr); });
   if (verdict) *verdict = judge(out, out_count, broken.intact_volume);
   freeAllArray();
   return seconds;
 }
 
 #ifdef VEKMESH_HAVE_ADMESH
-bool writeStlFile(const std::string& path, const testdata::BrokenSphere& broken) {
+bool writeStlFile(const std::string& path, const test::BrokenSphere& broken) {
   FILE* f = std::fopen(path.c_str(), "wb");
   if (!f) return false;
   char header[80] = "broken sphere for the repair benchmark";
@@ -117,21 +102,21 @@ bool writeStlFile(const std::string& path, const testdata::BrokenSphere& broken)
 // ten-thousandth of the model's diameter.
 double timeAdmesh(const std::string& path, double intact_volume, Verdict* verdict) {
   stl_file stl;
-  const Clock::time_point start = Clock::now();
-  stl_open(&stl, const_cast<char*>(path.c_str()));
-  stl_check_facets_exact(&stl);
-  float tolerance = stl.stats.shortest_edge;
-  const float increment = stl.stats.bounding_diameter / 10000.0f;
-  for (int i = 0; i < 2; ++i) {
-    if (stl.stats.connected_facets_3_edge >= stl.stats.number_of_facets) break;
-    stl_check_facets_nearby(&stl, tolerance);
-    tolerance += increment;
-  }
-  stl_remove_unconnected_facets(&stl);
-  stl_fill_holes(&stl);
-  stl_fix_normal_directions(&stl);
-  stl_fix_normal_values(&stl);
-  const double seconds = secondsSince(start);
+  const double seconds = timed([&] {
+    stl_open(&stl, const_cast<char*>(path.c_str()));
+    stl_check_facets_exact(&stl);
+    float tolerance = stl.stats.shortest_edge;
+    const float increment = stl.stats.bounding_diameter / 10000.0f;
+    for (int i = 0; i < 2; ++i) {
+      if (stl.stats.connected_facets_3_edge >= stl.stats.number_of_facets) break;
+      stl_check_facets_nearby(&stl, tolerance);
+      tolerance += increment;
+    }
+    stl_remove_unconnected_facets(&stl);
+    stl_fill_holes(&stl);
+    stl_fix_normal_directions(&stl);
+    stl_fix_normal_values(&stl);
+  });
   if (verdict) {
     std::vector<float> corners;
     corners.reserve(size_t(stl.stats.number_of_facets) * 9);
@@ -140,8 +125,8 @@ double timeAdmesh(const std::string& path, double intact_volume, Verdict* verdic
         const stl_vertex& p = stl.facet_start[i].vertex[c];
         corners.insert(corners.end(), {p.x, p.y, p.z});
       }
-    *verdict = judge(corners.data(), static_cast<uint32_t>(stl.stats.number_of_facets),
-                     intact_volume);
+    *verdict =
+        judge(corners.data(), static_cast<uint32_t>(stl.stats.number_of_facets), intact_volume);
   }
   stl_close(&stl);
   return seconds;
@@ -149,7 +134,7 @@ double timeAdmesh(const std::string& path, double intact_volume, Verdict* verdic
 #endif
 
 void benchRepair(benchmark::State& state, const Size& size) {
-  const testdata::BrokenSphere broken = testdata::makeBrokenSphere(size.triangles);
+  const test::BrokenSphere broken = test::makeBrokenSphere(size.triangles);
   Row row;
   row.name = std::string("Repair/broken_sphere/") + size.label;
   row.triangles = broken.triangleCount();
@@ -162,33 +147,12 @@ void benchRepair(benchmark::State& state, const Size& size) {
   if (row.have_admesh) timeAdmesh(path, broken.intact_volume, &row.admesh);
 #endif
 
-  std::vector<double> ours, theirs, ratios;
-  size_t iteration = 0;
-  for (auto _ : state) {
-    double ours_s = 0.0;
+  std::function<double()> theirs;
 #ifdef VEKMESH_HAVE_ADMESH
-    if (row.have_admesh) {
-      // Alternate the order so that neither side always runs right after the
-      // other has churned the heap and caches.
-      double theirs_s;
-      if (iteration++ % 2 == 0) {
-        ours_s = timeOurs(broken, nullptr);
-        theirs_s = timeAdmesh(path, broken.intact_volume, nullptr);
-      } else {
-        theirs_s = timeAdmesh(path, broken.intact_volume, nullptr);
-        ours_s = timeOurs(broken, nullptr);
-      }
-      theirs.push_back(theirs_s);
-      ratios.push_back(ours_s / theirs_s);
-    } else
+  if (row.have_admesh) theirs = [&] { return timeAdmesh(path, broken.intact_volume, nullptr); };
 #endif
-    {
-      ++iteration;
-      ours_s = timeOurs(broken, nullptr);
-    }
-    ours.push_back(ours_s);
-    state.SetIterationTime(ours_s);
-  }
+  const PairedTimes times = runPaired(
+      state, [&] { return timeOurs(broken, nullptr); }, theirs);
 #ifdef VEKMESH_HAVE_ADMESH
   if (!path.empty()) {
     std::remove(path.c_str());
@@ -196,9 +160,9 @@ void benchRepair(benchmark::State& state, const Size& size) {
   }
 #endif
 
-  row.ours_ms = 1000.0 * median(ours);
-  row.admesh_ms = 1000.0 * median(theirs);
-  row.ratio = median(ratios);
+  row.ours_ms = times.oursMs();
+  row.admesh_ms = times.theirsMs();
+  row.ratio = times.ratio();
   state.counters["triangles"] = static_cast<double>(row.triangles);
   state.counters["ours_ms"] = row.ours_ms;
   state.counters["strict_flawed"] = row.ours.flawed ? 1.0 : 0.0;
@@ -211,13 +175,15 @@ void benchRepair(benchmark::State& state, const Size& size) {
 }
 
 void printVerdict(const char* who, const Verdict& v) {
-  std::printf("  %-7s strict test %-7s open edges %-6d non-manifold edges %-6d volume error %+.4f%%"
-              "  (%u triangles)\n",
-              who, v.flawed ? "FLAWED" : "passes", v.open_edges, v.non_manifold_edges,
-              100.0 * v.volume_error, v.triangles);
+  std::printf(
+      "  %-7s strict test %-7s open edges %-6d non-manifold edges %-6d volume error %+.4f%%"
+      "  (%u triangles)\n",
+      who, v.flawed ? "FLAWED" : "passes", v.open_edges, v.non_manifold_edges,
+      100.0 * v.volume_error, v.triangles);
 }
 
-void printSummary() {
+bool printSummary() {
+  if (g_rows.empty()) return true;
   std::printf("\nRepair summary (medians; ratio = median of paired ours/admesh times)\n");
   std::printf("%-28s %10s %10s %11s %7s\n", "case", "triangles", "ours ms", "admesh ms", "ratio");
   bool failed = false;
@@ -226,13 +192,24 @@ void printSummary() {
       std::printf("%-28s %10zu %10.1f %11.1f %7.3f\n", r.name.c_str(), r.triangles, r.ours_ms,
                   r.admesh_ms, r.ratio);
     else
-      std::printf("%-28s %10zu %10.1f %11s %7s\n", r.name.c_str(), r.triangles, r.ours_ms, "-", "-");
+      std::printf("%-28s %10zu %10.1f %11s %7s\n", r.name.c_str(), r.triangles, r.ours_ms, "-",
+                  "-");
     printVerdict("ours", r.ours);
     if (r.have_admesh) printVerdict("admesh", r.admesh);
     failed |= r.ours.flawed || std::fabs(r.ours.volume_error) > 0.005;
   }
   std::printf("required: ours passes the strict test with volume within 0.5%%; ratio below 1\n");
   if (failed) std::printf("REPAIR RESULT OUT OF BOUNDS\n");
+  return !failed;
+}
+
+void registerBenchmarks() {
+  for (const Size& size : kSizes)
+    benchmark::RegisterBenchmark((std::string("Repair/broken_sphere/") + size.label).c_str(),
+                                 benchRepair, size)
+        ->Iterations(size.iterations)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
 }
 
 }  // namespace
@@ -240,18 +217,6 @@ void printSummary() {
 }  // namespace vekmesh
 
 int main(int argc, char** argv) {
-  using namespace vekmesh::bench;
-  for (const Size& size : kSizes)
-    benchmark::RegisterBenchmark((std::string("Repair/broken_sphere/") + size.label).c_str(),
-                                 [size](benchmark::State& state) { benchRepair(state, size); })
-        ->Iterations(size.iterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  if (!g_rows.empty()) printSummary();
-  for (const Row& r : g_rows)
-    if (r.ours.flawed || std::fabs(r.ours.volume_error) > 0.005) return 1;
-  return 0;
+  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
+                                       vekmesh::bench::printSummary);
 }

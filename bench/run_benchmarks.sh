@@ -21,7 +21,7 @@ if [[ ! -f /usr/include/meshoptimizer.h ]]; then
 fi
 
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release \
-  -DVEKMESH_BUILD_BENCH=ON -DVEKMESH_BUILD_TESTS=OFF -DVEKMESH_BUILD_EXAMPLES=OFF
+  -DVEKMESH_BUILD_BENCH=ON -DVEKMESH_BUILD_TESTS=OFF
 cmake --build "$build" -j "$(nproc)"
 
 "$build/bench/bench_self_check"

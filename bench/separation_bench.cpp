@@ -4,15 +4,14 @@
 // small disjoint shells.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "bench/mesh_generators.h"
+#include "bench/bench_harness.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/tri_mesh.h"
+#include "mesh_builders.h"
 #include "repair/separation.h"
 #include "repair/shell_intersection.h"
 
@@ -24,22 +23,11 @@ namespace vekmesh {
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  std::sort(values.begin(), values.end());
-  const size_t mid = values.size() / 2;
-  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
-}
-
 constexpr size_t kBigSphereTriangles = 500000;
 constexpr int kSmallShells = 50;
 constexpr int kIterations = 5;  // keeps the whole run near half a minute
+
+using test::IndexedMesh;
 
 void append(IndexedMesh& to, const IndexedMesh& from, float dx, float dy, float dz) {
   const uint32_t base = static_cast<uint32_t>(to.vertexCount());
@@ -56,12 +44,12 @@ void append(IndexedMesh& to, const IndexedMesh& from, float dx, float dy, float 
 // of 120 triangles on a grid well away from both and from one another.
 IndexedMesh scene(bool nested) {
   IndexedMesh all;
-  append(all, uvSphereNear(kBigSphereTriangles, 1.0f), 0, 0, 0);
+  append(all, test::uvSphereNear(kBigSphereTriangles, 1.0f), 0, 0, 0);
   if (nested)
-    append(all, uvSphereNear(kBigSphereTriangles, 0.9f), 0, 0, 0);
+    append(all, test::uvSphereNear(kBigSphereTriangles, 0.9f), 0, 0, 0);
   else
-    append(all, uvSphereNear(kBigSphereTriangles, 1.0f), 0.55f, 0.35f, 0.15f);
-  const IndexedMesh small = uvSphere(6, 12, 0.05f);
+    append(all, test::uvSphereNear(kBigSphereTriangles, 1.0f), 0.55f, 0.35f, 0.15f);
+  const IndexedMesh small = test::uvSphere(6, 12, 0.05f);
   for (int i = 0; i < kSmallShells; ++i)
     append(all, small, -2.0f + 0.3f * (i % 10), 3.0f + 0.3f * (i / 10), 0.0f);
   return all;
@@ -91,17 +79,15 @@ bool g_failed = false;
 
 void benchSeparation(benchmark::State& state, bool nested) {
   const IndexedMesh indexed = scene(nested);
-  const std::vector<float> soup = toSoup(indexed);
+  const std::vector<float> soup = test::toSoup(indexed);
   TriMesh mesh;
-  buildTriMesh(mesh, static_cast<uint32_t>(soupTriangleCount(soup)), soup.data(), nullptr,
-               nullptr, nullptr);
+  buildTriMesh(mesh, static_cast<uint32_t>(indexed.triangleCount()), soup.data(), nullptr, nullptr,
+               nullptr);
   buildShells(mesh);
   if (mesh.shells.size() != 2 + kSmallShells ||
       !groupsAreRight(findIntersectingShells(mesh).groups, nested)) {
-    state.SkipWithError("the shells were not grouped as built");
+    skipCase(state, "the shells were not grouped as built");
     g_failed = true;
-    for (auto _ : state) {
-    }
     return;
   }
 
@@ -117,75 +103,44 @@ void benchSeparation(benchmark::State& state, bool nested) {
     for (int c = 0; c < 3; ++c) triangles.push_back(static_cast<uint32_t>(f.v[c]));
   const CgalMeshPtr peer = makeCgalMesh(positions, triangles);
   if (cgalFaceCount(*peer) != mesh.faces.size() || cgalDoesSelfIntersect(*peer) == nested) {
-    state.SkipWithError("CGAL's mesh or answer differs from the scene");
+    skipCase(state, "CGAL's mesh or answer differs from the scene");
     g_failed = true;
-    for (auto _ : state) {
-    }
     return;
   }
 #endif
 
-  std::vector<double> ours, theirs, ratios;
-  size_t iteration = 0;
-  for (auto _ : state) {
-    auto timeOurs = [&] {
-      const Clock::time_point start = Clock::now();
-      const ShellIntersections found = findIntersectingShells(mesh);
-      const double s = secondsSince(start);
-      if (!groupsAreRight(found.groups, nested)) g_failed = true;
-      return s;
-    };
-    double ours_s = 0.0;
+  const auto time_ours = [&] {
+    ShellIntersections found;
+    const double s = timed([&] { found = findIntersectingShells(mesh); });
+    if (!groupsAreRight(found.groups, nested)) g_failed = true;
+    return s;
+  };
 #ifdef VEKMESH_HAVE_CGAL
-    auto timePeer = [&] {
-      const Clock::time_point start = Clock::now();
-      const bool hit = cgalDoesSelfIntersect(*peer);
-      const double s = secondsSince(start);
-      benchmark::DoNotOptimize(hit);
-      return s;
-    };
-    // Alternate the order so that neither side always runs on a warm cache.
-    double theirs_s = 0.0;
-    if (iteration++ % 2 == 0) {
-      ours_s = timeOurs();
-      theirs_s = timePeer();
-    } else {
-      theirs_s = timePeer();
-      ours_s = timeOurs();
-    }
-    theirs.push_back(theirs_s);
-    ratios.push_back(ours_s / theirs_s);
+  const PairedTimes times = runPaired(state, time_ours, [&] {
+    return timed([&] { benchmark::DoNotOptimize(cgalDoesSelfIntersect(*peer)); });
+  });
 #else
-    ++iteration;
-    ours_s = timeOurs();
+  const PairedTimes times = runPaired(state, time_ours);
 #endif
-    ours.push_back(ours_s);
-    state.SetIterationTime(ours_s);
-  }
 
   Row row;
   row.name = nested ? "nested spheres" : "interpenetrating spheres";
   row.triangles = mesh.faces.size();
-  row.ours_ms = 1e3 * median(ours);
+  row.ours_ms = times.oursMs();
   {
     TriMesh copy = mesh;  // separation rebuilds shells and adds the parts
-    const Clock::time_point start = Clock::now();
-    separateShells(copy);
-    row.separate_ms = 1e3 * secondsSince(start);
+    row.separate_ms = 1e3 * timed([&] { separateShells(copy); });
     if (copy.pieces.size() != (nested ? 2u : 1u) + kSmallShells) g_failed = true;
   }
   state.counters["triangles"] = static_cast<double>(row.triangles);
   state.counters["ours_ms"] = row.ours_ms;
   state.counters["separate_ms"] = row.separate_ms;
 #ifdef VEKMESH_HAVE_CGAL
-  row.peer_ms = 1e3 * median(theirs);
-  row.ratio = median(ratios);
-  {
-    const Clock::time_point start = Clock::now();
-    const size_t pairs = cgalSelfIntersectionCount(*peer);
-    row.peer_list_ms = 1e3 * secondsSince(start);
-    state.counters["cgal_pairs"] = static_cast<double>(pairs);
-  }
+  row.peer_ms = times.theirsMs();
+  row.ratio = times.ratio();
+  size_t pairs = 0;
+  row.peer_list_ms = 1e3 * timed([&] { pairs = cgalSelfIntersectionCount(*peer); });
+  state.counters["cgal_pairs"] = static_cast<double>(pairs);
   state.counters["cgal_ms"] = row.peer_ms;
   state.counters["ratio"] = row.ratio;
   state.counters["cgal_list_ms"] = row.peer_list_ms;
@@ -193,8 +148,8 @@ void benchSeparation(benchmark::State& state, bool nested) {
   g_rows.push_back(row);
 }
 
-void printSummary() {
-  if (g_rows.empty()) return;
+bool printSummary() {
+  if (g_rows.empty()) return !g_failed;
   std::printf(
       "\nShell grouping summary (medians; ratio = median of paired ours / CGAL "
       "does_self_intersect)\n");
@@ -211,6 +166,7 @@ void printSummary() {
                   row.ours_ms, "-", "-", row.separate_ms, "-");
   }
   std::printf("target: ours faster than does_self_intersect (ratio below 1)\n");
+  return !g_failed;
 }
 
 void registerBenchmarks() {
@@ -229,11 +185,6 @@ void registerBenchmarks() {
 }  // namespace vekmesh
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  vekmesh::bench::registerBenchmarks();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vekmesh::bench::printSummary();
-  return vekmesh::bench::g_failed ? 1 : 0;
+  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
+                                       vekmesh::bench::printSummary);
 }

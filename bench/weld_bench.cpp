@@ -3,16 +3,15 @@
 // available, plus the peak heap the construction needs per input triangle.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "bench/bench_harness.h"
 #include "bench/heap_meter.h"
-#include "bench/mesh_generators.h"
 #include "mesh/tri_mesh.h"
+#include "mesh_builders.h"
 
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
 #include <meshoptimizer.h>
@@ -22,29 +21,16 @@ namespace vekmesh {
 namespace bench {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-  if (values.empty()) return 0.0;
-  std::sort(values.begin(), values.end());
-  const size_t mid = values.size() / 2;
-  return values.size() % 2 ? values[mid] : 0.5 * (values[mid - 1] + values[mid]);
-}
-
 struct Shape {
   const char* name;
   std::vector<float> (*soup)(size_t target_triangles);
 };
 
 std::vector<float> sphere(size_t target) {
-  return sphereSoup(target);
+  return test::toSoup(test::uvSphereNear(target, 1.0f));
 }
 std::vector<float> ring(size_t target) {
-  return torusSoup(target);
+  return test::toSoup(test::torusNear(target, 1.0f, 0.3f));
 }
 
 const Shape kShapes[] = {{"sphere", sphere}, {"torus", ring}};
@@ -76,14 +62,13 @@ std::vector<Row> g_rows;
 bool g_failed = false;
 
 uint32_t triangleCount(const std::vector<float>& soup) {
-  return static_cast<uint32_t>(soupTriangleCount(soup));
+  return static_cast<uint32_t>(soup.size() / 9);
 }
 
 double timeBuild(const std::vector<float>& soup) {
   SubMesh mesh;
-  const Clock::time_point start = Clock::now();
-  buildTriMesh(mesh, triangleCount(soup), soup.data(), nullptr, nullptr, nullptr);
-  const double seconds = secondsSince(start);
+  const double seconds = timed(
+      [&] { buildTriMesh(mesh, triangleCount(soup), soup.data(), nullptr, nullptr, nullptr); });
   benchmark::DoNotOptimize(mesh.faces.data());
   return seconds;  // the mesh is released outside the timed span
 }
@@ -94,12 +79,10 @@ double timeBuild(const std::vector<float>& soup) {
 double timeRemap(const std::vector<float>& soup) {
   const size_t corners = soup.size() / 3;
   std::unique_ptr<unsigned[]> remap(new unsigned[corners]);
-  const Clock::time_point start = Clock::now();
-  const size_t unique =
-      meshopt_generateVertexRemap(remap.get(), nullptr, corners, soup.data(), corners, 12);
-  const double seconds = secondsSince(start);
-  benchmark::DoNotOptimize(unique);
-  return seconds;
+  return timed([&] {
+    benchmark::DoNotOptimize(
+        meshopt_generateVertexRemap(remap.get(), nullptr, corners, soup.data(), corners, 12));
+  });
 }
 #endif
 
@@ -109,8 +92,8 @@ double timeRemap(const std::vector<float>& soup) {
 bool checkWeld(benchmark::State& state, const std::vector<float>& soup) {
   SubMesh mesh;
   buildTriMesh(mesh, triangleCount(soup), soup.data(), nullptr, nullptr, nullptr);
-  if (mesh.faces.size() != soupTriangleCount(soup)) {
-    state.SkipWithError("triangles were dropped while welding");
+  if (mesh.faces.size() != triangleCount(soup)) {
+    skipCase(state, "triangles were dropped while welding");
     return false;
   }
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
@@ -119,13 +102,13 @@ bool checkWeld(benchmark::State& state, const std::vector<float>& soup) {
   const size_t unique =
       meshopt_generateVertexRemap(remap.data(), nullptr, corners, soup.data(), corners, 12);
   if (unique != mesh.vertices.size()) {
-    state.SkipWithError("vertex count differs from the reference remap");
+    skipCase(state, "vertex count differs from the reference remap");
     return false;
   }
   for (size_t t = 0; t < mesh.faces.size(); ++t)
     for (int c = 0; c < 3; ++c)
       if (static_cast<unsigned>(mesh.faces[t].v[c]) != remap[3 * t + c]) {
-        state.SkipWithError("corner assignment differs from the reference remap");
+        skipCase(state, "corner assignment differs from the reference remap");
         return false;
       }
 #endif
@@ -165,64 +148,43 @@ double measureRemap(const std::vector<float>& soup) {
 void benchWeld(benchmark::State& state, const std::string& name, const Shape& shape,
                const Size& size) {
   const std::vector<float> soup = shape.soup(size.triangles);
-  const double triangles = static_cast<double>(soupTriangleCount(soup));
+  const double triangles = static_cast<double>(triangleCount(soup));
   if (!checkWeld(state, soup)) {
     g_failed = true;
-    for (auto _ : state) {
-    }
     return;
   }
-
-  std::vector<double> ours, theirs, ratios;
-  size_t iteration = 0;
-  for (auto _ : state) {
-    double ours_s = 0.0;
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
-    // Alternate the order so that neither side always runs on a cache (and a
-    // heap) the other one just warmed.
-    double theirs_s = 0.0;
-    if (iteration++ % 2 == 0) {
-      ours_s = timeBuild(soup);
-      theirs_s = timeRemap(soup);
-    } else {
-      theirs_s = timeRemap(soup);
-      ours_s = timeBuild(soup);
-    }
-    theirs.push_back(theirs_s);
-    ratios.push_back(ours_s / theirs_s);
+  const PairedTimes times = runPaired(
+      state, [&] { return timeBuild(soup); }, [&] { return timeRemap(soup); });
 #else
-    ++iteration;
-    ours_s = timeBuild(soup);
+  const PairedTimes times = runPaired(state, [&] { return timeBuild(soup); });
 #endif
-    ours.push_back(ours_s);
-    state.SetIterationTime(ours_s);
-  }
 
   const PeakUse use = measureBuild(soup);
   Row row;
   row.name = name;
-  row.triangles = soupTriangleCount(soup);
-  row.ours_ms = 1e3 * median(ours);
+  row.triangles = triangleCount(soup);
+  row.ours_ms = times.oursMs();
   row.peak_per_triangle = use.peak_bytes / triangles;
   state.counters["triangles"] = triangles;
   state.counters["ours_ms"] = row.ours_ms;
   state.counters["peak_bytes_per_triangle"] = row.peak_per_triangle;
   state.counters["mesh_bytes_per_triangle"] = use.kept_bytes / triangles;
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
-  row.meshopt_ms = 1e3 * median(theirs);
-  row.ratio = median(ratios);
+  row.meshopt_ms = times.theirsMs();
+  row.ratio = times.ratio();
   state.counters["meshopt_ms"] = row.meshopt_ms;
   state.counters["ratio"] = row.ratio;
   state.counters["meshopt_peak_bytes_per_triangle"] = measureRemap(soup) / triangles;
 #endif
-  state.SetItemsProcessed(static_cast<int64_t>(iteration * soupTriangleCount(soup)));
+  state.SetItemsProcessed(static_cast<int64_t>(times.iterations * triangleCount(soup)));
   g_rows.push_back(row);
 }
 
 // Printed after the benchmark output on stdout; use --benchmark_out for a clean
 // machine-readable file.
-void printSummary() {
-  if (g_rows.empty()) return;
+bool printSummary() {
+  if (g_rows.empty()) return !g_failed;
   std::printf("\nWeld summary (medians; ratio = median of paired ours/meshopt times)\n");
   std::printf("%-22s %10s %10s %11s %7s %14s\n", "case", "triangles", "ours ms", "meshopt ms",
               "ratio", "peak B/tri");
@@ -240,6 +202,7 @@ void printSummary() {
   }
   std::printf("budgets: peak < %.0f B/triangle; ratio <= %.1f from 1M triangles\n",
               kPeakBytesPerTriangleBudget, kRatioBudget);
+  return !g_failed;
 }
 
 void registerBenchmarks() {
@@ -258,11 +221,6 @@ void registerBenchmarks() {
 }  // namespace vekmesh
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  vekmesh::bench::registerBenchmarks();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  vekmesh::bench::printSummary();
-  return vekmesh::bench::g_failed ? 1 : 0;
+  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
+                                       vekmesh::bench::printSummary);
 }

@@ -17,7 +17,7 @@ for tool in clang clang++; do
 done
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF -DVEKMESH_BUILD_EXAMPLES=OFF >/dev/null
+  -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz make_fuzz_seeds
 
 seeds="$build/seeds"

@@ -7,6 +7,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

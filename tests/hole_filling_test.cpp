@@ -11,6 +11,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "repair/duplicate_faces.h"
 #include "repair/flaw_detection.h"
 #include "repair/hole_patch.h"

@@ -13,6 +13,7 @@
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

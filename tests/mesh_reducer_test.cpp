@@ -19,6 +19,7 @@
 #include "remesh/large_model_cap.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "repair/flaw_detection.h"
 
 namespace vekmesh {

@@ -11,6 +11,7 @@
 
 #include "api/result_arrays.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

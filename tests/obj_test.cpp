@@ -15,6 +15,7 @@
 #include "geometry/polygon_triangulation.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

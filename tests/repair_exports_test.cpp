@@ -17,6 +17,7 @@
 #include "io/stl.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "repair/flaw_detection.h"
 
 namespace vekmesh {
@@ -25,7 +26,7 @@ namespace {
 using test::Soup;
 
 TEST(ModelRepairFromData64, MakesTheBrokenSphereClosedOrientedAndFull) {
-  const testdata::BrokenSphere broken = testdata::makeBrokenSphere(100000);
+  const test::BrokenSphere broken = test::makeBrokenSphere(100000);
   ASSERT_EQ(broken.holes, 20u);
   ASSERT_GT(broken.flipped, 900u);
   ASSERT_GT(broken.duplicated, 900u);

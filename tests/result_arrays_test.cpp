@@ -9,6 +9,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "remesh/large_model_cap.h"
 
 namespace vekmesh {

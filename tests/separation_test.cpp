@@ -15,6 +15,7 @@
 #include "mesh/mesh_utils.h"
 #include "api/result_arrays.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "repair/shell_intersection.h"
 #include "geometry/tri_tri_intersection.h"
 

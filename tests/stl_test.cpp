@@ -13,6 +13,7 @@
 #include "io/stl.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 
 namespace vekmesh {
 namespace {

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "mesh/tri_mesh.h"
+#include "mesh_checks.h"
 
 namespace vekmesh::fuzz {
 
@@ -37,22 +38,9 @@ inline const char* asFile(const uint8_t* data, size_t size, const char* extensio
   return path;
 }
 
-// The construction invariants that a reader must never break, checked
-// cheaply: vertices in range and distinct per face, every live corner listed
-// by its vertex, texture coordinates in range on textured faces only.
+// A reader must never break the construction invariants.
 inline void checkMesh(const SubMesh& mesh) {
-  size_t listed = 0;
-  for (const Vertex& v : mesh.vertices) listed += v.incidentCorners.size();
-  if (listed != 3 * mesh.faces.size()) std::abort();
-  for (const Face& f : mesh.faces) {
-    for (int c = 0; c < 3; ++c) {
-      if (f.v[c] < 0 || static_cast<size_t>(f.v[c]) >= mesh.vertices.size()) std::abort();
-      const bool textured = f.material >= 0;
-      if (textured != (f.uv[c] != kNoTexCoord)) std::abort();
-      if (textured && f.uv[c] >= mesh.texCoords.size()) std::abort();
-    }
-    if (f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[0] == f.v[2]) std::abort();
-  }
+  if (!test::invariantViolation(mesh).empty()) std::abort();
 }
 
 }  // namespace vekmesh::fuzz

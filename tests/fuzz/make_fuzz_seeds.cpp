@@ -1,5 +1,5 @@
 // Writes the seed corpus of the fuzz targets: the STL and OBJ files the tests
-// use (tests/io_samples.h) and what the two writers make of coloured,
+// use (tests/support/io_samples.h) and what the two writers make of coloured,
 // textured and plain test meshes. Usage: make_fuzz_seeds STL_DIR OBJ_DIR
 #include <cstdio>
 #include <string>

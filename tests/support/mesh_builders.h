@@ -1,12 +1,12 @@
-// Test meshes built in code: triangle soups (as a host passes them) for the
-// tetrahedron, cube, glued cubes, UV sphere and torus, broken variants, and
-// checks of the TriMesh invariants and of edge topology shared by the suites.
+// Meshes built in code for the tests, the benchmarks and the fuzz seeds:
+// indexed UV spheres and tori (sized by segment counts or by a triangle
+// budget), triangle soups as a host passes them (tetrahedron, cube, glued
+// cubes, sphere, torus) and broken variants of any soup.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "mesh/run_context.h"
@@ -16,6 +16,39 @@ namespace vekmesh::test {
 
 using Point = std::array<float, 3>;
 using Rgb = std::array<float, 3>;
+
+// Shared vertices: x, y, z per vertex; three indices per triangle, wound so
+// that the normals point out of the solid.
+struct IndexedMesh {
+  std::vector<float> positions;
+  std::vector<uint32_t> triangles;
+  size_t vertexCount() const { return positions.size() / 3; }
+  size_t triangleCount() const { return triangles.size() / 3; }
+};
+
+// Latitude-longitude sphere about the origin: `stacks` bands from pole to
+// pole (at least 2) and `slices` segments around z (at least 3). The polar
+// bands are fans around one pole vertex, so the mesh is closed with
+// 2 * slices * (stacks - 1) triangles and slices * (stacks - 1) + 2 vertices.
+// Vertex 0 is the north pole, then ring by ring southwards, then the south pole.
+IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius);
+
+// Ring torus about z: `major_segments` (at least 3) around the axis,
+// `minor_segments` (at least 3) around the tube; 2 * major * minor triangles.
+IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_radius,
+                  float minor_radius);
+
+// Segment counts giving close to `target_triangles` with cells of roughly
+// equal sides (twice as many slices as stacks; major about three times minor).
+IndexedMesh uvSphereNear(size_t target_triangles, float radius);
+IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_radius);
+
+// Unindexed copy, 9 floats per triangle. Corners sharing a vertex get
+// bit-identical coordinates, so an exact weld recovers the indexed mesh.
+std::vector<float> toSoup(const IndexedMesh& mesh);
+
+// Signed volume of the tetrahedra from the origin, in double.
+double signedVolume(const IndexedMesh& mesh);
 
 // A triangle soup in the exchange layout. Attribute vectors are either empty
 // (the constructor then gets null) or sized for every triangle.
@@ -41,8 +74,7 @@ Soup soupFromIndexed(const std::vector<Point>& points,
 
 enum class Winding { kOutward, kInward };
 
-// Tetrahedron on (0,0,0), (e,0,0), (0,e,0), (0,0,e); 4 vertices, 4 faces,
-// volume e^3 / 6.
+// Tetrahedron on (0,0,0), (e,0,0), (0,e,0), (0,0,e); volume e^3 / 6.
 Soup tetrahedronSoup(float edge = 1.0f, Winding winding = Winding::kOutward);
 
 // Axis-aligned cube [origin, origin + edge]^3 in 12 triangles; two triangles
@@ -50,20 +82,14 @@ Soup tetrahedronSoup(float edge = 1.0f, Winding winding = Winding::kOutward);
 Soup cubeSoup(float edge = 1.0f, Winding winding = Winding::kOutward,
               const Point& origin = {0.0f, 0.0f, 0.0f});
 
-// Two unit-ish cubes of edge `edge`; the second sits at (edge, edge, edge) and
-// touches the first in the single vertex (edge, edge, edge).
+// Two cubes of edge `edge`, the second at (edge, edge, edge) touching the
+// first in one vertex, or at (edge, edge, 0) sharing the edge from
+// (edge, edge, 0) to (edge, edge, edge).
 Soup twoCubesSharingVertexSoup(float edge = 1.0f);
-
-// The second cube sits at (edge, edge, 0) and shares the edge from
-// (edge, edge, 0) to (edge, edge, edge) with the first.
 Soup twoCubesSharingEdgeSoup(float edge = 1.0f);
 
-// Sphere about the origin: `slices` around z, `stacks` from pole to pole,
-// closed (Euler characteristic 2), outward wound.
+// uvSphere and torus as soups (Euler characteristic 2 and 0, outward wound).
 Soup uvSphereSoup(float radius, int slices, int stacks);
-
-// Torus about the z axis with tube radius `minor`; closed (Euler
-// characteristic 0), outward wound.
 Soup torusSoup(float major, float minor, int majorSegments, int minorSegments);
 
 // Broken variants: copies of `soup` with triangle t removed (a hole), with its
@@ -82,31 +108,5 @@ Soup concatenate(const Soup& a, const Soup& b);
 // v = z - y) so that round trips can be checked.
 void paint(Soup& soup, const Rgb& rgb);
 void assignMaterial(Soup& soup, int32_t material);
-
-// The first broken construction invariant of `mesh`, or "" when it holds them
-// all: distinct in-range vertices per face, every live corner listed exactly
-// once in its vertex's incidentCorners (and nothing else listed), own indices
-// equal to positions, untextured faces with no uv, textured faces with three
-// texture coordinates used by no other corner.
-std::string invariantViolation(const SubMesh& mesh);
-
-// Undirected edges of the live faces, classified by how they are used.
-struct EdgeCensus {
-  size_t edges = 0;        // distinct undirected edges
-  size_t boundary = 0;     // used by one face corner
-  size_t nonManifold = 0;  // used more than twice
-  size_t misoriented = 0;  // used twice in the same direction
-};
-EdgeCensus edgeCensus(const SubMesh& mesh);
-
-// Number of live faces.
-size_t liveFaceCount(const SubMesh& mesh);
-
-// Keeps what operations report and log through the contexts it makes.
-struct RunRecorder {
-  std::vector<int32_t> percents;
-  std::string log;
-  RunContext context();
-};
 
 }  // namespace vekmesh::test

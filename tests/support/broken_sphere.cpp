@@ -1,5 +1,5 @@
-// Broken sphere soups: a latitude-longitude sphere as indexed triangles,
-// damaged in place (holes from partial or whole vertex fans, flips, copies,
+// Broken sphere soups: the shared latitude-longitude sphere as indexed
+// triangles, damaged in place (holes from partial or whole vertex fans, flips, copies,
 // zero-area triangles), expanded into a soup and shuffled with splitmix64.
 #include "broken_sphere.h"
 
@@ -7,10 +7,11 @@
 #include <array>
 #include <cmath>
 
-namespace vekmesh::testdata {
+#include "mesh_builders.h"
+
+namespace vekmesh::test {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr size_t kHoleCount = 20;
 
 class SplitMix {
@@ -28,7 +29,6 @@ class SplitMix {
   uint64_t state_;
 };
 
-using Point = std::array<float, 3>;
 using Tri = std::array<uint32_t, 3>;
 
 // The repair's grid step, reproduced here so that the generator does not lean
@@ -46,6 +46,7 @@ struct Sphere {
   std::vector<Point> points;
   std::vector<Tri> triangles;
   uint32_t stacks = 0, slices = 0;
+  double volume = 0.0;
   uint32_t ringVertex(uint32_t ring, uint32_t slice) const {  // ring 1 .. stacks - 1
     return 1 + (ring - 1) * slices + slice % slices;
   }
@@ -55,48 +56,20 @@ Sphere uvSphere(size_t target, float radius) {
   Sphere s;
   s.stacks = std::max<uint32_t>(3, static_cast<uint32_t>(std::lround(std::sqrt(target / 4.0))));
   s.slices = 2 * s.stacks;
-  s.points.push_back({0.0f, 0.0f, radius});
-  for (uint32_t j = 1; j < s.stacks; ++j) {
-    const double theta = kPi * j / s.stacks;
-    for (uint32_t i = 0; i < s.slices; ++i) {
-      const double phi = 2.0 * kPi * i / s.slices;
-      s.points.push_back({static_cast<float>(radius * std::sin(theta) * std::cos(phi)),
-                          static_cast<float>(radius * std::sin(theta) * std::sin(phi)),
-                          static_cast<float>(radius * std::cos(theta))});
-    }
-  }
-  const uint32_t south = static_cast<uint32_t>(s.points.size());
-  s.points.push_back({0.0f, 0.0f, -radius});
-  // Quads a (upper left), c (lower left), d (lower right), b (upper right) run
-  // counter-clockwise seen from outside.
-  for (uint32_t i = 0; i < s.slices; ++i) s.triangles.push_back({0, s.ringVertex(1, i), s.ringVertex(1, i + 1)});
-  for (uint32_t j = 1; j + 1 < s.stacks; ++j)
-    for (uint32_t i = 0; i < s.slices; ++i) {
-      const uint32_t a = s.ringVertex(j, i), b = s.ringVertex(j, i + 1);
-      const uint32_t c = s.ringVertex(j + 1, i), d = s.ringVertex(j + 1, i + 1);
-      s.triangles.push_back({a, c, d});
-      s.triangles.push_back({a, d, b});
-    }
-  for (uint32_t i = 0; i < s.slices; ++i)
-    s.triangles.push_back({s.ringVertex(s.stacks - 1, i), south, s.ringVertex(s.stacks - 1, i + 1)});
+  const IndexedMesh mesh = test::uvSphere(s.stacks, s.slices, radius);
+  for (size_t v = 0; v < mesh.vertexCount(); ++v)
+    s.points.push_back(
+        {mesh.positions[3 * v], mesh.positions[3 * v + 1], mesh.positions[3 * v + 2]});
+  for (size_t t = 0; t < mesh.triangleCount(); ++t)
+    s.triangles.push_back(
+        {mesh.triangles[3 * t], mesh.triangles[3 * t + 1], mesh.triangles[3 * t + 2]});
+  s.volume = signedVolume(mesh);
   return s;
 }
 
-double signedVolume(const Sphere& s) {
-  double sum = 0.0;
-  for (const Tri& t : s.triangles) {
-    const Point& a = s.points[t[0]];
-    const Point& b = s.points[t[1]];
-    const Point& c = s.points[t[2]];
-    sum += double(a[0]) * (double(b[1]) * c[2] - double(b[2]) * c[1]) -
-           double(a[1]) * (double(b[0]) * c[2] - double(b[2]) * c[0]) +
-           double(a[2]) * (double(b[0]) * c[1] - double(b[1]) * c[0]);
-  }
-  return sum / 6.0;
-}
-
 // The faces around vertex v in angular order about the radial direction.
-std::vector<size_t> fanInOrder(const Sphere& s, uint32_t v, const std::vector<std::vector<size_t>>& around) {
+std::vector<size_t> fanInOrder(const Sphere& s, uint32_t v,
+                               const std::vector<std::vector<size_t>>& around) {
   const Point& p = s.points[v];
   // Tangent frame at p: east and north.
   const double east[3] = {-p[1], p[0], 0.0};
@@ -124,7 +97,7 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
   BrokenSphere out;
   out.radius = radius;
   out.intact_triangles = sphere.triangles.size();
-  out.intact_volume = signedVolume(sphere);
+  out.intact_volume = sphere.volume;
 
   std::vector<std::vector<size_t>> around(sphere.points.size());
   for (size_t f = 0; f < sphere.triangles.size(); ++f)
@@ -137,7 +110,8 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
   const uint32_t span = sphere.stacks - 2 * first_ring;
   for (size_t h = 0; h < kHoleCount; ++h) {
     const uint32_t ring = first_ring + static_cast<uint32_t>(h * span / kHoleCount);
-    const uint32_t centre = sphere.ringVertex(ring, static_cast<uint32_t>(rng.below(sphere.slices)));
+    const uint32_t centre =
+        sphere.ringVertex(ring, static_cast<uint32_t>(rng.below(sphere.slices)));
     const std::vector<size_t> fan = fanInOrder(sphere, centre, around);
     const size_t take = 1 + h % fan.size();
     for (size_t k = 0; k < take; ++k) gone[fan[k]] = 1;
@@ -194,4 +168,4 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
   return out;
 }
 
-}  // namespace vekmesh::testdata
+}  // namespace vekmesh::test

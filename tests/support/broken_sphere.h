@@ -1,13 +1,13 @@
 // Generated broken models for the repair test and benchmark: a UV sphere soup
 // with shuffled triangles, flipped, duplicated and degenerate faces and 20
-// small holes. Plain C++ with no test framework, so bench/ can compile it too.
+// small holes.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
-namespace vekmesh::testdata {
+namespace vekmesh::test {
 
 struct BrokenSphere {
   std::vector<float> corners;  // 9 floats per triangle, as a host passes them
@@ -32,4 +32,4 @@ struct BrokenSphere {
 // sphere several 1/5000 grid steps apart, so snapping merges none of them.
 BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed = 1, float radius = 50.0f);
 
-}  // namespace vekmesh::testdata
+}  // namespace vekmesh::test
