@@ -2,6 +2,7 @@
 #include "bench/bench_harness.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace vekmesh::bench {
 
@@ -50,13 +51,12 @@ void skipCase(benchmark::State& state, const char* why) {
   }
 }
 
-int runBenchmarks(int argc, char** argv, void (*register_cases)(), bool (*summarize)()) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  register_cases();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return summarize() ? 0 : 1;
+void registerCase(const std::string& name, int iterations,
+                  std::function<void(benchmark::State&)> run) {
+  benchmark::RegisterBenchmark(name.c_str(), std::move(run))
+      ->Iterations(iterations)
+      ->UseManualTime()
+      ->Unit(benchmark::kMillisecond);
 }
 
 }  // namespace vekmesh::bench

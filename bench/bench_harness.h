@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace vekmesh::bench {
@@ -53,8 +54,15 @@ PairedTimes runPaired(benchmark::State& state, const std::function<double()>& ou
 // Fails a case before any timing (the library still wants its loop run).
 void skipCase(benchmark::State& state, const char* why);
 
-// Registers the cases, runs those the command line selects, then prints the
-// summary; exits non-zero when the summary says a budget was missed.
-int runBenchmarks(int argc, char** argv, void (*register_cases)(), bool (*summarize)());
+// Registers a case of `iterations` fixed runs (fixed so that a whole binary
+// stays short), timed by the seconds each run reports, in milliseconds.
+void registerCase(const std::string& name, int iterations,
+                  std::function<void(benchmark::State&)> run);
+
+// Each benchmark binary defines these two; bench_main.cpp registers the
+// cases, runs those the command line selects, then prints the summary and
+// exits non-zero when it says a budget was missed.
+void registerCases();
+bool summarize();
 
 }  // namespace vekmesh::bench

@@ -163,7 +163,9 @@ void benchLoad(benchmark::State& state, const Case& which) {
   g_rows.push_back(row);
 }
 
-bool printSummary() {
+}  // namespace
+
+bool summarize() {
   if (g_rows.empty()) return !g_failed;
   std::printf(
       "\nSTL load summary (medians; ratio = median of paired ours/admesh times; admesh = "
@@ -189,19 +191,10 @@ bool printSummary() {
   return !g_failed;
 }
 
-void registerBenchmarks() {
+void registerCases() {
   for (const Case& c : kCases)
-    benchmark::RegisterBenchmark(c.name, benchLoad, c)
-        ->Iterations(c.iterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    registerCase(c.name, c.iterations, [c](benchmark::State& state) { benchLoad(state, c); });
 }
 
-}  // namespace
 }  // namespace bench
 }  // namespace vekmesh
-
-int main(int argc, char** argv) {
-  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
-                                       vekmesh::bench::printSummary);
-}

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -148,22 +149,27 @@ const Shape kShapes[] = {{"sphere", sphere}, {"noisy-torus", noisyTorus}};
 
 constexpr int kIterations = 3;
 
+using Reducer = void (*)(SubMesh&, double, double, double);
+
+// One run of `reduce` with the given bounds, timed, on a freshly welded mesh
+// (welding is not part of the reduction); the output of the last run is kept.
+std::function<double()> reductionRun(const std::vector<float>& soup, Reducer reduce, double ratio,
+                                     double error, double cosine, IndexedMesh& output) {
+  return [&soup, reduce, ratio, error, cosine, &output] {
+    TriMesh mesh = buildMesh(soup);
+    const double seconds = timed([&] { reduce(mesh, ratio, error, cosine); });
+    output = fromTriMesh(mesh);
+    return seconds;
+  };
+}
+
 // The quality routine against the peers at the same face count.
 void benchQuality(benchmark::State& state, const std::string& name, const Shape& shape) {
   const IndexedMesh input = shape.make(kSize1M);
-  const std::vector<float> soup = toSoup(input);
-  Row row;
-  row.name = name;
-  row.triangles = input.triangleCount();
-
+  const std::vector<float> soup = test::toSoup(input);
+  Row row{name, input.triangleCount(), {}, 0.0};
   IndexedMesh our_output;
-  // Welding is not part of the reduction: each run builds its mesh untimed.
-  const auto run_ours = [&] {
-    TriMesh mesh = buildMesh(soup);
-    const double seconds = timed([&] { reduceMesh(mesh, 0.1, kOpenError, kFlipsOnly); });
-    our_output = fromTriMesh(mesh);
-    return seconds;
-  };
+  const auto run_ours = reductionRun(soup, reduceMesh, 0.1, kOpenError, kFlipsOnly, our_output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   // meshopt aims at our face count (our side runs first, so it is known), with
   // no error limit.
@@ -216,16 +222,9 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
 void benchFast(benchmark::State& state, const std::string& name) {
   const IndexedMesh input = test::uvSphereNear(kSize4M, 1.0f);
   const std::vector<float> soup = test::toSoup(input);
-  Row row;
-  row.name = name;
-  row.triangles = input.triangleCount();
+  Row row{name, input.triangleCount(), {}, 0.0};
   IndexedMesh output;
-  const auto run_ours = [&] {
-    TriMesh mesh = buildMesh(soup);
-    const double seconds = timed([&] { reduceMeshFast(mesh, 0.2, 0.05, 0.5); });
-    output = fromTriMesh(mesh);
-    return seconds;
-  };
+  const auto run_ours = reductionRun(soup, reduceMeshFast, 0.2, 0.05, 0.5, output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   // A time reference only: the same face count, no error limit.
   size_t their_faces = 0;
@@ -267,7 +266,9 @@ const char* verdict(bool ok) {
   return ok ? "ok" : "MISSED";
 }
 
-bool printSummary() {
+}  // namespace
+
+bool summarize() {
   std::printf(
       "\nReduction summary (times are medians of %d runs; OpenMesh and the 0.05/0.99 row "
       "run once)\n",
@@ -314,26 +315,15 @@ bool printSummary() {
   return true;  // the verdicts are read, not enforced: the peers are yardsticks
 }
 
-void registerBenchmarks() {
+void registerCases() {
   for (const Shape& shape : kShapes) {
     const std::string name = std::string("Reduce/") + shape.name + "/1M";
-    benchmark::RegisterBenchmark(name.c_str(), benchQuality, name, shape)
-        ->Iterations(kIterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    registerCase(name, kIterations,
+                 [name, shape](benchmark::State& state) { benchQuality(state, name, shape); });
   }
-  benchmark::RegisterBenchmark("ReduceFast/sphere/4M", benchFast,
-                               std::string("ReduceFast/sphere/4M"))
-      ->Iterations(kIterations)
-      ->UseManualTime()
-      ->Unit(benchmark::kMillisecond);
+  registerCase("ReduceFast/sphere/4M", kIterations,
+               [](benchmark::State& state) { benchFast(state, "ReduceFast/sphere/4M"); });
 }
 
-}  // namespace
 }  // namespace bench
 }  // namespace vekmesh
-
-int main(int argc, char** argv) {
-  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
-                                       vekmesh::bench::printSummary);
-}

@@ -182,7 +182,9 @@ void printVerdict(const char* who, const Verdict& v) {
       100.0 * v.volume_error, v.triangles);
 }
 
-bool printSummary() {
+}  // namespace
+
+bool summarize() {
   if (g_rows.empty()) return true;
   std::printf("\nRepair summary (medians; ratio = median of paired ours/admesh times)\n");
   std::printf("%-28s %10s %10s %11s %7s\n", "case", "triangles", "ours ms", "admesh ms", "ratio");
@@ -203,20 +205,11 @@ bool printSummary() {
   return !failed;
 }
 
-void registerBenchmarks() {
+void registerCases() {
   for (const Size& size : kSizes)
-    benchmark::RegisterBenchmark((std::string("Repair/broken_sphere/") + size.label).c_str(),
-                                 benchRepair, size)
-        ->Iterations(size.iterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    registerCase(std::string("Repair/broken_sphere/") + size.label, size.iterations,
+                 [size](benchmark::State& state) { benchRepair(state, size); });
 }
 
-}  // namespace
 }  // namespace bench
 }  // namespace vekmesh
-
-int main(int argc, char** argv) {
-  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
-                                       vekmesh::bench::printSummary);
-}

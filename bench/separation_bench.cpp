@@ -148,8 +148,7 @@ void benchSeparation(benchmark::State& state, bool nested) {
   g_rows.push_back(row);
 }
 
-bool printSummary() {
-  if (g_rows.empty()) return !g_failed;
+void printTable() {
   std::printf(
       "\nShell grouping summary (medians; ratio = median of paired ours / CGAL "
       "does_self_intersect)\n");
@@ -166,25 +165,21 @@ bool printSummary() {
                   row.ours_ms, "-", "-", row.separate_ms, "-");
   }
   std::printf("target: ours faster than does_self_intersect (ratio below 1)\n");
-  return !g_failed;
-}
-
-void registerBenchmarks() {
-  for (bool nested : {false, true}) {
-    const std::string name =
-        std::string("ShellGrouping/") + (nested ? "nested" : "interpenetrating");
-    benchmark::RegisterBenchmark(name.c_str(), benchSeparation, nested)
-        ->Iterations(kIterations)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
-  }
 }
 
 }  // namespace
+
+bool summarize() {
+  if (!g_rows.empty()) printTable();
+  return !g_failed;
+}
+
+void registerCases() {
+  for (bool nested : {false, true})
+    registerCase(std::string("ShellGrouping/") + (nested ? "nested" : "interpenetrating"),
+                 kIterations,
+                 [nested](benchmark::State& state) { benchSeparation(state, nested); });
+}
+
 }  // namespace bench
 }  // namespace vekmesh
-
-int main(int argc, char** argv) {
-  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
-                                       vekmesh::bench::printSummary);
-}

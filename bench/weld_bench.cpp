@@ -181,9 +181,11 @@ void benchWeld(benchmark::State& state, const std::string& name, const Shape& sh
   g_rows.push_back(row);
 }
 
+}  // namespace
+
 // Printed after the benchmark output on stdout; use --benchmark_out for a clean
 // machine-readable file.
-bool printSummary() {
+bool summarize() {
   if (g_rows.empty()) return !g_failed;
   std::printf("\nWeld summary (medians; ratio = median of paired ours/meshopt times)\n");
   std::printf("%-22s %10s %10s %11s %7s %14s\n", "case", "triangles", "ours ms", "meshopt ms",
@@ -205,22 +207,14 @@ bool printSummary() {
   return !g_failed;
 }
 
-void registerBenchmarks() {
+void registerCases() {
   for (const Shape& shape : kShapes)
     for (const Size& size : kSizes) {
       const std::string name = std::string("Weld/") + shape.name + "/" + size.label;
-      benchmark::RegisterBenchmark(name.c_str(), benchWeld, name, shape, size)
-          ->Iterations(size.iterations)
-          ->UseManualTime()
-          ->Unit(benchmark::kMillisecond);
+      registerCase(name, size.iterations,
+                   [=](benchmark::State& state) { benchWeld(state, name, shape, size); });
     }
 }
 
-}  // namespace
 }  // namespace bench
 }  // namespace vekmesh
-
-int main(int argc, char** argv) {
-  return vekmesh::bench::runBenchmarks(argc, argv, vekmesh::bench::registerBenchmarks,
-                                       vekmesh::bench::printSummary);
-}
