@@ -23,30 +23,22 @@ std::array<bool, 3> answers(const Soup& soup) {
 
 using Answers = std::array<bool, 3>;
 
-TEST(DetectFlaws, ClosedSolidsPassAndInsideOutOnesFailOnlyTheStrictMode) {
-  EXPECT_EQ(answers(test::tetrahedronSoup()), (Answers{false, false, false}));
-  EXPECT_EQ(answers(test::cubeSoup(2.0f)), (Answers{false, false, false}));
-  EXPECT_EQ(answers(test::torusSoup(3.0f, 1.0f, 24, 12)), (Answers{false, false, false}));
-  EXPECT_EQ(answers(test::tetrahedronSoup(1.0f, Winding::kInward)), (Answers{true, false, false}));
-  EXPECT_EQ(answers(test::cubeSoup(1.0f, Winding::kInward)), (Answers{true, false, false}));
+TEST(DetectFlaws, ModesTellClosedInsideOutMissingAndFlippedFaces) {
+  const Soup cube = test::cubeSoup(), tetra = test::tetrahedronSoup();
+  const std::pair<Soup, Answers> cases[] = {
+      {tetra, {false, false, false}},
+      {test::torusSoup(3.0f, 1.0f, 24, 12), {false, false, false}},
+      {test::cubeSoup(1.0f, Winding::kInward), {true, false, false}},
+      {test::withTriangleFlipped(cube, 5), {true, false, false}},
+      {test::withTriangleFlipped(tetra, 0), {true, false, false}},
+      // Three faces: odd (modes 0 and 1) and open (all modes).
+      {test::withoutTriangle(tetra, 2), {true, true, true}},
+      // Two missing faces leave an even count: only the open edges fail.
+      {test::withoutTriangle(test::withoutTriangle(cube, 11), 10), {true, true, true}},
+  };
+  for (const auto& [soup, expected] : cases) EXPECT_EQ(answers(soup), expected);
   // Mode 3 and above judge like mode 1.
-  const TriMesh inward = test::buildMesh(test::cubeSoup(1.0f, Winding::kInward));
-  EXPECT_FALSE(detectFlaws(inward, 7));
-}
-
-TEST(DetectFlaws, MissingFacesFailEveryMode) {
-  // Three faces: odd (modes 0 and 1) and open (all modes).
-  EXPECT_EQ(answers(test::withoutTriangle(test::tetrahedronSoup(), 2)), (Answers{true, true, true}));
-  // Two missing cube faces leave an even count: only the open edges fail.
-  const Soup cube = test::cubeSoup();
-  EXPECT_EQ(answers(test::withoutTriangle(test::withoutTriangle(cube, 11), 10)),
-            (Answers{true, true, true}));
-}
-
-TEST(DetectFlaws, FlippedFaceFailsOnlyTheStrictMode) {
-  EXPECT_EQ(answers(test::withTriangleFlipped(test::cubeSoup(), 5)), (Answers{true, false, false}));
-  EXPECT_EQ(answers(test::withTriangleFlipped(test::tetrahedronSoup(), 0)),
-            (Answers{true, false, false}));
+  EXPECT_FALSE(detectFlaws(test::buildMesh(test::cubeSoup(1.0f, Winding::kInward)), 7));
 }
 
 TEST(DetectFlaws, EdgesSharedByMoreThanTwoFacesFollowTheParityRule) {

@@ -97,32 +97,6 @@ TEST(FillHoles, ClosesAFourVertexHoleOnlyWhenNoFaceHasAMaterial) {
   }
 }
 
-// A sphere with its north polar fan removed: one loop of `slices` vertices.
-Soup openPole(int slices) {
-  return withHole(test::uvSphereSoup(10.0f, slices, 4), [](const Vec3d& c) { return c[2] > 7.5; });
-}
-
-TEST(FillHoles, ClosesLoopsUpToAThousandVerticesAndLeavesLongerOnesOpen) {
-  TriMesh open = test::buildMesh(openPole(1001));
-  HoleFillingReport report = fillHoles(open);
-  EXPECT_EQ(report.loops_closed, 0u);
-  EXPECT_EQ(report.open_edges_left, 1001u);
-  EXPECT_EQ(test::edgeCensus(open).boundary, 1001u);
-
-  TriMesh mesh = test::buildMesh(openPole(1000));
-  const size_t first = mesh.faces.size();
-  report = fillHoles(mesh);
-  EXPECT_EQ(report.loops_closed, 1u);
-  EXPECT_EQ(report.open_edges_left, 0u);
-  // Lattice points fill the disk rather than a fan of slivers from the rim.
-  EXPECT_GT(report.vertices_added, 10000u);
-  const PatchCheck check = checkPatch(mesh, first, [](const Vec3d&) { return Vec3d{0, 0, 1}; });
-  EXPECT_GT(check.worst_outward, 0.9);
-  EXPECT_LE(check.worst_aspect, kPatchAspectRatioBound);
-  compactMesh(mesh);
-  EXPECT_FALSE(detectFlaws(mesh, 0));
-}
-
 TEST(FillHoles, PatchesCurvedHolesWithoutFoldsOrSlivers) {
   // A window cut by three planes into a sphere: its rim is not planar, and it
   // spans about 90 degrees of the sphere.
@@ -191,31 +165,6 @@ TEST(FillHoles, SplitsLoopsThatPassAVertexTwice) {
   EXPECT_EQ(report.faces_added, 2u);
   compactMesh(mesh);
   EXPECT_FALSE(detectFlaws(mesh, 0));
-}
-
-TEST(HolePatch, FallsBackWhenTheProjectionOverlapsItself) {
-  // A coil: two turns around the z axis while rising, then straight back down.
-  // Seen along its Newell normal it covers the disk twice.
-  auto coil = [](int points_per_turn) {
-    std::vector<Vec3d> rim;
-    const int n = 2 * points_per_turn;
-    for (int i = 0; i < n; ++i) {
-      const double a = 2.0 * 3.14159265358979323846 * i / points_per_turn;
-      rim.push_back({std::cos(a), std::sin(a), 0.5 * i / points_per_turn});
-    }
-    return rim;
-  };
-  const std::vector<Vec3d> rim = coil(30);
-  std::vector<Vec3d> apex(rim.size(), Vec3d{0, 0, 0});
-  const HolePatch small = buildHolePatch(rim, apex);
-  EXPECT_EQ(small.method, HolePatch::Method::kMinimumWeight);
-  EXPECT_EQ(small.triangles.size(), rim.size() - 2);
-
-  const std::vector<Vec3d> long_rim = coil(150);
-  const HolePatch fan = buildHolePatch(long_rim, std::vector<Vec3d>(long_rim.size(), Vec3d{0, 0, 0}));
-  EXPECT_EQ(fan.method, HolePatch::Method::kFan);
-  EXPECT_EQ(fan.triangles.size(), long_rim.size());
-  EXPECT_EQ(fan.points.size(), 1u);
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 #include <functional>
 #include <limits>
 #include <map>
-#include <set>
 #include <string>
 #include <utility>
 
@@ -101,42 +100,8 @@ void expectClosedManifold(const SubMesh& mesh) {
   EXPECT_FALSE(detectFlaws(mesh, 0));
 }
 
-// Volume with sign: positive for a mesh wound outwards.
-double signedVolume(const SubMesh& mesh) {
-  double sum = 0.0;
-  for (const Face& f : mesh.faces) {
-    if (f.removed) continue;
-    const auto& a = mesh.vertices[f.v[0]].position;
-    const auto& b = mesh.vertices[f.v[1]].position;
-    const auto& c = mesh.vertices[f.v[2]].position;
-    sum += (double{a[0]} * (double{b[1]} * c[2] - double{b[2]} * c[1]) +
-            double{a[1]} * (double{b[2]} * c[0] - double{b[0]} * c[2]) +
-            double{a[2]} * (double{b[0]} * c[1] - double{b[1]} * c[0]));
-  }
-  return sum / 6.0;
-}
-
-TEST(MeshReducer, ClosedSphereStaysClosedOrientedAndKeepsItsVolume) {
-  // The small sphere takes the single queue, the large one (over 100000
-  // faces) the slabs in parallel, and the fast routine's passes.
-  for (auto [slices, stacks] : {std::pair{160, 80}, std::pair{400, 140}}) {
-    const Soup soup = test::uvSphereSoup(1.0f, slices, stacks);  // 25280, 111200 triangles
-    for (const Routine& r : kRoutines) {
-      SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()));
-      TriMesh mesh = test::buildMesh(soup);
-      const double before = signedVolume(mesh);
-      const size_t faces = mesh.faces.size();
-      r.reduce(mesh, 0.1, kUnbounded, 0.0);
-      expectClosedManifold(mesh);
-      EXPECT_NEAR(static_cast<double>(mesh.faces.size()), 0.1 * faces, 2.0);
-      EXPECT_NEAR(signedVolume(mesh), before, 0.01 * before);
-      // Nothing strays far from the sphere.
-      for (const Vertex& v : mesh.vertices) {
-        const double radius = std::hypot(v.position[0], v.position[1], v.position[2]);
-        EXPECT_NEAR(radius, 1.0, 0.01);
-      }
-    }
-  }
+double volume(const SubMesh& mesh) {
+  return enclosedVolume(mesh);
 }
 
 TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
@@ -147,7 +112,7 @@ TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
     r.reduce(mesh, 0.0, 0.0, 0.99);
     expectClosedManifold(mesh);
     EXPECT_LE(mesh.faces.size(), 24u);
-    EXPECT_NEAR(signedVolume(mesh), 1.0, 1e-6);
+    EXPECT_NEAR(volume(mesh), 1.0, 1e-6);
     // Every vertex is still on the surface of the box: one coordinate at 0 or 1.
     for (const Vertex& v : mesh.vertices) {
       bool on_side = false;
@@ -161,22 +126,6 @@ TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
   }
 }
 
-TEST(MeshReducer, ZeroErrorBoundLeavesCurvedSurfaceAlone) {
-  const Soup soup = test::uvSphereSoup(1.0f, 40, 20);
-  for (const Routine& r : kRoutines) {
-    SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(soup);
-    const size_t faces = mesh.faces.size();
-    r.reduce(mesh, 0.0, 0.0, 0.0);
-    EXPECT_EQ(mesh.faces.size(), faces);
-    // A torus as well, which has no flat spot anywhere.
-    TriMesh ring = test::buildMesh(test::torusSoup(2.0f, 0.5f, 36, 18));
-    const size_t ring_faces = ring.faces.size();
-    r.reduce(ring, -1.0, 0.0, 0.0);
-    EXPECT_EQ(ring.faces.size(), ring_faces);
-  }
-}
-
 TEST(MeshReducer, ErrorAndNormalBoundsLimitTheReduction) {
   const Soup soup = test::uvSphereSoup(10.0f, 120, 60);
   for (const Routine& r : kRoutines) {
@@ -187,7 +136,6 @@ TEST(MeshReducer, ErrorAndNormalBoundsLimitTheReduction) {
     r.reduce(loose, -0.657142857, 0.05, 0.985);
     r.reduce(tight, 0.0, 0.002, 0.985);
     r.reduce(steep, -1.0, 0.05, 0.9999);
-    EXPECT_LT(loose.faces.size(), soup.triangleCount());
     EXPECT_LT(tight.faces.size(), soup.triangleCount());
     EXPECT_LT(loose.faces.size(), tight.faces.size());
     EXPECT_LT(loose.faces.size(), steep.faces.size());
@@ -207,21 +155,11 @@ TEST(MeshReducer, ErrorAndNormalBoundsLimitTheReduction) {
   }
 }
 
-TEST(MeshReducer, TetrahedronCannotCollapseFurther) {
-  for (const Routine& r : kRoutines) {
-    SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(test::tetrahedronSoup());
-    r.reduce(mesh, 0.0, kUnbounded, -1.0);
-    EXPECT_EQ(mesh.faces.size(), 4u);
-    expectClosedManifold(mesh);
-  }
-}
-
-TEST(MeshReducer, MaterialAndColourSeamsSurvive) {
+TEST(MeshReducer, ClosedSphereKeepsItsShapeSeamsAndAttributes) {
   // Upper half of a sphere red with material 1, lower half blue with
-  // material 2; both textured by position. The large one goes through the
-  // parallel slabs.
-  for (auto [slices, stacks] : {std::pair{64, 32}, std::pair{400, 140}}) {
+  // material 2; both textured by position. The small one takes the single
+  // queue, the large one (over 100000 faces) the slabs in parallel.
+  for (auto [slices, stacks] : {std::pair{160, 80}, std::pair{400, 140}}) {
     Soup soup = test::uvSphereSoup(1.0f, slices, stacks);
     test::assignMaterial(soup, 1);
     soup.colors.clear();
@@ -235,9 +173,11 @@ TEST(MeshReducer, MaterialAndColourSeamsSurvive) {
     for (const Routine& r : kRoutines) {
       SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()));
       TriMesh mesh = test::buildMesh(soup);
+      const double before = volume(mesh);
       r.reduce(mesh, 0.1, kUnbounded, 0.0);
       EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 5);
       expectClosedManifold(mesh);
+      EXPECT_NEAR(volume(mesh), before, 0.01 * before);
 
       size_t upper = 0, lower = 0, corners = 0;
       double drift = 0.0;
@@ -249,14 +189,11 @@ TEST(MeshReducer, MaterialAndColourSeamsSurvive) {
           EXPECT_EQ(f.colors[c][0], red);
           EXPECT_EQ(f.colors[c][2], 255 - red);
         }
-        // Faces stay on their side; the seam vertices stay on the equator.
+        // Faces stay on their side, and nothing strays from the sphere.
         for (int c = 0; c < 3; ++c) {
-          const float z = mesh.vertices[f.v[c]].position[2];
-          if (f.material == 1) {
-            EXPECT_GT(z, -1e-6f);
-          } else {
-            EXPECT_LT(z, 1e-6f);
-          }
+          const auto& p = mesh.vertices[f.v[c]].position;
+          EXPECT_GT((f.material == 1 ? 1.0f : -1.0f) * p[2], -1e-6f);
+          EXPECT_NEAR(std::hypot(p[0], p[1], p[2]), 1.0, 0.01);
         }
         (f.material == 1 ? upper : lower)++;
         // Texture coordinates travel with their corners: still close to the
@@ -321,7 +258,7 @@ TEST(MeshReducer, NonManifoldEdgesAreLeftAlone) {
     EXPECT_EQ(after.nonManifold, before.nonManifold);
     EXPECT_EQ(after.boundary, 0u);
     EXPECT_EQ(after.misoriented, 0u);
-    EXPECT_NEAR(signedVolume(mesh), 2.0, 1e-6);
+    EXPECT_NEAR(volume(mesh), 2.0, 1e-6);
   }
 }
 
@@ -350,10 +287,6 @@ TEST(MeshReducer, BadInputIsRefusedQuietly) {
       r.reduce(mesh, ratio, error, cosine);
       EXPECT_EQ(mesh.faces.size(), faces);
     }
-    TriMesh empty;
-    r.reduce(empty, 0.5, 1.0, 0.0);
-    EXPECT_TRUE(empty.faces.empty());
-
     // Non-finite positions: the vertices are never moved nor merged, the rest
     // reduces and nothing crashes.
     TriMesh odd = test::buildMesh(soup);
@@ -396,15 +329,6 @@ TEST(MeshReducer, ResultDoesNotDependOnTheThreadCount) {
     EXPECT_FALSE(results[0].empty());
     EXPECT_TRUE(results[0] == results[1]);
   }
-}
-
-TEST(MeshReducer, LargeModelCapThinsAboveHundredThousandFaces) {
-  TriMesh mesh = test::buildMesh(test::uvSphereSoup(1.0f, 500, 150));  // 149000 triangles
-  const double n = static_cast<double>(mesh.faces.size());
-  capLargeModel(mesh);
-  EXPECT_NEAR(static_cast<double>(mesh.faces.size()), (n - 100000) * 0.3 + 100000, 2.0);
-  expectClosedManifold(mesh);
-  EXPECT_FALSE(mesh.shells.empty());  // topology rebuilt
 }
 
 }  // namespace

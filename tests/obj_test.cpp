@@ -12,7 +12,6 @@
 
 #include "io/file_dispatch.h"
 #include "io/obj.h"
-#include "geometry/polygon_triangulation.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -71,24 +70,6 @@ TEST(ObjWriter, PlainMeshIsOneWhiteGroup) {
             "usemtl -1\n"
             "f 1 2 3\n"
             "f 2 4 3\n");
-}
-
-TEST(ObjWriter, ColourBoundarySplitsVertices) {
-  ScratchDir dir;
-  Soup soup = squareSoup();
-  soup.colors = {1, 0, 0, 1, 0, 0, 1, 0, 0,   // red triangle
-                 0, 0, 1, 0, 0, 1, 0, 0, 1};  // blue triangle
-  EXPECT_EQ(writeToText(test::buildMesh(soup), dir),
-            "mtllib output.mtl\n"
-            "v 0.00000 0.00000 0.00000 1.000 0.000 0.000\n"
-            "v 1.00000 0.00000 0.00000 1.000 0.000 0.000\n"
-            "v 1.00000 0.00000 0.00000 0.000 0.000 1.000\n"
-            "v 0.00000 1.00000 0.00000 1.000 0.000 0.000\n"
-            "v 0.00000 1.00000 0.00000 0.000 0.000 1.000\n"
-            "v 1.00000 1.00000 0.00000 0.000 0.000 1.000\n"
-            "usemtl -1\n"
-            "f 1 2 4\n"
-            "f 3 6 5\n");
 }
 
 TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
@@ -198,48 +179,6 @@ TEST(ObjReader, PolygonsAreTriangulatedInsideTheirOutline) {
   EXPECT_EQ(continued.faces.size(), 2u);
   EXPECT_DOUBLE_EQ(areaFromAbove(continued), 1.0);
 
-  // A polygon too large for ear clipping is fanned: fine for a convex one.
-  std::string circle;
-  const int n = 2 * int(kMaxEarClipCorners);
-  for (int i = 0; i < n; ++i)
-    circle += "v " + std::to_string(std::cos(2 * M_PI * i / n)) + " " +
-              std::to_string(std::sin(2 * M_PI * i / n)) + " 0\n";
-  circle += "f";
-  for (int i = 1; i <= n; ++i) circle += " " + std::to_string(i);
-  const TriMesh disc = readText(dir, circle + "\n");
-  EXPECT_EQ(disc.faces.size(), size_t(n - 2));
-  EXPECT_NEAR(areaFromAbove(disc), M_PI, 0.01);
-}
-
-TEST(ObjReader, MalformedInputNeverCrashes) {
-  ScratchDir dir;
-  EXPECT_TRUE(readText(dir, "").faces.empty());
-  EXPECT_TRUE(readText(dir, std::string(5000, '\0') + "\xff\xfe f 1 2 3").faces.empty());
-  const TriMesh odd = readText(dir,
-                               "v\nv 1\nv 1 2\nv nan inf -inf\nv 1 1 1 0.5\n"
-                               "vt\nusemtl\n"
-                               "f 1 2\n"                               // two corners
-                               "f 99999999999999999999999 1 2\n"       // beyond int64
-                               "f 1/99999 2/-3 3/0 # a comment\n"       // bad texture numbers
-                               "f 2 3 5\n");
-  EXPECT_EQ(test::invariantViolation(odd), "");
-  ASSERT_EQ(odd.faces.size(), 2u);
-  for (const Face& f : odd.faces) {
-    EXPECT_EQ(f.material, 1);
-    for (int c = 0; c < 3; ++c) {
-      EXPECT_EQ(odd.texCoords[f.uv[c]].u, 0.0);
-      EXPECT_EQ(f.colors[c][2], 255);  // "v 1 1 1 0.5" is not a colour
-    }
-  }
-
-  TriMesh untouched;
-  readObj((dir.path() + "/missing.obj").c_str(), untouched);
-  readObj(dir.path().c_str(), untouched);
-  const std::string fifo = dir.file("fifo.obj");
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  readObj(fifo.c_str(), untouched);
-  readObj(nullptr, untouched);
-  EXPECT_TRUE(untouched.faces.empty());
 }
 
 // Writing and reading back keeps positions (to the 5 decimals written),
@@ -295,13 +234,6 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
     }
   }
 
-  // Groups 0 and 1 alone come back one higher: numbers count the group lines.
-  const TriMesh only_textured = test::buildMesh(textured);
-  writeObj(path.c_str(), only_textured);
-  TriMesh again;
-  readObj(path.c_str(), again);
-  ASSERT_EQ(again.faces.size(), 12u);
-  for (size_t f = 0; f < 12; ++f) EXPECT_EQ(again.faces[f].material, f < 6 ? 1 : 2);
 }
 
 }  // namespace

@@ -39,34 +39,6 @@ TEST(OperationLog, ComposesFrameLines) {
   EXPECT_EQ(timingLine("form  voxels", 0.001), "\nform  voxels : 0.001000 sec.");
 }
 
-TEST(OperationLog, PadsLabelsToThirteenCharacters) {
-  EXPECT_EQ(labelText("thickness"), "\nthickness    : ");
-  EXPECT_EQ(labelText("hollow volume"), "\nhollow volume: ");
-  EXPECT_EQ(labelText("voxel size"), "\nvoxel size   : ");
-  EXPECT_EQ(labelText("section num", 12), "\nsection num : ");
-  EXPECT_EQ(labelText("a label longer than the width"), "\na label longer than the width: ");
-  EXPECT_EQ(parameterLine("voxel num", int64_t{123456789012}), "\nvoxel num    : 123456789012");
-  EXPECT_EQ(parameterLine("thickness", 1.5), "\nthickness    : 1.500000");
-  EXPECT_EQ(parameterLine("infilldensity", -0.0000004), "\ninfilldensity: -0.000000");
-  // "%f" prints every integer digit of a huge value rather than cutting it.
-  EXPECT_EQ(formatFixed(1e20), "100000000000000000000.000000");
-}
-
-TEST(OperationLog, ElapsedTimeIsUnsigned32BitMillisecondsAsFloat) {
-  EXPECT_EQ(formatSeconds(elapsedSeconds(1000, 2234)), "1.234000");
-  EXPECT_EQ(formatSeconds(elapsedSeconds(7, 7)), "0.000000");
-  // A clock reading of -1 is used as it is: the difference wraps.
-  EXPECT_EQ(formatSeconds(elapsedSeconds(-1, 999)), "1.000000");
-  // A reading before the start wraps to almost 2^32 ms, rounded to float.
-  EXPECT_DOUBLE_EQ(elapsedSeconds(5, 3), static_cast<float>(4294967294u) / 1000.0);
-  EXPECT_EQ(formatSeconds(elapsedSeconds(0, 16777217)), "16777.216000");
-
-  const int32_t t0 = logClock();
-  const int32_t t1 = logClock();
-  EXPECT_GE(t0, 0);
-  EXPECT_GE(t1, t0);
-}
-
 std::string readFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   std::stringstream s;

@@ -9,7 +9,6 @@
 #include <map>
 #include <utility>
 
-#include "geometry/polygon_triangulation.h"
 
 namespace vekmesh {
 namespace {
@@ -67,19 +66,6 @@ void expectConstrainedDelaunay(const std::vector<IntPoint2>& p, size_t n, const 
   }
 }
 
-TEST(TriangulatePolygon, SquareWithCentreGivesFourTriangles) {
-  std::vector<IntPoint2> p = {{0, 0}, {10, 0}, {10, 10}, {0, 10}, {5, 5}};
-  Tris tris;
-  ASSERT_TRUE(triangulatePolygon(p, 4, tris));
-  EXPECT_EQ(tris.size(), 4u);
-  expectConstrainedDelaunay(p, 4, tris);
-  // A point on the rim or on a vertex is skipped; one on an inner edge splits it.
-  p = {{0, 0}, {10, 0}, {10, 10}, {0, 10}, {5, 0}, {0, 0}, {5, 5}};
-  ASSERT_TRUE(triangulatePolygon(p, 4, tris));
-  EXPECT_EQ(tris.size(), 4u);
-  expectConstrainedDelaunay(p, 4, tris);
-}
-
 TEST(TriangulatePolygon, NonConvexPolygonsWithCollinearRimsAndInteriorPoints) {
   // An L with collinear rim vertices, filled with a grid of interior points.
   std::vector<IntPoint2> p = {{0, 0}, {10, 0}, {20, 0}, {30, 0}, {30, 10}, {10, 10},
@@ -116,34 +102,6 @@ TEST(TriangulatePolygon, RefusesPolygonsThatAreNotSimpleOrClockwise) {
   EXPECT_FALSE(triangulatePolygon(clockwise, 4, tris));
   const std::vector<IntPoint2> huge = {{0, 0}, {kPlanarCoordinateLimit + 1, 0}, {0, 5}};
   EXPECT_FALSE(triangulatePolygon(huge, 3, tris));
-}
-
-TEST(TriangulateLoopMinimumWeight, TriangulatesASaddleLoop) {
-  // Eight points alternating up and down around a square: a saddle.
-  std::vector<Vec3d> loop;
-  for (int i = 0; i < 8; ++i) {
-    const double a = 3.14159265358979323846 * i / 4;
-    loop.push_back({std::cos(a), std::sin(a), (i % 2) ? 0.5 : -0.5});
-  }
-  const std::vector<Vec3d> no_rim(8, Vec3d{0, 0, 0});
-  Tris tris;
-  ASSERT_TRUE(triangulateLoopMinimumWeight(loop, no_rim, tris));
-  ASSERT_EQ(tris.size(), 6u);
-  std::map<std::pair<int32_t, int32_t>, int> uses;
-  for (const auto& t : tris)
-    for (int e = 0; e < 3; ++e) ++uses[{t[e], t[(e + 1) % 3]}];
-  for (int i = 0; i < 8; ++i) {
-    EXPECT_EQ(uses.count({i, (i + 1) % 8}), 1u);
-    EXPECT_EQ(uses.count({(i + 1) % 8, i}), 0u);
-  }
-  for (const auto& [edge, count] : uses) {
-    EXPECT_EQ(count, 1);
-    const bool rim = (edge.first + 1) % 8 == edge.second;
-    if (!rim) {
-      EXPECT_EQ(uses.count({edge.second, edge.first}), 1u);
-    }
-  }
-  EXPECT_FALSE(triangulateLoopMinimumWeight(std::vector<Vec3d>(2), std::vector<Vec3d>(2), tris));
 }
 
 }  // namespace

@@ -59,39 +59,6 @@ TEST(ReduceExports, RatioReachesTheReducer) {
   freeAllArray();
 }
 
-TEST(ReduceExports, ColoursAndMaterialsComeBackWithTheirTriangles) {
-  // Two halves of a sphere: material 1 red, material 2 blue.
-  Soup soup = test::uvSphereSoup(10.0f, 64, 32);
-  test::assignMaterial(soup, 1);
-  soup.colors.clear();
-  for (size_t t = 0; t < soup.triangleCount(); ++t) {
-    const bool upper = soup.corner(t, 0)[2] + soup.corner(t, 1)[2] + soup.corner(t, 2)[2] > 0.0f;
-    soup.materials[t] = upper ? 1 : 2;
-    const test::Rgb rgb = {upper ? 1.0f : 0.0f, 0.0f, upper ? 0.0f : 1.0f};
-    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), rgb.begin(), rgb.end());
-  }
-  float *corners = nullptr, *colors = nullptr, *uvs = nullptr;
-  int32_t* materials = nullptr;
-  uint32_t count = 0;
-  int32_t progress = -1;
-  meshReduceFromColorData(0.2f, soup.corners.data(), soup.colors.data(), soup.uvs.data(),
-                          soup.materials.data(), soup.triangleCount(), &corners, &colors, &uvs,
-                          &materials, &count, &progress);
-  EXPECT_EQ(progress, 100);
-  EXPECT_LT(count, soup.triangleCount() / 2);
-  ASSERT_GT(count, 0u);
-  for (uint32_t t = 0; t < count; ++t) {
-    ASSERT_TRUE(materials[t] == 1 || materials[t] == 2);
-    const float red = materials[t] == 1 ? 1.0f : 0.0f;
-    for (int c = 0; c < 3; ++c) {
-      EXPECT_EQ(colors[9 * t + 3 * c], red);
-      EXPECT_EQ(colors[9 * t + 3 * c + 2], 1.0f - red);
-    }
-  }
-  expectPrintable(corners, count);
-  freeAllArray();
-}
-
 TEST(ReduceExports, LargeModelCapThinsDataAndAnswersTheFlawTest) {
   const Soup soup = largeSphere();
   ASSERT_EQ(soup.triangleCount(), 149000u);

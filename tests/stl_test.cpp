@@ -166,16 +166,6 @@ TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
   EXPECT_TRUE(load(dir.write("zero.stl", std::string(84, '\0'))).faces.empty());
   EXPECT_TRUE(load(dir.write("noise.stl", std::string(83, '\xff'))).faces.empty());
 
-  // NaN and infinite coordinates are carried, not trusted.
-  Soup odd;
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float inf = std::numeric_limits<float>::infinity();
-  odd.addTriangle({nan, 0, 0}, {inf, 1, 0}, {-inf, 0, nan});
-  odd.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
-  EXPECT_EQ(test::invariantViolation(load(dir.write("nan.stl", test::binaryStl(odd)))), "");
-  EXPECT_EQ(load(dir.write("nan_text.stl", "facet vertex nan 0 0 vertex inf 1 0 vertex 1e999 -1e999 1e-999"))
-                .faces.size(),
-            1u);
 }
 
 TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
@@ -204,34 +194,6 @@ TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
   TriMesh mesh;
   loadStl(nullptr, mesh);
   EXPECT_TRUE(mesh.faces.empty());
-}
-
-TEST(ImportDispatch, ExtensionIsExactAndCaseSensitive) {
-  ScratchDir dir;
-  const std::string bytes = test::binaryStl(test::cubeSoup());
-  struct Case {
-    std::string name;
-    size_t faces;
-  };
-  const Case cases[] = {{"model.stl", 12}, {"model.STL", 0}, {"model.Stl", 0},
-                        {"model.stl.bak", 0}, {"model", 0}, {"dotted.name.stl", 12}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    TriMesh mesh;
-    importByExtension(dir.write(c.name, bytes).c_str(), mesh);
-    EXPECT_EQ(mesh.faces.size(), c.faces);
-    EXPECT_EQ(mesh.tag, &mesh);
-  }
-  EXPECT_EQ(fileExtension("a/b.c/d"), "c/d");
-  EXPECT_EQ(fileExtension("x."), "");
-
-  // An STL body under an .obj name goes to the OBJ reader, which finds nothing.
-  TriMesh as_obj;
-  importByExtension(dir.write("model.obj", bytes).c_str(), as_obj);
-  EXPECT_TRUE(as_obj.faces.empty());
-  TriMesh none;
-  importByExtension(nullptr, none);
-  EXPECT_EQ(none.tag, &none);
 }
 
 }  // namespace

@@ -1,68 +1,15 @@
-// Tests of the word scanner behind the text readers (words across buffer
-// refills, over-long words, line ends and continuations) and of its number
-// parsing (stream-like prefixes, "+", out-of-range values).
+// Tests of the number parsing behind the text readers (stream-like prefixes,
+// "+", out-of-range values). Words across refills, line ends and
+// continuations are tested through the STL and OBJ readers.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
 #include "io/text_scanner.h"
-#include "io_samples.h"
 
 namespace vekmesh {
 namespace {
-
-// All words of `text` read through a scanner whose buffer is as small as it
-// gets (a size hint of 0), so that refills fall inside words.
-std::vector<std::string> words(const std::string& text, bool by_line) {
-  test::ScratchDir dir;
-  std::FILE* f = std::fopen(dir.write("words.txt", text).c_str(), "rb");
-  EXPECT_NE(f, nullptr);
-  TextScanner scanner(f, 0);
-  std::vector<std::string> out;
-  std::string_view w;
-  if (!by_line) {
-    while (scanner.nextWord(w)) out.emplace_back(w);
-  } else {
-    // One entry per line: its words joined by "|".
-    while (scanner.nextWord(w)) {
-      std::string line(w);
-      while (scanner.wordOnLine(w)) line += "|" + std::string(w);
-      out.push_back(line);
-      scanner.skipLine();
-    }
-  }
-  std::fclose(f);
-  return out;
-}
-
-TEST(TextScanner, WordsSurviveRefillsAndLongWordsAreCut) {
-  std::string text;
-  std::vector<std::string> expected;
-  for (int i = 0; i < 200; ++i) {
-    expected.push_back("word" + std::to_string(i * 7919));
-    text += expected.back() + (i % 3 == 0 ? "\t\r\n  " : " ");
-  }
-  EXPECT_EQ(words(text, false), expected);
-
-  // A word longer than the 64-byte buffer comes out in buffer-sized pieces,
-  // and nothing is lost.
-  const std::string giant(150, 'x');
-  const std::vector<std::string> pieces = words("a " + giant + " b", false);
-  std::string joined;
-  for (size_t i = 1; i + 1 < pieces.size(); ++i) joined += pieces[i];
-  EXPECT_EQ(pieces.front(), "a");
-  EXPECT_EQ(pieces.back(), "b");
-  EXPECT_EQ(joined, giant);
-  EXPECT_LE(pieces[1].size(), 64u);
-}
-
-TEST(TextScanner, LinesEndAtLineFeedOrCarriageReturnAndMayContinue) {
-  EXPECT_EQ(words("v 1 2\r\nf 1 \\\n 2 3\rvt 0.5\n\n   \nusemtl\\x", true),
-            (std::vector<std::string>{"v|1|2", "f|1|2|3", "vt|0.5", "usemtl\\x"}));
-  // A continuation mark that is not the last word is an ordinary word.
-  EXPECT_EQ(words("f 1 \\ 2\n", true), (std::vector<std::string>{"f|1|\\|2"}));
-}
 
 TEST(TextScanner, NumbersReadLikeAStreamWithoutLocale) {
   double d = -1.0;
