@@ -82,6 +82,11 @@ TEST(FillHoles, ClosesAFourVertexHoleOnlyWhenNoFaceHasAMaterial) {
   EXPECT_FALSE(report.holes_filled);
   rebuildTopology(kept);
   EXPECT_EQ(test::edgeCensus(kept).boundary, 4u);
+  // Material 0 is a material like any other.
+  test::assignMaterial(textured, 0);
+  TriMesh zero = test::buildMesh(textured);
+  EXPECT_FALSE(repairMesh(zero, {HoleFilling::kWhenUntextured}).holes_filled);
+  test::assignMaterial(textured, 3);
 
   // The plain-array repair fills regardless; the patch carries no material.
   TriMesh always = test::buildMesh(textured);
