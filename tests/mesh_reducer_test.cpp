@@ -104,12 +104,17 @@ double volume(const SubMesh& mesh) {
   return enclosedVolume(mesh);
 }
 
+TriMesh reduced(const Soup& soup, const Routine& r, double ratio, double error, double cosine) {
+  TriMesh mesh = test::buildMesh(soup);
+  r.reduce(mesh, ratio, error, cosine);
+  return mesh;
+}
+
 TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
   const Soup soup = griddedBox(91);  // 99372 triangles
   for (const Routine& r : kRoutines) {
     SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(soup);
-    r.reduce(mesh, 0.0, 0.0, 0.99);
+    const TriMesh mesh = reduced(soup, r, 0.0, 0.0, 0.99);
     expectClosedManifold(mesh);
     EXPECT_LE(mesh.faces.size(), 24u);
     EXPECT_NEAR(volume(mesh), 1.0, 1e-6);
@@ -222,8 +227,7 @@ TEST(MeshReducer, OpenBoundaryStaysInPlace) {
   const Soup soup = squareSheet(40);  // 3200 triangles
   for (const Routine& r : kRoutines) {
     SCOPED_TRACE(r.name);
-    TriMesh mesh = test::buildMesh(soup);
-    r.reduce(mesh, 0.0, 0.0, 0.99);
+    const TriMesh mesh = reduced(soup, r, 0.0, 0.0, 0.99);
     EXPECT_EQ(test::invariantViolation(mesh), "");
     const test::EdgeCensus census = test::edgeCensus(mesh);
     EXPECT_EQ(census.nonManifold, 0u);

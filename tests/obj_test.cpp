@@ -59,19 +59,6 @@ double areaFromAbove(const SubMesh& mesh) {
   return area;
 }
 
-TEST(ObjWriter, PlainMeshIsOneWhiteGroup) {
-  ScratchDir dir;
-  EXPECT_EQ(writeToText(test::buildMesh(squareSoup()), dir),
-            "mtllib output.mtl\n"
-            "v 0.00000 0.00000 0.00000 1.000 1.000 1.000\n"
-            "v 1.00000 0.00000 0.00000 1.000 1.000 1.000\n"
-            "v 0.00000 1.00000 0.00000 1.000 1.000 1.000\n"
-            "v 1.00000 1.00000 0.00000 1.000 1.000 1.000\n"
-            "usemtl -1\n"
-            "f 1 2 3\n"
-            "f 2 4 3\n");
-}
-
 TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
   ScratchDir dir;
   Soup soup = squareSoup();

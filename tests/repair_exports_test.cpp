@@ -24,24 +24,32 @@ namespace {
 
 using test::Soup;
 
+// The export's repair of a soup, copied out of the result slot (then freed).
+// Progress must end at 100 and the result must be a real array.
+std::vector<float> repaired64(const std::vector<float>& soup) {
+  float* in = const_cast<float*>(soup.data());
+  const uint32_t count = static_cast<uint32_t>(soup.size() / 9);
+  float* out = nullptr;
+  uint32_t out_count = 0;
+  int32_t progress = -1;
+  modelRepairFromData64(&in, &count, &out, &out_count, &progress);
+  EXPECT_EQ(progress, 100);
+  EXPECT_NE(out, nullptr);
+  std::vector<float> result(out, out + (out ? 9 * size_t(out_count) : 0));
+  freeAllArray();
+  return result;
+}
+
 TEST(ModelRepairFromData64, MakesTheBrokenSphereClosedOrientedAndFull) {
   const test::BrokenSphere broken = test::makeBrokenSphere(100000);
   ASSERT_EQ(broken.holes, 20u);
   ASSERT_GT(broken.flipped, 900u);
   ASSERT_GT(broken.duplicated, 900u);
 
-  float* corners = const_cast<float*>(broken.corners.data());
-  const uint32_t count = broken.triangleCount();
-  float* out = nullptr;
-  uint32_t out_count = 0;
-  int32_t progress = -1;
-  modelRepairFromData64(&corners, &count, &out, &out_count, &progress);
-  EXPECT_EQ(progress, 100);
-  ASSERT_NE(out, nullptr);
-
+  const std::vector<float> out = repaired64(broken.corners);
+  const uint32_t out_count = static_cast<uint32_t>(out.size() / 9);
   TriMesh repaired;
-  buildTriMesh(repaired, out_count, out, nullptr, nullptr, nullptr);
-  freeAllArray();
+  buildTriMesh(repaired, out_count, out.data(), nullptr, nullptr, nullptr);
   EXPECT_FALSE(detectFlaws(repaired, 0));
   EXPECT_TRUE(test::edgeCensus(repaired).closedManifoldOriented());
   EXPECT_NEAR(enclosedVolume(repaired), broken.intact_volume, 0.005 * broken.intact_volume);
@@ -65,13 +73,8 @@ std::vector<float> stripWithRepeat(uint32_t triangles) {
 
 TEST(ModelRepairFromData64, KeepsADuplicateFaceFrom300000Faces) {
   for (const uint32_t faces : {299999u, 300000u}) {
-    const std::vector<float> soup = stripWithRepeat(faces - 1);
-    float* corners = const_cast<float*>(soup.data());
-    float* out = nullptr;
-    uint32_t out_count = 0;
-    modelRepairFromData64(&corners, &faces, &out, &out_count, nullptr);
-    EXPECT_EQ(out_count, faces == 300000u ? 300000u : 299998u) << faces;
-    freeAllArray();
+    const std::vector<float> out = repaired64(stripWithRepeat(faces - 1));
+    EXPECT_EQ(out.size() / 9, faces == 300000u ? 300000u : 299998u) << faces;
   }
 }
 
@@ -158,20 +161,11 @@ TEST(ModelRepairFromData64, SurvivesHostileSoups) {
           corners.push_back(value);
           if (a == 2) pool.insert(pool.end(), corners.end() - 3, corners.end());
         }
-    float* in = corners.data();
-    const uint32_t count = static_cast<uint32_t>(corners.size() / 9);
-    float* out = nullptr;
-    uint32_t out_count = 0;
-    int32_t progress = -1;
-    modelRepairFromData64(&in, &count, &out, &out_count, &progress);
-    EXPECT_EQ(progress, 100);
-    ASSERT_NE(out, nullptr);
-    EXPECT_GT(out_count, 0u);
+    const std::vector<float> out = repaired64(corners);
+    EXPECT_FALSE(out.empty());
     size_t off_grid = 0;
-    for (size_t i = 0; i < size_t(out_count) * 9; ++i)
-      off_grid += !(std::fabs(out[i]) <= 2147483648.0f / 5000.0f);
+    for (float x : out) off_grid += !(std::fabs(x) <= 2147483648.0f / 5000.0f);
     EXPECT_EQ(off_grid, 0u);
-    freeAllArray();
   }
 }
 

@@ -33,13 +33,18 @@ Outcome run(const Tri& a, const Tri& b) {
   return o;
 }
 
-Vec3d sub(const Vec3d& a, const Vec3d& b) {
+// Vector helpers for the double points of the test and the int64 points of
+// the separating-axis reference alike.
+template <class V>
+V sub(const V& a, const V& b) {
   return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
 }
-Vec3d cross(const Vec3d& a, const Vec3d& b) {
+template <class V>
+V cross(const V& a, const V& b) {
   return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
 }
-double dot(const Vec3d& a, const Vec3d& b) {
+template <class V>
+typename V::value_type dot(const V& a, const V& b) {
   return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
 }
 double distance(const Vec3d& a, const Vec3d& b) {
@@ -138,37 +143,28 @@ TEST(TriTriIntersection, TouchesThatPlainDoublesMisjudge) {
 // --- agreement with the separating-axis test --------------------------------------------
 
 using IVec = std::array<int64_t, 3>;
-IVec isub(const IVec& a, const IVec& b) {
-  return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-IVec icross(const IVec& a, const IVec& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-int64_t idot(const IVec& a, const IVec& b) {
-  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
 
 // Two closed non-flat triangles are disjoint exactly when one of these axes
 // separates their projections with a gap: both normals, the nine edge/edge
 // cross products and the six in-plane edge normals.
 bool separatingAxisMeet(const IVec* a, const IVec* b) {
-  const IVec na = icross(isub(a[1], a[0]), isub(a[2], a[0]));
-  const IVec nb = icross(isub(b[1], b[0]), isub(b[2], b[0]));
+  const IVec na = cross(sub(a[1], a[0]), sub(a[2], a[0]));
+  const IVec nb = cross(sub(b[1], b[0]), sub(b[2], b[0]));
   std::vector<IVec> axes = {na, nb};
   for (int i = 0; i < 3; ++i) {
-    const IVec ea = isub(a[(i + 1) % 3], a[i]), eb = isub(b[(i + 1) % 3], b[i]);
-    axes.push_back(icross(na, ea));
-    axes.push_back(icross(nb, eb));
-    for (int j = 0; j < 3; ++j) axes.push_back(icross(ea, isub(b[(j + 1) % 3], b[j])));
+    const IVec ea = sub(a[(i + 1) % 3], a[i]), eb = sub(b[(i + 1) % 3], b[i]);
+    axes.push_back(cross(na, ea));
+    axes.push_back(cross(nb, eb));
+    for (int j = 0; j < 3; ++j) axes.push_back(cross(ea, sub(b[(j + 1) % 3], b[j])));
   }
   for (const IVec& axis : axes) {
     if (axis == IVec{0, 0, 0}) continue;
     int64_t amin = INT64_MAX, amax = INT64_MIN, bmin = INT64_MAX, bmax = INT64_MIN;
     for (int i = 0; i < 3; ++i) {
-      amin = std::min(amin, idot(axis, a[i]));
-      amax = std::max(amax, idot(axis, a[i]));
-      bmin = std::min(bmin, idot(axis, b[i]));
-      bmax = std::max(bmax, idot(axis, b[i]));
+      amin = std::min(amin, dot(axis, a[i]));
+      amax = std::max(amax, dot(axis, a[i]));
+      bmin = std::min(bmin, dot(axis, b[i]));
+      bmax = std::max(bmax, dot(axis, b[i]));
     }
     if (amax < bmin || bmax < amin) return false;
   }
@@ -176,7 +172,7 @@ bool separatingAxisMeet(const IVec* a, const IVec* b) {
 }
 
 bool flat(const IVec* t) {
-  return icross(isub(t[1], t[0]), isub(t[2], t[0])) == IVec{0, 0, 0};
+  return cross(sub(t[1], t[0]), sub(t[2], t[0])) == IVec{0, 0, 0};
 }
 
 // Length of the intersection of two non-coplanar triangles from first
@@ -241,9 +237,9 @@ TEST(TriTriIntersection, AgreesWithSeparatingAxesOnAnIntegerGrid) {
     const Outcome o = run(a, b);
     const bool truth = separatingAxisMeet(ia, ib);
     ASSERT_EQ(o.hit, truth) << "case " << n;
-    const IVec na = icross(isub(ia[1], ia[0]), isub(ia[2], ia[0]));
+    const IVec na = cross(sub(ia[1], ia[0]), sub(ia[2], ia[0]));
     bool same_plane = true;
-    for (int i = 0; i < 3; ++i) same_plane = same_plane && idot(na, isub(ib[i], ia[0])) == 0;
+    for (int i = 0; i < 3; ++i) same_plane = same_plane && dot(na, sub(ib[i], ia[0])) == 0;
     if (!o.hit) continue;
     ++hits;
     ASSERT_EQ(o.coplanar, same_plane ? 1 : 0) << "case " << n;
