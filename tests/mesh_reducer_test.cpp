@@ -100,10 +100,6 @@ void expectClosedManifold(const SubMesh& mesh) {
   EXPECT_FALSE(detectFlaws(mesh, 0));
 }
 
-double volume(const SubMesh& mesh) {
-  return enclosedVolume(mesh);
-}
-
 TriMesh reduced(const Soup& soup, const Routine& r, double ratio, double error, double cosine) {
   TriMesh mesh = test::buildMesh(soup);
   r.reduce(mesh, ratio, error, cosine);
@@ -117,7 +113,7 @@ TEST(MeshReducer, FlatSidedBoxReducesToAHandfulAtZeroError) {
     const TriMesh mesh = reduced(soup, r, 0.0, 0.0, 0.99);
     expectClosedManifold(mesh);
     EXPECT_LE(mesh.faces.size(), 24u);
-    EXPECT_NEAR(volume(mesh), 1.0, 1e-6);
+    EXPECT_NEAR(enclosedVolume(mesh), 1.0, 1e-6);
     // Every vertex is still on the surface of the box: one coordinate at 0 or 1.
     for (const Vertex& v : mesh.vertices) {
       bool on_side = false;
@@ -178,11 +174,11 @@ TEST(MeshReducer, ClosedSphereKeepsItsShapeSeamsAndAttributes) {
     for (const Routine& r : kRoutines) {
       SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()));
       TriMesh mesh = test::buildMesh(soup);
-      const double before = volume(mesh);
+      const double before = enclosedVolume(mesh);
       r.reduce(mesh, 0.1, kUnbounded, 0.0);
       EXPECT_LT(mesh.faces.size(), soup.triangleCount() / 5);
       expectClosedManifold(mesh);
-      EXPECT_NEAR(volume(mesh), before, 0.01 * before);
+      EXPECT_NEAR(enclosedVolume(mesh), before, 0.01 * before);
 
       size_t upper = 0, lower = 0, corners = 0;
       double drift = 0.0;
@@ -262,7 +258,7 @@ TEST(MeshReducer, NonManifoldEdgesAreLeftAlone) {
     EXPECT_EQ(after.nonManifold, before.nonManifold);
     EXPECT_EQ(after.boundary, 0u);
     EXPECT_EQ(after.misoriented, 0u);
-    EXPECT_NEAR(volume(mesh), 2.0, 1e-6);
+    EXPECT_NEAR(enclosedVolume(mesh), 2.0, 1e-6);
   }
 }
 
