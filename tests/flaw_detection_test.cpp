@@ -49,7 +49,8 @@ TEST(DetectFlaws, EdgesSharedByMoreThanTwoFacesFollowTheParityRule) {
 
   // Two repeated faces: 14 faces, six edges with three faces each (two others,
   // even). Modes 0 and 1 fail; mode 2 lets such edges pass.
-  const Soup doubled = test::withTriangleDuplicated(test::withTriangleDuplicated(test::cubeSoup(), 0), 3);
+  const Soup doubled =
+      test::withTriangleDuplicated(test::withTriangleDuplicated(test::cubeSoup(), 0), 3);
   ASSERT_EQ(test::buildMesh(doubled).faces.size(), 14u);
   EXPECT_EQ(answers(doubled), (Answers{true, true, false}));
 
@@ -78,7 +79,8 @@ TEST(DetectFlaws, LaterShellsAreJudgedToo) {
   const Soup good = test::cubeSoup();
   const Soup inward = test::cubeSoup(1.0f, Winding::kInward, {3, 0, 0});
   EXPECT_EQ(answers(test::concatenate(good, inward)), (Answers{true, false, false}));
-  const Soup open = test::withoutTriangle(test::withoutTriangle(test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0}), 0), 1);
+  const Soup open = test::withoutTriangle(
+      test::withoutTriangle(test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0}), 0), 1);
   EXPECT_EQ(answers(test::concatenate(good, open)), (Answers{true, true, true}));
 }
 

@@ -55,10 +55,12 @@ PatchCheck checkPatch(const SubMesh& mesh, size_t first,
     check.worst_aspect = std::max(check.worst_aspect, triangleAspectRatio(a, b, c));
     const Vec3d n = faceUnitNormal(mesh.vertices[face.v[0]], mesh.vertices[face.v[1]],
                                    mesh.vertices[face.v[2]]);
-    const Vec3d centroid = {(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3, (a[2] + b[2] + c[2]) / 3};
+    const Vec3d centroid = {(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3,
+                            (a[2] + b[2] + c[2]) / 3};
     const Vec3d o = outward(centroid);
     const double len = std::sqrt(o[0] * o[0] + o[1] * o[1] + o[2] * o[2]);
-    check.worst_outward = std::min(check.worst_outward, (n[0] * o[0] + n[1] * o[1] + n[2] * o[2]) / len);
+    check.worst_outward =
+        std::min(check.worst_outward, (n[0] * o[0] + n[1] * o[1] + n[2] * o[2]) / len);
   }
   return check;
 }
@@ -107,9 +109,8 @@ TEST(FillHoles, PatchesCurvedHolesWithoutFoldsOrSlivers) {
   // spans about 90 degrees of the sphere.
   const Soup sphere = test::uvSphereSoup(10.0f, 96, 48);
   const double intact = enclosedVolume(test::buildMesh(sphere));
-  TriMesh mesh = test::buildMesh(withHole(sphere, [](const Vec3d& c) {
-    return c[0] > 7.0 && std::fabs(c[1]) < 5.0 && c[2] > -3.0;
-  }));
+  TriMesh mesh = test::buildMesh(withHole(
+      sphere, [](const Vec3d& c) { return c[0] > 7.0 && std::fabs(c[1]) < 5.0 && c[2] > -3.0; }));
   const size_t first = mesh.faces.size();
   const HoleFillingReport report = fillHoles(mesh);
   // The window, and a lone triangle at one corner whose centroid is inside.

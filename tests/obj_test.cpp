@@ -2,8 +2,9 @@
 // use, material groups in ascending order) and of the OBJ reader (colours,
 // texture numbers, the usemtl counter, polygons, bad numbers), and their round
 // trip.
-#include <gtest/gtest.h>
+#include "io/obj.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <set>
 
 #include "io/file_dispatch.h"
-#include "io/obj.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -64,8 +64,9 @@ TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
   Soup soup = squareSoup();
   soup.addTriangle({1, 1, 0}, {2, 1, 0}, {1, 2, 0});
   soup.materials = {2, 0, -1};
-  soup.uvs = {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f,
-              1.0f, 0.25f, 0.125f, 9, 9, 9, 9, 9, 9};  // the last triangle's are never read
+  soup.uvs = {
+      0.1f, 0.2f,  0.3f,   0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f,
+      1.0f, 0.25f, 0.125f, 9,    9,    9,    9,    9,    9};  // the last triangle's are never read
   test::paint(soup, {0, 1, 0});
   TriMesh mesh = test::buildMesh(soup);
   EXPECT_EQ(writeToText(mesh, dir),
@@ -79,7 +80,7 @@ TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
             "v 0.00000 0.00000 0.00000\n"
             "v 1.00000 0.00000 0.00000\n"
             "v 0.00000 1.00000 0.00000\n"
-            "v 1.00000 1.00000 0.00000\n"  // textured use of (1,1,0), no colour
+            "v 1.00000 1.00000 0.00000\n"                    // textured use of (1,1,0), no colour
             "v 1.00000 1.00000 0.00000 0.000 1.000 0.000\n"  // its untextured use
             "v 2.00000 1.00000 0.00000 0.000 1.000 0.000\n"
             "v 1.00000 2.00000 0.00000 0.000 1.000 0.000\n"
@@ -122,7 +123,7 @@ TEST(ObjReader, ColoursTextureNumbersAndUsemtlCounter) {
     for (int k = 0; k < 3; ++k) EXPECT_EQ(plain.colors[c][k], rgb[c][k]);
 
   const Face& textured = mesh.faces[1];
-  EXPECT_EQ(textured.material, 1);  // after the first usemtl
+  EXPECT_EQ(textured.material, 1);                                   // after the first usemtl
   const double uv[3][2] = {{0.25, 0.5}, {0.75, 0.125}, {0.0, 0.0}};  // number 7 does not exist
   for (int c = 0; c < 3; ++c) {
     ASSERT_LT(textured.uv[c], mesh.texCoords.size());
@@ -165,7 +166,6 @@ TEST(ObjReader, PolygonsAreTriangulatedInsideTheirOutline) {
   const TriMesh continued = readText(dir, test::objSamples()[2].bytes);
   EXPECT_EQ(continued.faces.size(), 2u);
   EXPECT_DOUBLE_EQ(areaFromAbove(continued), 1.0);
-
 }
 
 // Writing and reading back keeps positions (to the 5 decimals written),
@@ -204,8 +204,7 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
     EXPECT_EQ(now.material, was.material + 2) << "face " << i;
     for (int c = 0; c < 3; ++c) {
       for (int a = 0; a < 3; ++a)
-        EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a],
-                    5e-6);
+        EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a], 5e-6);
       if (was.material < 0) {
         for (int k = 0; k < 3; ++k) {
           EXPECT_LE(now.colors[c][k], was.colors[c][k]);
@@ -220,7 +219,6 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
       }
     }
   }
-
 }
 
 }  // namespace

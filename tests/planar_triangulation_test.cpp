@@ -1,14 +1,13 @@
 // Tests of the exact planar triangulation (tiling, kept rim, Delaunay edges,
 // refusal of non-simple polygons) and of the minimum-weight loop
 // triangulation (a valid triangulation of a non-planar loop).
-#include "geometry/polygon_triangulation.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <map>
 #include <utility>
 
+#include "geometry/polygon_triangulation.h"
 
 namespace vekmesh {
 namespace {
@@ -57,18 +56,23 @@ void expectConstrainedDelaunay(const std::vector<IntPoint2>& p, size_t n, const 
     // d inside the circle through a, b, c (counter-clockwise) iff the lifted
     // determinant is positive; computed in long double, coordinates are small.
     const IntPoint2 &a = p[edge.first], &b = p[edge.second], &cc = p[c], &d = p[back->second];
-    auto lift = [&](const IntPoint2& q) { return (long double)(q.x - d.x) * (q.x - d.x) + (long double)(q.y - d.y) * (q.y - d.y); };
+    auto lift = [&](const IntPoint2& q) {
+      return (long double)(q.x - d.x) * (q.x - d.x) + (long double)(q.y - d.y) * (q.y - d.y);
+    };
     const long double det =
-        lift(a) * ((long double)(b.x - d.x) * (cc.y - d.y) - (long double)(b.y - d.y) * (cc.x - d.x)) -
-        lift(b) * ((long double)(a.x - d.x) * (cc.y - d.y) - (long double)(a.y - d.y) * (cc.x - d.x)) +
-        lift(cc) * ((long double)(a.x - d.x) * (b.y - d.y) - (long double)(a.y - d.y) * (b.x - d.x));
+        lift(a) *
+            ((long double)(b.x - d.x) * (cc.y - d.y) - (long double)(b.y - d.y) * (cc.x - d.x)) -
+        lift(b) *
+            ((long double)(a.x - d.x) * (cc.y - d.y) - (long double)(a.y - d.y) * (cc.x - d.x)) +
+        lift(cc) *
+            ((long double)(a.x - d.x) * (b.y - d.y) - (long double)(a.y - d.y) * (b.x - d.x));
     EXPECT_LE(det, 0.0L) << "edge " << edge.first << "-" << edge.second << " is not Delaunay";
   }
 }
 
 TEST(TriangulatePolygon, NonConvexPolygonsWithCollinearRimsAndInteriorPoints) {
   // An L with collinear rim vertices, filled with a grid of interior points.
-  std::vector<IntPoint2> p = {{0, 0}, {10, 0}, {20, 0}, {30, 0}, {30, 10}, {10, 10},
+  std::vector<IntPoint2> p = {{0, 0},   {10, 0},  {20, 0}, {30, 0}, {30, 10}, {10, 10},
                               {10, 20}, {10, 30}, {0, 30}, {0, 20}, {0, 10}};
   const size_t n = p.size();
   for (int x = 2; x < 30; x += 3)

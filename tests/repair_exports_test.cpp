@@ -11,9 +11,9 @@
 #include <vector>
 
 #include "broken_sphere.h"
-#include "io_samples.h"
 #include "include/vekmesh.h"
 #include "io/stl.h"
+#include "io_samples.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -143,7 +143,8 @@ TEST(ModelRepairFromData64, SurvivesHostileSoups) {
     state = state * 6364136223846793005ull + 1442695040888963407ull;
     return static_cast<float>(state >> 40) / float(1 << 24);
   };
-  const float bad[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+  const float bad[] = {std::numeric_limits<float>::quiet_NaN(),
+                       std::numeric_limits<float>::infinity(),
                        -std::numeric_limits<float>::infinity(), 1e30f, -1e30f};
   for (int round = 0; round < 3; ++round) {
     std::vector<float> corners;
@@ -186,7 +187,9 @@ TEST(FlawsDetect64, ChecksOnlyWithinTheFaceLimit) {
   EXPECT_EQ(flawsDetect64(open.c_str(), 0), 0);
   EXPECT_EQ(flawsDetect64(dir.file("missing.stl").c_str(), -1), 0);
   // The inside-out cube fails the strict test.
-  EXPECT_EQ(flawsDetect64(write("inward.stl", test::cubeSoup(1.0f, test::Winding::kInward)).c_str(), -1), 1);
+  EXPECT_EQ(
+      flawsDetect64(write("inward.stl", test::cubeSoup(1.0f, test::Winding::kInward)).c_str(), -1),
+      1);
 }
 
 }  // namespace

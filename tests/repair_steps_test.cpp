@@ -11,9 +11,9 @@
 #include "mesh_checks.h"
 #include "repair/duplicate_faces.h"
 #include "repair/flaw_detection.h"
-#include "repair/winding.h"
 #include "repair/repair_pipeline.h"
 #include "repair/snap_to_grid.h"
+#include "repair/winding.h"
 
 namespace vekmesh {
 namespace {
@@ -59,7 +59,8 @@ TEST(RemoveDuplicateFaces, KeepsTheFirstCopyInEitherWinding) {
   TriMesh mesh = test::buildMesh(soup);
   ASSERT_EQ(mesh.faces.size(), 25u);
   EXPECT_EQ(removeDuplicateFaces(mesh), 13u);
-  for (size_t f = 0; f < mesh.faces.size(); ++f) EXPECT_EQ(mesh.faces[f].removed != 0, f >= 12) << f;
+  for (size_t f = 0; f < mesh.faces.size(); ++f)
+    EXPECT_EQ(mesh.faces[f].removed != 0, f >= 12) << f;
   EXPECT_EQ(removeDuplicateFaces(mesh), 0u);
   compactMesh(mesh);
   EXPECT_FALSE(detectFlaws(mesh, 0));
@@ -135,7 +136,8 @@ TEST(RepairPipeline, LeavesAnIntactModelAsItWas) {
     for (int c = 0; c < 3; ++c) {
       EXPECT_EQ(mesh.vertices[mesh.faces[f].v[c]].position,
                 original.vertices[original.faces[f].v[c]].position);
-      EXPECT_EQ(mesh.texCoords[mesh.faces[f].uv[c]].u, original.texCoords[original.faces[f].uv[c]].u);
+      EXPECT_EQ(mesh.texCoords[mesh.faces[f].uv[c]].u,
+                original.texCoords[original.faces[f].uv[c]].u);
     }
 }
 

@@ -12,12 +12,12 @@
 #include <tuple>
 #include <vector>
 
+#include "geometry/tri_tri_intersection.h"
 #include "mesh/mesh_utils.h"
 #include "api/result_arrays.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
 #include "repair/shell_intersection.h"
-#include "geometry/tri_tri_intersection.h"
 
 namespace vekmesh {
 namespace {
@@ -71,7 +71,8 @@ TEST(ShellSeparation, GroupsFollowIntersectionsTransitively) {
   for (const SubMesh& piece : mesh.pieces) EXPECT_EQ(test::invariantViolation(piece), "");
 
   // A chain: shell 0 meets shell 2, which meets shell 1; 0 and 1 are apart.
-  const Soup chain = joined({cube(2, 0, 0, 0), cube(2, 3, 0.25f, 0.25f), cube(2, 1.5f, 0.5f, 0.5f)});
+  const Soup chain =
+      joined({cube(2, 0, 0, 0), cube(2, 3, 0.25f, 0.25f), cube(2, 1.5f, 0.5f, 0.5f)});
   const ShellIntersections linked = search(chain);
   EXPECT_EQ(linked.intersecting, (Groups{{2}, {2}, {0, 1}}));
   EXPECT_EQ(linked.groups, (Groups{{0, 1, 2}}));
@@ -85,7 +86,7 @@ TEST(ShellSeparation, ShellsWhoseBoxesOnlyTouchAreNeverJoined) {
   TriMesh mesh = test::buildMesh(soup);
   buildShells(mesh);
   ASSERT_EQ(mesh.shells.size(), 2u);
-  const Vec3d a1{1, 0, 0}, a2{1, 1, 0}, a3{1, 0, 1};          // a triangle of the +x side
+  const Vec3d a1{1, 0, 0}, a2{1, 1, 0}, a3{1, 0, 1};                    // a triangle of the +x side
   const Vec3d b1{1, 0.25, 0.25}, b2{1, 0.75, 0.25}, b3{1, 0.25, 0.75};  // the other's -x side
   int coplanar = 0;
   Vec3d source, target;
@@ -107,8 +108,8 @@ Soup piercing(const SubMesh& mesh, int32_t f) {
   Vec3d c{0, 0, 0};
   for (int k = 0; k < 3; ++k)
     for (int d = 0; d < 3; ++d) c[d] += mesh.vertices[face.v[k]].position[d] / 3.0;
-  const Vec3d n = faceUnitNormal(mesh.vertices[face.v[0]], mesh.vertices[face.v[1]],
-                                 mesh.vertices[face.v[2]]);
+  const Vec3d n =
+      faceUnitNormal(mesh.vertices[face.v[0]], mesh.vertices[face.v[1]], mesh.vertices[face.v[2]]);
   // Two directions across the normal.
   const Vec3d u = std::fabs(n[0]) < 0.9 ? Vec3d{0, -n[2], n[1]} : Vec3d{-n[2], 0, n[0]};
   const double lu = std::sqrt(u[0] * u[0] + u[1] * u[1] + u[2] * u[2]);
@@ -139,8 +140,8 @@ TEST(ShellSeparation, LargeShellsIndexedByRunsMissNoFace) {
   // face it is and wherever that face falls in its run.
   const std::vector<int32_t>& list = base.shells[0];
   const size_t n = list.size();
-  for (size_t position : {size_t{1}, n / 5 + 1, 2 * n / 5, n / 2, n / 2 + 1, 3 * n / 5 + 1, 4 * n / 5,
-                          n - 1}) {
+  for (size_t position :
+       {size_t{1}, n / 5 + 1, 2 * n / 5, n / 2, n / 2 + 1, 3 * n / 5 + 1, 4 * n / 5, n - 1}) {
     const Soup probe = piercing(base, list[position]);
     const ShellIntersections found = search(joined({outer, inner, probe}));
     EXPECT_EQ(found.groups, (Groups{{0, 2}, {1}})) << "face at position " << position;
@@ -169,9 +170,9 @@ Soup star(int count) {
                          static_cast<float>(along * u[2] + ca * a[2] + cb * b[2])};
     };
     const double w = 0.05;
-    const Soup tip = test::soupFromIndexed(
-        {at(1, 0, 0), at(-1, w, 0), at(-1, -w / 2, w), at(-1, -w / 2, -w)},
-        {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {1, 3, 2}});
+    const Soup tip =
+        test::soupFromIndexed({at(1, 0, 0), at(-1, w, 0), at(-1, -w / 2, w), at(-1, -w / 2, -w)},
+                              {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {1, 3, 2}});
     soup = test::concatenate(soup, tip);
   }
   return soup;

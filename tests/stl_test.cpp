@@ -1,8 +1,9 @@
 // Tests of the STL loader and writer and of the import dispatch, on files the
 // tests write themselves: binary/ASCII choice by size, the ASCII grouping rule,
 // bit-exact round trips, hostile files, progress values and extensions.
-#include <gtest/gtest.h>
+#include "io/stl.h"
 
+#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cmath>
@@ -10,7 +11,6 @@
 #include <limits>
 
 #include "io/file_dispatch.h"
-#include "io/stl.h"
 #include "io_samples.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -100,7 +100,8 @@ TEST(StlLoader, AsciiCornersAreGroupedInThreesWhateverTheFacets) {
   EXPECT_TRUE(sameBits(cornersOf(loose), loose_expected));
 
   // A vertex cut off by the end of the file, and a word that is no number.
-  const TriMesh cut = load(dir.write("cut.stl", "facet vertex 0 0 0 vertex 1 0 0 vertex 0 x 1 vertex 4"));
+  const TriMesh cut =
+      load(dir.write("cut.stl", "facet vertex 0 0 0 vertex 1 0 0 vertex 0 x 1 vertex 4"));
   const std::vector<float> cut_expected = {0, 0, 0, 1, 0, 0, 0, 0, 1};
   EXPECT_TRUE(sameBits(cornersOf(cut), cut_expected));
 }
@@ -149,8 +150,8 @@ TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
   std::string huge = test::binaryStl(cube, "huge", 4000000000LL);
   huge.resize(200);
   const TriMesh from_huge = load(dir.write("huge.stl", huge));
-  EXPECT_TRUE(sameBits(cornersOf(from_huge), std::vector<float>(cube.corners.begin(),
-                                                                cube.corners.begin() + 18)));
+  EXPECT_TRUE(sameBits(cornersOf(from_huge),
+                       std::vector<float>(cube.corners.begin(), cube.corners.begin() + 18)));
 
   // A cut last record is dropped; a padded file is read for its count.
   std::string cut = test::binaryStl(cube);
@@ -165,7 +166,6 @@ TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
   EXPECT_TRUE(load(dir.write("short.stl", "solid x")).faces.empty());
   EXPECT_TRUE(load(dir.write("zero.stl", std::string(84, '\0'))).faces.empty());
   EXPECT_TRUE(load(dir.write("noise.stl", std::string(83, '\xff'))).faces.empty());
-
 }
 
 TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {

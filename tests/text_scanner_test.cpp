@@ -1,12 +1,12 @@
 // Tests of the number parsing behind the text readers (stream-like prefixes,
 // "+", out-of-range values). Words across refills, line ends and
 // continuations are tested through the STL and OBJ readers.
+#include "io/text_scanner.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
-
-#include "io/text_scanner.h"
 
 namespace vekmesh {
 namespace {

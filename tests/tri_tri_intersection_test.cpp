@@ -229,8 +229,7 @@ TEST(TriTriIntersection, AgreesWithSeparatingAxesOnAnIntegerGrid) {
     auto toTri = [](const IVec* t) {
       Tri r;
       Vec3d* c[3] = {&r.p, &r.q, &r.r};
-      for (int i = 0; i < 3; ++i)
-        *c[i] = {double(t[i][0]), double(t[i][1]), double(t[i][2])};
+      for (int i = 0; i < 3; ++i) *c[i] = {double(t[i][0]), double(t[i][1]), double(t[i][2])};
       return r;
     };
     const Tri a = toTri(ia), b = toTri(ib);
