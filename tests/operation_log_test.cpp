@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "mesh_builders.h"
+#include "mesh_checks.h"
 #include "repair/repair_pipeline.h"
 
 namespace vekmesh {
