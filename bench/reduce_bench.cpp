@@ -169,7 +169,9 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
   const std::vector<float> soup = test::toSoup(input);
   Row row{name, input.triangleCount(), {}, 0.0};
   IndexedMesh our_output;
-  const auto run_ours = reductionRun(soup, reduceMesh, 0.1, kOpenError, kFlipsOnly, our_output);
+  const auto run_ours = reductionRun(
+      soup, [](SubMesh& m, double r, double e, double c) { reduceMesh(m, r, e, c); }, 0.1,
+      kOpenError, kFlipsOnly, our_output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   // meshopt aims at our face count (our side runs first, so it is known), with
   // no error limit.
@@ -224,7 +226,9 @@ void benchFast(benchmark::State& state, const std::string& name) {
   const std::vector<float> soup = test::toSoup(input);
   Row row{name, input.triangleCount(), {}, 0.0};
   IndexedMesh output;
-  const auto run_ours = reductionRun(soup, reduceMeshFast, 0.2, 0.05, 0.5, output);
+  const auto run_ours = reductionRun(
+      soup, [](SubMesh& m, double r, double e, double c) { reduceMeshFast(m, r, e, c); }, 0.2, 0.05,
+      0.5, output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   // A time reference only: the same face count, no error limit.
   size_t their_faces = 0;
