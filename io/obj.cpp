@@ -50,7 +50,8 @@ uint32_t packColour(const uint8_t rgb[3]) {
 
 bool writeObj(const char* path, const SubMesh& mesh) {
   if (!path) return false;
-  FileHandle file(std::fopen(path, "w"));
+  // Binary mode: the same LF-terminated bytes on every platform.
+  FileHandle file(openFile(path, "wb"));
   if (!file) return false;
   std::FILE* out = file.get();
 
