@@ -33,8 +33,9 @@ class Scratch {
     std::error_code ec;
     fs::remove_all(path_, ec);
   }
-  // The narrow path the library receives, in the form an export receives it.
-  std::string file(const std::string& name) const { return (path_ / name).string(); }
+  // The narrow path an export receives: bytes appended as a host appends
+  // them, not converted by std::filesystem's own narrow-string rule.
+  std::string file(const std::string& name) const { return path_.string() + "/" + name; }
   std::vector<std::string> entries() const {
     std::vector<std::string> names;
     for (const auto& entry : fs::directory_iterator(path_))
