@@ -20,15 +20,15 @@ version=$(dpkg-query -W -f='${Version}' libpolyclipping-dev)
 stamp="$deps/lib/polyclipping-$version"
 if [ ! -f "$stamp" ]; then
   if ! apt-cache showsrc libpolyclipping 2>/dev/null | grep -q '^Package:'; then
-    # The source index of the release's main component, next to the binary one.
-    . /etc/os-release
-    "${sudo_cmd[@]}" tee /etc/apt/sources.list.d/vekmesh-deb-src.sources >/dev/null <<SOURCES
-Types: deb-src
-URIs: http://deb.debian.org/debian
-Suites: $VERSION_CODENAME
-Components: main
-Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
-SOURCES
+    # Source indexes from the archives the machine already uses, beside them.
+    if [ -f /etc/apt/sources.list.d/debian.sources ]; then
+      sed 's/^Types: deb$/Types: deb-src/' /etc/apt/sources.list.d/debian.sources |
+        "${sudo_cmd[@]}" tee /etc/apt/sources.list.d/vekmesh-deb-src.sources >/dev/null
+    fi
+    if [ -f /etc/apt/sources.list ]; then
+      sed -n 's/^deb /deb-src /p' /etc/apt/sources.list |
+        "${sudo_cmd[@]}" tee /etc/apt/sources.list.d/vekmesh-deb-src.list >/dev/null
+    fi
     "${sudo_cmd[@]}" apt-get update -q
   fi
   rm -rf "$build/clipper-src" "$deps/lib" "$deps/include/polyclipping"
