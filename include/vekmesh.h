@@ -27,13 +27,22 @@
  * - progress: an int32 the library writes percentages into during the call
  *   (0 first, 100 last), or null. It is never written after the call returns.
  * - A path is a NUL-terminated byte string; a file that cannot be read or has
- *   an unknown extension gives an empty model (count 0).
+ *   an unknown extension gives an empty model (count 0). On Windows a path
+ *   that holds a byte above 127 and is valid UTF-8 is read as UTF-8; any other
+ *   path is read in the ANSI code page (OEM when the process switched its file
+ *   functions to it), as the C runtime's fopen reads it.
  * - Exports that return a flaw answer return 1 for "flawed", 0 otherwise. */
 #ifndef VEKMESH_H
 #define VEKMESH_H
 
 #include <stdint.h>
 
+/* Calling convention: the platform's default C one. For VEKmesh_64.dll that
+ * is the x64 Windows convention, the only one there (__cdecl and __stdcall
+ * both mean it, so hosts declare the function pointers either way); on Linux
+ * it is the System V AMD64 convention. The names are exported undecorated,
+ * exactly as declared here, so GetProcAddress and dlsym find them by these
+ * names. */
 #if defined(_WIN32)
 #if defined(VEKMESH_BUILDING_LIBRARY)
 #define VEKMESH_API __declspec(dllexport)

@@ -1,54 +1,43 @@
 // Write-beside-and-rename. The temporary name carries the process id and a
-// counter, so two writers in one folder never share a temporary file.
+// counter, so two writers in one folder never share a temporary file. Every
+// file operation goes through the platform layer, so paths follow its rule.
 #include "io/file_replace.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <atomic>
-#include <filesystem>
-#include <system_error>
+#include <string>
+
+#include "io/platform_file.h"
 
 namespace vekmesh {
 namespace {
 
-namespace fs = std::filesystem;
-
-// Data renamed into place before it reaches the disk can come back empty
-// after a power cut; the flush makes the rename the only moment of change.
-bool flushToDisk(const fs::path& file) {
-  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return false;
-  const bool synced = fsync(fd) == 0;
-  return close(fd) == 0 && synced;
-}
-
-fs::path temporaryBeside(const fs::path& target) {
+// ".<name>.part<pid>-<n>" in the folder of `target` (hidden on POSIX).
+std::string temporaryBeside(const std::string& target) {
   static std::atomic<unsigned> counter{0};
-  return target.parent_path() / ("." + target.filename().string() + ".part" +
-                                 std::to_string(getpid()) + "-" + std::to_string(counter++));
+  const size_t cut = target.find_last_of(kPathSeparators);
+  const size_t name_start = cut == std::string::npos ? 0 : cut + 1;
+  return target.substr(0, name_start) + "." + target.substr(name_start) + ".part" +
+         std::to_string(currentProcessId()) + "-" + std::to_string(counter++);
 }
 
 }  // namespace
 
 bool replaceFile(const std::string& path, const std::function<bool(const char* temp)>& write) {
   if (path.empty()) return false;
-  const fs::path target(path);
-  const fs::path temp = temporaryBeside(target);
-  std::error_code ec;
+  const std::string temp = temporaryBeside(path);
   bool done = false;
   try {
-    done = write(temp.c_str()) && flushToDisk(temp);
+    // Data renamed into place before it reaches the disk can come back empty
+    // after a power cut; the flush makes the rename the only moment of change.
+    done = write(temp.c_str()) && flushToDisk(temp.c_str());
   } catch (...) {
     done = false;
   }
   if (done) {
-    const fs::file_status old = fs::status(target, ec);
-    if (!ec && fs::exists(old)) fs::permissions(temp, old.permissions(), ec);
-    fs::rename(temp, target, ec);
-    done = !ec;
+    copyPermissions(path.c_str(), temp.c_str());
+    done = renameOver(temp.c_str(), path.c_str());
   }
-  if (!done) fs::remove(temp, ec);
+  if (!done) removeFile(temp.c_str());
   return done;
 }
 

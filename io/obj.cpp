@@ -2,13 +2,14 @@
 // uncoloured line per vertex for all its textured corners, one coloured line
 // per distinct corner colour among its untextured ones), then the faces grouped
 // by material in ascending order. The reader is in obj_reader.cpp.
+#include "io/obj.h"
+
 #include <algorithm>
 #include <array>
 #include <unordered_map>
 #include <vector>
 
 #include "io/file_handle.h"
-#include "io/obj.h"
 
 namespace vekmesh {
 namespace {
@@ -50,7 +51,8 @@ uint32_t packColour(const uint8_t rgb[3]) {
 
 bool writeObj(const char* path, const SubMesh& mesh) {
   if (!path) return false;
-  FileHandle file(std::fopen(path, "w"));
+  // Binary mode: the same LF-terminated bytes on every platform.
+  FileHandle file(openFile(path, "wb"));
   if (!file) return false;
   std::FILE* out = file.get();
 
@@ -110,8 +112,8 @@ bool writeObj(const char* path, const SubMesh& mesh) {
       std::fprintf(out, "%s %d\n", "usemtl", int(face.material));
     const std::array<int32_t, 3>& n = written[order[i]];
     if (face.material >= 0)
-      std::fprintf(out, "%s %d%s%d %d%s%d %d%s%d\n", "f", n[0] + 1, "/", int(face.uv[0] + 1), n[1] + 1,
-                   "/", int(face.uv[1] + 1), n[2] + 1, "/", int(face.uv[2] + 1));
+      std::fprintf(out, "%s %d%s%d %d%s%d %d%s%d\n", "f", n[0] + 1, "/", int(face.uv[0] + 1),
+                   n[1] + 1, "/", int(face.uv[1] + 1), n[2] + 1, "/", int(face.uv[2] + 1));
     else
       std::fprintf(out, "%s %d %d %d\n", "f", n[0] + 1, n[1] + 1, n[2] + 1);
   }

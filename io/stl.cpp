@@ -130,7 +130,7 @@ bool writeStl(const char* path, const SubMesh& mesh) {
   // so running out of memory cannot leave the (possibly replaced) file cut off.
   std::vector<unsigned char> block(std::min(std::max<size_t>(live, 1), kRecordsPerBlock) *
                                    kRecordBytes);
-  FileHandle file(std::fopen(path, "wb"));
+  FileHandle file(openFile(path, "wb"));
   if (!file) return false;
   std::fwrite(preamble, 1, kPreambleBytes, file.get());
   size_t filled = 0;

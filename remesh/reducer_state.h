@@ -77,11 +77,10 @@ class RecordArray {
 
  public:
   void allocate(size_t n) {
-    constexpr size_t kAlign = alignof(T) > 64 ? alignof(T) : 64;
     const size_t bytes = (std::max<size_t>(n, 1) * sizeof(T) + kAlign - 1) / kAlign * kAlign;
-    void* p = std::aligned_alloc(kAlign, bytes);
-    if (!p) throw std::bad_alloc();
-    data_.reset(static_cast<T*>(p));
+    // The aligned operator new rather than std::aligned_alloc, which the
+    // Windows C runtime lacks; it throws std::bad_alloc itself.
+    data_.reset(static_cast<T*>(::operator new(bytes, std::align_val_t(kAlign))));
     size_ = n;
   }
   size_t size() const { return size_; }
@@ -90,8 +89,9 @@ class RecordArray {
   T* data() { return data_.get(); }
 
  private:
+  static constexpr size_t kAlign = alignof(T) > 64 ? alignof(T) : 64;
   struct Free {
-    void operator()(T* p) const { std::free(p); }
+    void operator()(T* p) const { ::operator delete(p, std::align_val_t(kAlign)); }
   };
   std::unique_ptr<T, Free> data_;
   size_t size_ = 0;

@@ -1,12 +1,23 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that building and testing VEKmesh needs.
+# Installs the Debian 12 packages that building and testing VEKmesh needs
+# (--fuzz, --windows, --bench: those of the fuzzers, the Windows cross-build
+# or the benchmarks as well).
 # Idempotent: installs only what is missing. Run as root or with sudo available.
 set -euo pipefail
 
+install_flags=()
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
           libpolyclipping-dev libboost-dev libcli11-dev)
 if [ "${1:-}" = "--fuzz" ]; then
   packages+=(clang libclang-rt-14-dev libomp-dev)
+fi
+if [ "${1:-}" = "--windows" ]; then
+  # The cross compiler (posix threads, for OpenMP), Wine to run what it builds,
+  # and dpkg-dev for unpacking Debian's ClipperLib source.
+  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
+  # Wine recommends fonts, graphics and sound drivers that headless runs of
+  # console programs never touch.
+  install_flags+=(--no-install-recommends)
 fi
 if [ "${1:-}" = "--bench" ]; then
   packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev)
@@ -22,4 +33,4 @@ sudo_cmd=()
 [ "$(id -u)" -ne 0 ] && sudo_cmd=(sudo)
 export DEBIAN_FRONTEND=noninteractive
 "${sudo_cmd[@]}" apt-get update -q
-"${sudo_cmd[@]}" apt-get install -y -q "${missing[@]}"
+"${sudo_cmd[@]}" apt-get install -y -q "${install_flags[@]}" "${missing[@]}"

@@ -1,14 +1,14 @@
-/* The library as a host application sees it: loaded with dlopen, its 46
- * exports resolved by name (typed from the public header, so a signature that
- * drifts from the header fails to compile here), and the calling contract
- * checked from C: progress ends at 100 and is never written after the call,
- * result slots are overwritten without freeing and released by the free
- * functions, empty input gives empty but real arrays, attributes round-trip,
- * and no log file is left behind. Runs in a scratch directory of its own. */
+/* The library as a host application sees it: loaded with dlopen (LoadLibrary
+ * on Windows), its 46 exports resolved by name (typed from the public header,
+ * so a signature that drifts from the header fails to compile here), and the
+ * calling contract checked from C: progress ends at 100 and is never written
+ * after the call, result slots are overwritten without freeing and released by
+ * the free functions, empty input gives empty but real arrays, attributes
+ * round-trip, no log file is left behind, and the library stays mapped after
+ * it is unloaded. Runs in a scratch directory of its own. */
 #define _POSIX_C_SOURCE 200809L
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -17,6 +17,74 @@
 #include <unistd.h>
 
 #include "vekmesh.h"
+
+/* ---- the loader: dlopen here, LoadLibrary/GetProcAddress on Windows -------- */
+#ifdef _WIN32
+#include <direct.h>
+#include <io.h>
+#include <windows.h>
+
+typedef HMODULE Library;
+static Library loadLibrary(const char* path, int keep) {
+  (void)keep;
+  return LoadLibraryA(path);
+}
+static void* findExport(Library library, const char* name) {
+  return (void*)GetProcAddress(library, name);
+}
+static void unloadLibrary(Library library) {
+  FreeLibrary(library);
+}
+static const char* loadError(void) {
+  static char message[32];
+  snprintf(message, sizeof message, "error %lu", (unsigned long)GetLastError());
+  return message;
+}
+/* Whether the library is still mapped, without loading it again. */
+static int stillLoaded(const char* path) {
+  return GetModuleHandleA(path) != NULL;
+}
+static void pauseBriefly(void) {
+  Sleep(300);
+}
+static int makeScratch(char* dir, size_t size) {
+  char base[MAX_PATH];
+  const DWORD n = GetTempPathA(sizeof base, base);
+  if (n == 0 || n >= sizeof base) return 0;
+  snprintf(dir, size, "%svekmesh_host_XXXXXX", base);
+  return _mktemp_s(dir, strlen(dir) + 1) == 0 && _mkdir(dir) == 0;
+}
+#else
+#include <dlfcn.h>
+#include <time.h>
+
+typedef void* Library;
+static Library loadLibrary(const char* path, int keep) {
+  return dlopen(path, RTLD_NOW | RTLD_LOCAL | (keep ? RTLD_NODELETE : 0));
+}
+static void* findExport(Library library, const char* name) {
+  return dlsym(library, name);
+}
+static void unloadLibrary(Library library) {
+  dlclose(library);
+}
+static const char* loadError(void) {
+  return dlerror();
+}
+static int stillLoaded(const char* path) {
+  void* again = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
+  if (again) dlclose(again);
+  return again != NULL;
+}
+static void pauseBriefly(void) {
+  const struct timespec wait = {0, 300000000};
+  nanosleep(&wait, NULL);
+}
+static int makeScratch(char* dir, size_t size) {
+  snprintf(dir, size, "/tmp/vekmesh_host_XXXXXX");
+  return mkdtemp(dir) != NULL;
+}
+#endif
 
 /* clang-format off */
 #define VEKMESH_EXPORTS(X)                                                                    \
@@ -126,13 +194,13 @@ static void writeBinaryStl(const char* path, const Model* m) {
 
 /* ---- checks ------------------------------------------------------------------- */
 
-static void checkAllNamesResolve(void* library) {
+static void checkAllNamesResolve(Library library) {
   int resolved = 0;
-#define RESOLVE_ENTRY(name)                            \
-  api.name = (__typeof__(&name))dlsym(library, #name); \
-  if (api.name)                                        \
-    ++resolved;                                        \
-  else                                                 \
+#define RESOLVE_ENTRY(name)                                 \
+  api.name = (__typeof__(&name))findExport(library, #name); \
+  if (api.name)                                             \
+    ++resolved;                                             \
+  else                                                      \
     fprintf(stderr, "unresolved export: %s\n", #name);
   VEKMESH_EXPORTS(RESOLVE_ENTRY)
 #undef RESOLVE_ENTRY
@@ -418,8 +486,8 @@ static void checkSeparation(const Model* cube) {
   uint32_t* counts = NULL;
   uint32_t parts = 0;
   int32_t progress = -1;
-  api.separateFromData(corners, colors, uvs, materials, 3 * kCubeTriangles, &oc, &ocol, &ouv,
-                       &omat, &counts, &parts, &progress);
+  api.separateFromData(corners, colors, uvs, materials, 3 * kCubeTriangles, &oc, &ocol, &ouv, &omat,
+                       &counts, &parts, &progress);
   CHECK(progress == 100);
   CHECK(parts == 2 && counts && counts[0] == 2 * kCubeTriangles && counts[1] == kCubeTriangles);
   if (parts == 2 && counts && oc) {
@@ -493,22 +561,22 @@ static void removeScratch(const char* dir) {
 
 int main(int argc, char** argv) {
   const char* library_path = argc > 1 ? argv[1] : VEKMESH_LIBRARY_PATH;
-  char scratch[] = "/tmp/vekmesh_host_XXXXXX";
-  if (!mkdtemp(scratch) || chdir(scratch) != 0) {
+  char scratch[4096];
+  if (!makeScratch(scratch, sizeof scratch) || chdir(scratch) != 0) {
     perror("scratch directory");
     return 2;
   }
 
-  int flags = RTLD_NOW | RTLD_LOCAL;
+  int keep = 0;
 #ifdef VEKMESH_HOST_KEEPS_LIBRARY
   /* Under the leak checker: the OpenMP runtime, loaded as the library's
    * dependency, keeps a small block of its own that would be reported as
    * lost once it is unloaded. */
-  flags |= RTLD_NODELETE;
+  keep = 1;
 #endif
-  void* library = dlopen(library_path, flags);
+  Library library = loadLibrary(library_path, keep);
   if (!library) {
-    fprintf(stderr, "dlopen %s: %s\n", library_path, dlerror());
+    fprintf(stderr, "loading %s: %s\n", library_path, loadError());
     removeScratch(scratch);
     return 2;
   }
@@ -526,8 +594,21 @@ int main(int argc, char** argv) {
     /* Every operation above ran with the log sink in its default state. */
     struct stat st;
     CHECK(stat("logFile.log", &st) != 0);
+    /* The last call runs a parallel loop (the repair's snapping), so the
+     * OpenMP workers are parked, or still spinning, in the library's runtime
+     * when it is unloaded below. */
+    float* corners = cube.corners;
+    uint32_t count = kCubeTriangles, n = 0;
+    float* out = NULL;
+    api.modelRepairFromData(&corners, &count, &out, &n, NULL);
+    CHECK(n == kCubeTriangles);
+    api.freeAllArray();
   }
-  dlclose(library);
+  unloadLibrary(library);
+  /* The library stays mapped after the unload, so those workers never wake in
+   * unmapped code; the pause gives them the time to wake. */
+  CHECK(stillLoaded(library_path));
+  pauseBriefly();
 
   if (chdir("/") != 0) perror("chdir");
   removeScratch(scratch);

@@ -1,0 +1,183 @@
+// Tests of the platform layer through what the readers and writers rely on:
+// the checked open, the atomic replace, non-ASCII (UTF-8) paths and run-time
+// library loading. Written with std::filesystem only, so the same file runs in
+// the Windows build.
+#include "io/platform_file.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "io/file_replace.h"
+
+namespace vekmesh {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Scratch {
+ public:
+  Scratch() {
+    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    path_ = fs::temp_directory_path() /
+            ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" + test->name());
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+  }
+  ~Scratch() {
+    std::error_code ec;
+    fs::remove_all(path_, ec);
+  }
+  // The narrow path an export receives: bytes appended as a host appends
+  // them, not converted by std::filesystem's own narrow-string rule.
+  std::string file(const std::string& name) const { return path_.string() + "/" + name; }
+  std::vector<std::string> entries() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(path_))
+      names.push_back(entry.path().filename().string());
+    return names;
+  }
+  const fs::path& path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+void writeText(const std::string& path, const std::string& text) {
+  std::FILE* f = openFile(path.c_str(), "wb");
+  ASSERT_NE(f, nullptr) << path;
+  std::fwrite(text.data(), 1, text.size(), f);
+  std::fclose(f);
+}
+
+std::string readText(const std::string& path) {
+  uint64_t size = 0;
+  FileHandle file = openRegularFile(path.c_str(), size);
+  if (!file) return "<unopened>";
+  std::string text(static_cast<size_t>(size), '\0');
+  text.resize(std::fread(text.data(), 1, text.size(), file.get()));
+  return text;
+}
+
+TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
+  Scratch dir;
+  const std::string path = dir.file("model.stl");
+  writeText(path, "solid x\nendsolid x\n");
+  uint64_t size = 99;
+  FileHandle file = openRegularFile(path.c_str(), size);
+  ASSERT_TRUE(file);
+  EXPECT_EQ(size, 19u);
+  EXPECT_EQ(readText(path), "solid x\nendsolid x\n");  // binary: no newline translation
+
+#ifdef _WIN32
+  const char* device = "NUL";
+#else
+  const char* device = "/dev/null";
+#endif
+  for (const std::string& bad :
+       {dir.path().string(), dir.file("missing.stl"), std::string(device), std::string()}) {
+    SCOPED_TRACE(bad);
+    size = 99;
+    EXPECT_FALSE(openRegularFile(bad.c_str(), size));
+    EXPECT_EQ(size, 0u);
+  }
+  EXPECT_FALSE(openRegularFile(nullptr, size));
+  EXPECT_EQ(openFile(nullptr, "rb"), nullptr);
+}
+
+TEST(PlatformFile, Utf8PathsReachTheSameFileAsTheWideName) {
+  Scratch dir;
+  // "modèle-ü.stl" as UTF-8 bytes, the form a host with Unicode names passes.
+  const std::string name = "mod\xC3\xA8le-\xC3\xBC.stl";
+  const std::string path = dir.file(name);
+  writeText(path, "abc");
+  // The file's name on disk is the decoded one, not the bytes read in some
+  // other code page.
+  const fs::path wide = dir.path() / fs::u8path(name);
+  EXPECT_TRUE(fs::is_regular_file(wide));
+  EXPECT_EQ(fs::file_size(wide), 3u);
+  EXPECT_EQ(readText(path), "abc");
+
+  const std::string replaced = dir.file("ersetzt-\xC3\xBC.stl");
+  writeText(replaced, "old");
+  EXPECT_TRUE(replaceFile(replaced, [](const char* temp) {
+    std::FILE* f = openFile(temp, "wb");
+    return f && std::fputs("new", f) >= 0 && std::fclose(f) == 0;
+  }));
+  EXPECT_EQ(readText(replaced), "new");
+  EXPECT_EQ(dir.entries().size(), 2u);
+}
+
+TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
+  Scratch dir;
+  const std::string target = dir.file("model.stl");
+  writeText(target, "old");
+  auto writer = [](const std::string& text) {
+    return [text](const char* temp) {
+      std::FILE* f = openFile(temp, "wb");
+      if (!f) return false;
+      std::fwrite(text.data(), 1, text.size(), f);
+      return std::fclose(f) == 0;
+    };
+  };
+
+  // A writer that fails part-way or throws leaves the old file and no
+  // temporary file.
+  EXPECT_FALSE(replaceFile(target, [&](const char* temp) {
+    writer("partial")(temp);
+    return false;
+  }));
+  EXPECT_FALSE(replaceFile(target, [&](const char* temp) -> bool {
+    writer("partial")(temp);
+    throw std::runtime_error("disk gone");
+  }));
+  EXPECT_EQ(readText(target), "old");
+  EXPECT_EQ(dir.entries(), std::vector<std::string>{"model.stl"});
+
+  // Success replaces an existing file and creates a missing one, beside it.
+  EXPECT_TRUE(replaceFile(target, writer("new content")));
+  EXPECT_EQ(readText(target), "new content");
+  const std::string fresh = dir.file("fresh.stl");
+  EXPECT_TRUE(replaceFile(fresh, writer("x")));
+  EXPECT_EQ(readText(fresh), "x");
+  EXPECT_EQ(dir.entries().size(), 2u);
+
+  // A folder that does not exist cannot take the temporary file.
+  EXPECT_FALSE(replaceFile(dir.file("no-such-folder/model.stl"), writer("x")));
+  EXPECT_FALSE(replaceFile("", writer("x")));
+
+#ifndef _WIN32
+  // The replaced file keeps the permissions it had.
+  fs::permissions(target, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+  EXPECT_TRUE(replaceFile(target, writer("again")));
+  EXPECT_EQ(fs::status(target).permissions(),
+            fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+#endif
+}
+
+TEST(PlatformLibrary, LoadsALibraryAndFindsItsExports) {
+#ifdef _WIN32
+  const char* system_library = "kernel32.dll";
+  const char* exported = "GetCurrentProcessId";
+#else
+  const char* system_library = "libc.so.6";
+  const char* exported = "getpid";
+#endif
+  LibraryHandle library = openLibrary(system_library);
+  ASSERT_TRUE(library);
+  EXPECT_NE(findSymbol(library, exported), nullptr);
+  EXPECT_EQ(findSymbol(library, "noSuchExportAnywhere"), nullptr);
+  EXPECT_EQ(findSymbol(library, nullptr), nullptr);
+
+  EXPECT_FALSE(openLibrary("no-such-library-here.plugin"));
+  EXPECT_FALSE(openLibrary(nullptr));
+  EXPECT_EQ(findSymbol(LibraryHandle(), exported), nullptr);
+}
+
+}  // namespace
+}  // namespace vekmesh
