@@ -3,9 +3,9 @@
 // no other remaining corner lies in the triangle it cuts off; when a full lap
 // finds none (a self-crossing or degenerate polygon), the current corner is cut
 // anyway so that the loop always ends with n - 2 triangles.
-#include "geometry/polygon_triangulation.h"
-
 #include <cmath>
+
+#include "geometry/polygon_triangulation.h"
 
 namespace vekmesh {
 namespace {
@@ -54,7 +54,7 @@ bool project(const std::vector<std::array<float, 3>>& points, std::vector<Point2
 }  // namespace
 
 void triangulateFace(const std::vector<std::array<float, 3>>& points,
-                        std::vector<std::array<uint32_t, 3>>& triangles) {
+                     std::vector<std::array<uint32_t, 3>>& triangles) {
   const size_t n = points.size();
   if (n < 3) return;
   std::vector<Point2> flat;

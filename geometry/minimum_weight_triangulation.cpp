@@ -2,11 +2,10 @@
 // triangulation of chain (i, k) closes it with a triangle (i, m, k) on the best
 // triangulations of (i, m) and (m, k). Weights compare the worst dihedral
 // angle first (as 1 - cosine) and the area second.
-#include "geometry/polygon_triangulation.h"
-
 #include <cmath>
 #include <limits>
 
+#include "geometry/polygon_triangulation.h"
 #include "geometry/vectors.h"
 
 namespace vekmesh {

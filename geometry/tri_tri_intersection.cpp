@@ -81,8 +81,7 @@ bool collinear(const Vec3d* t) {
 // the common normal is one-to-one on the plane. Used when no single projection
 // is known to be one-to-one (both triangles flat).
 bool meetInEveryProjection(const Vec3d* t1, const Vec3d* t2) {
-  return meetInProjection(t1, t2, 0) && meetInProjection(t1, t2, 1) &&
-         meetInProjection(t1, t2, 2);
+  return meetInProjection(t1, t2, 0) && meetInProjection(t1, t2, 1) && meetInProjection(t1, t2, 2);
 }
 
 // --- the general case -------------------------------------------------------------
@@ -112,7 +111,7 @@ inline int o3(const Vec3d& a, const Vec3d& b, const Vec3d& c, const Vec3d& d) {
 bool overlapOnCommonLine(const Vec3d& p1, const Vec3d& q1, const Vec3d& r1, const Vec3d& p2,
                          const Vec3d& q2, const Vec3d& r2, Vec3d& source, Vec3d& target) {
   if (o3(p1, q1, r2, p2) > 0) {
-    if (o3(p1, r1, r2, p2) > 0) return false;  // l before i: disjoint
+    if (o3(p1, r1, r2, p2) > 0) return false;                             // l before i: disjoint
     source = o3(p1, r1, q2, p2) > 0 ? planeCrossing(p1, r1, p2, q2, r2)   // j
                                     : planeCrossing(p2, q2, p1, q1, r1);  // k
     target = planeCrossing(p2, r2, p1, q1, r1);                           // l

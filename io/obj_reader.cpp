@@ -11,8 +11,8 @@
 #include "geometry/polygon_triangulation.h"
 #include "io/file_handle.h"
 #include "io/obj.h"
-#include "mesh/color_byte.h"
 #include "io/text_scanner.h"
+#include "mesh/color_byte.h"
 
 namespace vekmesh {
 namespace {

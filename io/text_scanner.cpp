@@ -85,7 +85,8 @@ bool parseReal(std::string_view word, T& value) {
 
 TextScanner::TextScanner(std::FILE* file, uint64_t file_bytes)
     : file_(file),
-      capacity_(static_cast<size_t>(std::max<uint64_t>(64, std::min<uint64_t>(kChunkBytes, file_bytes + 1)))) {
+      capacity_(static_cast<size_t>(
+          std::max<uint64_t>(64, std::min<uint64_t>(kChunkBytes, file_bytes + 1)))) {
   buffer_.reset(new char[capacity_]);
 }
 

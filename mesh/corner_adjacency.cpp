@@ -87,9 +87,12 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
     const size_t n = entries.size();
     if (n <= kPairwiseLimit) {
       for (size_t i = 0; i < n; ++i)
-        recordCorner(entries, i, [&](int32_t, auto&& visit) {
-          for (const Entry& o : entries) visit(o);
-        }, adjacency);
+        recordCorner(
+            entries, i,
+            [&](int32_t, auto&& visit) {
+              for (const Entry& o : entries) visit(o);
+            },
+            adjacency);
       continue;
     }
     // A long list: index entries by their far vertices, so each corner only
@@ -102,10 +105,13 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
     }
     std::sort(keyed.begin(), keyed.end());
     for (size_t i = 0; i < n; ++i)
-      recordCorner(entries, i, [&](int32_t y, auto&& visit) {
-        auto it = std::lower_bound(keyed.begin(), keyed.end(), std::make_pair(y, uint32_t(0)));
-        for (; it != keyed.end() && it->first == y; ++it) visit(entries[it->second]);
-      }, adjacency);
+      recordCorner(
+          entries, i,
+          [&](int32_t y, auto&& visit) {
+            auto it = std::lower_bound(keyed.begin(), keyed.end(), std::make_pair(y, uint32_t(0)));
+            for (; it != keyed.end() && it->first == y; ++it) visit(entries[it->second]);
+          },
+          adjacency);
   }
   return adjacency;
 }

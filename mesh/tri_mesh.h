@@ -67,8 +67,12 @@ struct TriMesh : SubMesh {
 };
 
 // Corner arithmetic is modulo 3: the edge of corner c runs from v[c] to v[next(c)].
-constexpr uint32_t nextCorner(uint32_t c) { return c == 2 ? 0 : c + 1; }
-constexpr uint32_t prevCorner(uint32_t c) { return c == 0 ? 2 : c - 1; }
+constexpr uint32_t nextCorner(uint32_t c) {
+  return c == 2 ? 0 : c + 1;
+}
+constexpr uint32_t prevCorner(uint32_t c) {
+  return c == 0 ? 2 : c - 1;
+}
 
 // --- construction -------------------------------------------------------------
 
@@ -81,17 +85,17 @@ void buildTriMesh(SubMesh& mesh, uint32_t count, const float* corners, const flo
                   const float* uvs, const int32_t* materials);
 
 // The same from doubles; corners weld when they agree to about 1e-6 units.
-void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners,
-                        const double* colors, const double* uvs, const int32_t* materials);
+void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners, const double* colors,
+                        const double* uvs, const int32_t* materials);
 
 // A soup whose colours are already bytes, as compaction produces it; welds like
 // buildTriMesh and keeps the colour bytes and the double texture coordinates as
 // they are, so that rebuilding a mesh never changes its attributes.
 struct ByteSoup {
-  std::vector<float> corners;     // 9 per triangle
-  std::vector<uint8_t> colors;    // 9 per triangle
-  std::vector<double> uvs;        // 6 per triangle
-  std::vector<int16_t> materials; // 1 per triangle
+  std::vector<float> corners;      // 9 per triangle
+  std::vector<uint8_t> colors;     // 9 per triangle
+  std::vector<double> uvs;         // 6 per triangle
+  std::vector<int16_t> materials;  // 1 per triangle
   uint32_t triangleCount() const { return static_cast<uint32_t>(materials.size()); }
 };
 void buildTriMesh(SubMesh& mesh, const ByteSoup& soup);

@@ -49,7 +49,9 @@ struct FloatSoup {
     return {p[0], p[1], p[2]};
   }
   static uint64_t key(const Point& p) { return bitPatternKey(p); }
-  int16_t material(size_t t) const { return materials ? lowMaterialBits(materials[t]) : kNoMaterial; }
+  int16_t material(size_t t) const {
+    return materials ? lowMaterialBits(materials[t]) : kNoMaterial;
+  }
   void attributes(size_t t, Face& f) const {
     f.material = material(t);
     if (colors)
@@ -69,7 +71,9 @@ struct DoubleSoup {
     return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
   }
   static uint64_t key(const Point& p) { return scaledKey(p); }
-  int16_t material(size_t t) const { return materials ? lowMaterialBits(materials[t]) : kNoMaterial; }
+  int16_t material(size_t t) const {
+    return materials ? lowMaterialBits(materials[t]) : kNoMaterial;
+  }
   void attributes(size_t t, Face& f) const {
     f.material = material(t);
     if (colors)
@@ -179,7 +183,8 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
   constexpr size_t kAheadVertex = 16, kAheadList = 8;
   for (size_t t = 0; t < count; ++t) {
     if (t + kAheadVertex < count)
-      for (int c = 0; c < 3; ++c) prefetchWrite(&mesh.vertices[corner_vertex[3 * (t + kAheadVertex) + c]]);
+      for (int c = 0; c < 3; ++c)
+        prefetchWrite(&mesh.vertices[corner_vertex[3 * (t + kAheadVertex) + c]]);
     if (t + kAheadList < count)
       for (int c = 0; c < 3; ++c) {
         const auto& list = mesh.vertices[corner_vertex[3 * (t + kAheadList) + c]].incidentCorners;
@@ -214,8 +219,8 @@ void buildTriMesh(SubMesh& mesh, uint32_t count, const float* corners, const flo
   weldSoup(mesh, count, FloatSoup{corners, colors, uvs, materials});
 }
 
-void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners,
-                        const double* colors, const double* uvs, const int32_t* materials) {
+void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners, const double* colors,
+                        const double* uvs, const int32_t* materials) {
   if (!corners) count = 0;
   weldSoup(mesh, count, DoubleSoup{corners, colors, uvs, materials});
 }

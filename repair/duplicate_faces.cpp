@@ -2,7 +2,6 @@
 // that vertex's incidentCorners per live face finds all later copies.
 #include "repair/duplicate_faces.h"
 
-
 namespace vekmesh {
 
 bool sameVertexSet(const Face& a, const Face& b) {

@@ -9,7 +9,6 @@
 
 #include "geometry/polygon_clipping.h"
 #include "geometry/polygon_triangulation.h"
-#include "geometry/polygon_triangulation.h"
 #include "geometry/vectors.h"
 
 namespace vekmesh {
@@ -297,9 +296,9 @@ bool planarPatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
     }
   const double half_x = 0.5 * (hi[0] - lo[0]), half_y = 0.5 * (hi[1] - lo[1]);
   const double centre[3] = {0.5 * (lo[0] + hi[0]), 0.5 * (lo[1] + hi[1]), 0.5 * (lo[2] + hi[2])};
-  const double axes[3] = {std::sqrt(3.0) * half_x, std::sqrt(3.0) * half_y,
-                          std::sqrt(3.0) * std::max(0.5 * (hi[2] - lo[2]),
-                                                    kRimClearance * std::max(half_x, half_y))};
+  const double axes[3] = {
+      std::sqrt(3.0) * half_x, std::sqrt(3.0) * half_y,
+      std::sqrt(3.0) * std::max(0.5 * (hi[2] - lo[2]), kRimClearance * std::max(half_x, half_y))};
   auto outsideEllipsoid = [&](double x, double y, double z) {
     const double p[3] = {x, y, z};
     double sum = 0.0;

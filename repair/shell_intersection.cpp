@@ -6,6 +6,8 @@
 #include "repair/shell_intersection.h"
 
 #include <algorithm>
+#include <boost/geometry.hpp>
+#include <boost/geometry/index/rtree.hpp>
 #include <cmath>
 #include <deque>
 #include <iterator>
@@ -13,12 +15,9 @@
 #include <memory>
 #include <utility>
 
-#include <boost/geometry.hpp>
-#include <boost/geometry/index/rtree.hpp>
-
-#include "mesh/face_bits.h"
 #include "geometry/morton_order.h"
 #include "geometry/tri_tri_intersection.h"
+#include "mesh/face_bits.h"
 
 namespace vekmesh {
 namespace {
@@ -222,8 +221,8 @@ std::vector<int32_t> distinct(std::vector<int32_t> shells) {
 // Reused buffers of the pair searches.
 struct Scratch {
   uint64_t maxComparisons = 0;
-  std::vector<REntry> hits;       // candidates of the current block
-  std::vector<REntry> entryHits;  // of the current entry, when drawn one by one
+  std::vector<REntry> hits;         // candidates of the current block
+  std::vector<REntry> entryHits;    // of the current entry, when drawn one by one
   std::vector<Triangle> triangles;  // corners of the current entry of the queried shell
   std::vector<uint8_t> loaded;
   uint64_t comparisons = 0;
@@ -264,8 +263,8 @@ bool entriesIntersect(const SubMesh& mesh, const Index& index, int32_t a, size_t
       const Triangle& tb = s.triangles[j - b_begin];
       int coplanar = 0;
       Vec3d source, target;
-      if (triTriIntersection(ta.p[0], ta.p[1], ta.p[2], tb.p[0], tb.p[1], tb.p[2], coplanar,
-                             source, target))
+      if (triTriIntersection(ta.p[0], ta.p[1], ta.p[2], tb.p[0], tb.p[1], tb.p[2], coplanar, source,
+                             target))
         return true;
     }
   }
@@ -393,7 +392,8 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
 
   Index index;
   collectFaces(mesh, index);
-  const std::vector<std::pair<int32_t, int32_t>> pairs = overlappingPairs(index, limits.maxShellPairs);
+  const std::vector<std::pair<int32_t, int32_t>> pairs =
+      overlappingPairs(index, limits.maxShellPairs);
 
   // Every shell in a pair goes into Morton order; large ones get their runs.
   std::vector<int32_t> ordered;
@@ -430,8 +430,7 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
   scratch.maxComparisons = limits.maxBoxComparisons;
   for (size_t p = 0; p < pairs.size(); ++p) {
     const auto [i, j] = pairs[p];
-    const FloatBox overlap =
-        overlapBox(shellBox(index.tight[i]), shellBox(index.tight[j]));
+    const FloatBox overlap = overlapBox(shellBox(index.tight[i]), shellBox(index.tight[j]));
     const bool hit = i_walks[p] ? shellsIntersect(mesh, index, i, j, overlap, scratch)
                                 : shellsIntersect(mesh, index, j, i, overlap, scratch);
     if (hit) {

@@ -41,8 +41,8 @@ double upwardNormalSum(const SubMesh& mesh, int32_t vertex, bool skip_removed,
     const Face& g = mesh.faces[r.face];
     if (skip_removed && g.removed) continue;
     const bool swap = turned && turned->test(r.face);
-    const Vec3d n = faceUnitNormal(mesh.vertices[g.v[swap ? 1 : 0]], mesh.vertices[g.v[swap ? 0 : 1]],
-                                   mesh.vertices[g.v[2]]);
+    const Vec3d n = faceUnitNormal(mesh.vertices[g.v[swap ? 1 : 0]],
+                                   mesh.vertices[g.v[swap ? 0 : 1]], mesh.vertices[g.v[2]]);
     for (int a = 0; a < 3; ++a) sum[a] += n[a];
   }
   return sum[0] * 0.0 + sum[1] * 0.0 + sum[2];

@@ -75,9 +75,7 @@ class OrientationWalk {
     return faceUnitNormal(mesh_.vertices[v[0]], mesh_.vertices[v[1]], mesh_.vertices[v[2]]);
   }
 
-  double upwardSum(int32_t vertex) const {
-    return upwardNormalSum(mesh_, vertex, true, &turned_);
-  }
+  double upwardSum(int32_t vertex) const { return upwardNormalSum(mesh_, vertex, true, &turned_); }
 
   // The upward-facing face of this shell around `top` whose single-precision
   // centroid lies highest; the first found on ties.
