@@ -1,55 +1,26 @@
-# Reads the dynamic symbol table of the shared library and compares the
-# defined names with the C interface: exactly these 46, unmangled, nothing
-# else (no C++ symbol, no standard-library instantiation).
-# Usage: cmake -DLIBRARY=<path to libVEKmesh_64.so> [-DNM=nm] -P check_exports.cmake
-set(expected
-  modelRepair modelRepair64 modelRepairFromData modelRepairFromData64
-  modelRepairFromColorData modelRepairFromColorDataWithPostDetection
-  flawsDetect flawsDetect64 errorDetectAfterMeshReduceFromColorData weaknessDetect
-  meshReduceFromFile meshReduceFromFile64 meshReduceFromData meshReduceFromColorData
-  meshPreprocessorFromFile meshPreprocessorFromFile64 meshPreprocessorFromFileSaveAs64
-  meshPreprocessorCtrlFromFile meshPreprocessorFromData
-  subdivisionFromData subdivisionFromColorData remeshFromData64 reviseTriangleFromData
-  orientationOptimization balancingPreviewFromData balancingFromData
-  voxelize hollowFromData lampshadePreview lampshadeFromData cellularInfillFromData
-  decompositionUniformPreview decompositionAutoPreview decompositionUniformFromData
-  decompositionAutoFromData separateFromData
-  importFile importFileVRML importFileIges importFileStep exportFileGLTF
-  saveasObjFromDataDoublePrecision
-  freeAllArray freeVertexArray freeDecompositionPreviewArray freeBalancingPreviewArray)
-list(LENGTH expected expected_count)
-if(NOT expected_count EQUAL 46)
-  message(FATAL_ERROR "the expected list holds ${expected_count} names, not 46")
-endif()
-
+# The dynamic symbol table of the shared library holds exactly the functions
+# the public header declares, unmangled, and nothing else (no C++ symbol, no
+# standard-library instantiation).
+# Usage: cmake -DLIBRARY=<library> -DHEADER=<vekmesh.h> [-DNM=nm] -P check_exports.cmake
+file(STRINGS ${HEADER} declarations REGEX "^VEKMESH_API ")
+set(expected "")
+foreach(line IN LISTS declarations)
+  string(REGEX MATCH "([A-Za-z0-9_]+)\\(" name "${line}")
+  list(APPEND expected ${CMAKE_MATCH_1})
+endforeach()
 if(NOT NM)
   set(NM nm)
 endif()
-execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
-  OUTPUT_VARIABLE table RESULT_VARIABLE status ERROR_VARIABLE errors)
-if(NOT status EQUAL 0)
-  message(FATAL_ERROR "${NM} failed on ${LIBRARY}: ${errors}")
-endif()
-
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE table
+  COMMAND_ERROR_IS_FATAL ANY)
 # Lines are "<address> <type> <name>[@version]"; version-node symbols (type A)
 # carry no code and are not exports.
-string(REPLACE "\n" ";" lines "${table}")
-set(found "")
-foreach(line IN LISTS lines)
-  if(line MATCHES "^[0-9a-fA-F]* +([A-Za-z]) +([^ @]+)")
-    if(NOT CMAKE_MATCH_1 STREQUAL "A")
-      list(APPEND found "${CMAKE_MATCH_2}")
-    endif()
-  endif()
-endforeach()
-
-set(unexpected ${found})
-list(REMOVE_ITEM unexpected ${expected})
-set(missing ${expected})
-list(REMOVE_ITEM missing ${found})
-list(LENGTH found found_count)
-if(unexpected OR missing OR NOT found_count EQUAL 46)
-  message(FATAL_ERROR "exports differ from the C interface (${found_count} defined)\n"
-    "  unexpected: ${unexpected}\n  missing: ${missing}")
+string(REGEX MATCHALL "[0-9a-fA-F]* +[B-Zab-z] +[^ @\n]+" symbols "${table}")
+list(TRANSFORM symbols REPLACE "^[0-9a-fA-F]* +. +" "")
+list(SORT expected)
+list(SORT symbols)
+list(LENGTH symbols count)
+if(NOT symbols STREQUAL expected OR NOT count EQUAL 46)
+  message(FATAL_ERROR "exports differ from the header's 46 functions\n"
+    "  exported (${count}): ${symbols}\n  declared: ${expected}")
 endif()
-message(STATUS "46 exports, nothing else")
