@@ -21,10 +21,9 @@ TEST(ConvertSingleModel, OutOfRangeIndexThrowsWithoutLeaking) {
   Soup soup = test::cubeSoup();
   test::assignMaterial(soup, 0);
   TriMesh pieces;
-  for (int bad = 0; bad < 3; ++bad) pieces.pieces.push_back(test::buildMesh(soup));
-  pieces.pieces[0].faces[5].v[1] = 8;
-  pieces.pieces[1].faces[5].v[1] = -1;
-  pieces.pieces[2].faces[11].uv[2] = 36;
+  for (int bad = 0; bad < 2; ++bad) pieces.pieces.push_back(test::buildMesh(soup));
+  pieces.pieces[0].faces[5].v[1] = -1;
+  pieces.pieces[1].faces[11].uv[2] = 36;
   for (const SubMesh& piece : pieces.pieces)
     EXPECT_THROW(convertSingleModel(piece), std::out_of_range);
   pieces.pieces[0] = test::buildMesh(test::cubeSoup());
@@ -33,7 +32,7 @@ TEST(ConvertSingleModel, OutOfRangeIndexThrowsWithoutLeaking) {
   EXPECT_THROW(convertMultiShell(pieces), std::out_of_range);
 }
 
-TEST(ConvertMultiShell, WritesPiecesOneAfterAnother) {
+TEST(ConvertMultiShell, WritesPiecesOneAfterAnotherAndSingleModelsLiveFacesOnly) {
   const Soup cube = test::cubeSoup(1.0f, test::Winding::kOutward, {10, 0, 0});
   Soup first, second;
   for (size_t t = 0; t < 12; ++t)
@@ -64,6 +63,11 @@ TEST(ConvertMultiShell, WritesPiecesOneAfterAnother) {
   EXPECT_EQ(out.model.colors[9 * 5 + 1], 0.6f);
   freeModelArrays(out.model);
   std::free(out.pieceCounts);
+  // A single model is written without its removed faces.
+  ModelArrays single = convertSingleModel(mesh.pieces[0]);
+  EXPECT_EQ(std::vector<float>(single.corners, single.corners + 9 * single.count),
+            test::withoutTriangle(first, 1).corners);
+  freeModelArrays(single);
 }
 
 TEST(LargeModelCap, ReportsProgressAndRebuildsTopology) {
