@@ -1,78 +1,41 @@
-# Reads the export table of the shared library and compares the defined names
-# with the C interface listed in api/exports.map (the version script of the ELF
-# build and the one list of exports): exactly these 46, unmangled, nothing else
-# (no C++ symbol, no standard-library instantiation, no runtime library's).
-# Usage: cmake -DLIBRARY=<libVEKmesh_64.so> -DEXPORTS_MAP=<api/exports.map> [-DNM=nm]
+# The export table of the shared library holds exactly the functions the public
+# header declares, unmangled, and nothing else (no C++ symbol, no standard-library
+# instantiation, no runtime library's): the dynamic symbols of the ELF build, the
+# export directory of the DLL.
+# Usage: cmake -DLIBRARY=<library> -DHEADER=<vekmesh.h> [-DNM=nm | -DOBJDUMP=objdump]
 #              -P check_exports.cmake
-#        cmake -DLIBRARY=<VEKmesh_64.dll> -DEXPORTS_MAP=<api/exports.map>
-#              -DOBJDUMP=x86_64-w64-mingw32-objdump -P check_exports.cmake
-file(STRINGS "${EXPORTS_MAP}" map_lines)
+file(STRINGS ${HEADER} declarations REGEX "^VEKMESH_API ")
 set(expected "")
-foreach(line IN LISTS map_lines)
-  # "  name;" lines; "global:", "local:", "*;" and comments are not names.
-  if(line MATCHES "^[ \t]*([A-Za-z_][A-Za-z0-9_]*);[ \t]*$")
-    list(APPEND expected "${CMAKE_MATCH_1}")
-  endif()
+foreach(line IN LISTS declarations)
+  string(REGEX MATCH "([A-Za-z0-9_]+)\\(" name "${line}")
+  list(APPEND expected ${CMAKE_MATCH_1})
 endforeach()
-list(LENGTH expected expected_count)
-if(NOT expected_count EQUAL 46)
-  message(FATAL_ERROR "${EXPORTS_MAP} lists ${expected_count} names, not 46")
-endif()
-
-set(found "")
 if(OBJDUMP)
-  # PE/COFF: the names of the export directory, one "\t[ n] name" line each
-  # under "[Ordinal/Name Pointer] Table"; every exported address has a name.
-  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY}
-    OUTPUT_VARIABLE table RESULT_VARIABLE status ERROR_VARIABLE errors)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${OBJDUMP} failed on ${LIBRARY}: ${errors}")
-  endif()
-  string(REPLACE "\n" ";" lines "${table}")
-  set(in_names FALSE)
-  foreach(line IN LISTS lines)
-    if(line MATCHES "^\\[Ordinal/Name Pointer\\] Table")
-      set(in_names TRUE)
-    elseif(in_names AND line MATCHES "^\t\\[ *[0-9]+\\] (.+)$")
-      list(APPEND found "${CMAKE_MATCH_1}")
-    elseif(in_names)
-      set(in_names FALSE)
-    elseif(NOT DEFINED address_count AND line MATCHES "^\tExport Address Table[ \t]+([0-9a-fA-F]+)$")
-      # The first such line is the count ("Number in:"), a later one an address.
-      math(EXPR address_count "0x${CMAKE_MATCH_1}")
-    endif()
-  endforeach()
-  if(NOT address_count EQUAL 46)
-    message(FATAL_ERROR "the export address table holds ${address_count} entries, not 46")
-  endif()
+  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE table
+    COMMAND_ERROR_IS_FATAL ANY)
+  # Every exported address must have a name: compare the address count too.
+  string(REGEX MATCH "\tExport Address Table[ \t]+([0-9a-fA-F]+)\n" _ "${table}")
+  math(EXPR addresses "0x${CMAKE_MATCH_1}")
+  # The names are "\t[ n] name" lines under "[Ordinal/Name Pointer] Table".
+  string(REGEX REPLACE ".*\\[Ordinal/Name Pointer\\] Table\n" "" names "${table}")
+  string(REGEX MATCHALL "\t\\[ *[0-9]+\\] [^\n]+" symbols "${names}")
+  list(TRANSFORM symbols REPLACE "^\t\\[ *[0-9]+\\] " "")
 else()
   if(NOT NM)
     set(NM nm)
   endif()
-  execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
-    OUTPUT_VARIABLE table RESULT_VARIABLE status ERROR_VARIABLE errors)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${NM} failed on ${LIBRARY}: ${errors}")
-  endif()
+  execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE table
+    COMMAND_ERROR_IS_FATAL ANY)
   # Lines are "<address> <type> <name>[@version]"; version-node symbols (type A)
   # carry no code and are not exports.
-  string(REPLACE "\n" ";" lines "${table}")
-  foreach(line IN LISTS lines)
-    if(line MATCHES "^[0-9a-fA-F]* +([A-Za-z]) +([^ @]+)")
-      if(NOT CMAKE_MATCH_1 STREQUAL "A")
-        list(APPEND found "${CMAKE_MATCH_2}")
-      endif()
-    endif()
-  endforeach()
+  string(REGEX MATCHALL "[0-9a-fA-F]* +[B-Zab-z] +[^ @\n]+" symbols "${table}")
+  list(TRANSFORM symbols REPLACE "^[0-9a-fA-F]* +. +" "")
+  set(addresses 46)
 endif()
-
-set(unexpected ${found})
-list(REMOVE_ITEM unexpected ${expected})
-set(missing ${expected})
-list(REMOVE_ITEM missing ${found})
-list(LENGTH found found_count)
-if(unexpected OR missing OR NOT found_count EQUAL 46)
-  message(FATAL_ERROR "exports differ from the C interface (${found_count} defined)\n"
-    "  unexpected: ${unexpected}\n  missing: ${missing}")
+list(SORT expected)
+list(SORT symbols)
+list(LENGTH symbols count)
+if(NOT symbols STREQUAL expected OR NOT count EQUAL 46 OR NOT addresses EQUAL 46)
+  message(FATAL_ERROR "exports differ from the header's 46 functions\n"
+    "  exported (${count} names, ${addresses} addresses): ${symbols}\n  declared: ${expected}")
 endif()
-message(STATUS "46 exports, nothing else")

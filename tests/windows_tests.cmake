@@ -22,5 +22,5 @@ add_test(NAME CHostLoadsLibraryAndKeepsContract COMMAND vekmesh_c_host_test)
 
 add_test(NAME DllExportsExactlyTheCInterface
   COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:VEKmesh_64>
-          -DEXPORTS_MAP=${PROJECT_SOURCE_DIR}/api/exports.map -DOBJDUMP=${CMAKE_OBJDUMP}
+          -DHEADER=${PROJECT_SOURCE_DIR}/include/vekmesh.h -DOBJDUMP=${CMAKE_OBJDUMP}
           -P ${CMAKE_CURRENT_SOURCE_DIR}/check_exports.cmake)
