@@ -1,6 +1,5 @@
-// Tests of the two mesh reduction routines: closed meshes stay closed with their
-// volume, flat sides reduce to nothing much, bounds hold, boundaries, seams and
-// attributes survive, threads do not matter and bad input is refused quietly.
+// Tests of the two mesh reduction routines on boxes, sheets and spheres built
+// in code, with seams, bounds, thread counts and bad input.
 #include "remesh/mesh_reducer.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +49,7 @@ Soup griddedBox(int n, float edge = 1.0f, int first_side = 0) {
   return soup;
 }
 
-// The mesh is sound as a printable solid: construction invariants, no open,
-// over-used or same-direction edge, and the strict flaw test.
+// Construction invariants, closed, manifold and oriented, and no flaw.
 void expectClosedManifold(const SubMesh& mesh) {
   EXPECT_EQ(test::invariantViolation(mesh), "");
   EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented());
@@ -91,8 +89,7 @@ TEST(MeshReducer, FlatSidesReduceToAHandfulAtZeroErrorAroundWhatMustStay) {
     EXPECT_LT(faces[1], 2u * 8 * 8 * 12 / 4);
     EXPECT_EQ(faces[2], 2u);
     for (const Vertex& v : mesh.vertices) {
-      // On the surface of the big box: one coordinate at 0 or 91; of the sheet
-      // only its corners are left.
+      // On the big box's surface; of the sheet only its corners are left.
       const auto [lo, hi] = std::minmax_element(v.position.begin(), v.position.end());
       const float x = v.position[0] - 200, y = v.position[1];
       EXPECT_TRUE(*hi > 91 || (*lo >= 0 && (*lo == 0 || *hi == 91)));
@@ -129,10 +126,9 @@ TEST(MeshReducer, ErrorAndNormalBoundsLimitTheReduction) {
 }
 
 TEST(MeshReducer, ClosedSphereKeepsItsShapeSeamsAndAttributesOnAnyThreadCount) {
-  // Upper half of a sphere red with material 1, lower half blue with
-  // material 2; both textured by position. The small one takes the single
-  // queue, the large one (over 100000 faces) fixed blocks in parallel, so one
-  // thread and two give the same mesh.
+  // Upper half red with material 1, lower half blue with material 2, both
+  // textured. The small sphere takes the single queue, the large one (over
+  // 100000 faces) fixed blocks in parallel: one thread or two, same mesh.
   for (auto [slices, stacks] : {std::pair{160, 80}, std::pair{400, 140}}) {
     Soup soup = test::uvSphereSoup(1.0f, slices, stacks);
     test::assignMaterial(soup, 1);
@@ -171,10 +167,8 @@ TEST(MeshReducer, ClosedSphereKeepsItsShapeSeamsAndAttributesOnAnyThreadCount) {
           // Faces stay on their side, and nothing strays from the sphere.
           EXPECT_GT((f.material == 1 ? 1.0f : -1.0f) * v.position[2], -1e-6f);
           EXPECT_NEAR(radius(v), 1.0, 0.01);
-          // Texture coordinates travel with their corners: still close to the
-          // position's own (u = x + 2y, v = z - y). Blending along the edge
-          // while the vertex moves off it drifts a little; a corner given
-          // another corner's coordinates would be off by about an edge length.
+          // Texture coordinates (u = x + 2y, v = z - y) travel with their
+          // corners: drifting a little, never off by about an edge length.
           const TexCoord& uv = mesh.texCoords.at(f.uv[c]);
           const double du = std::fabs(uv.u - (v.position[0] + 2.0 * v.position[1]));
           const double dv = std::fabs(uv.v - (v.position[2] - v.position[1]));
@@ -200,8 +194,7 @@ TEST(MeshReducer, BadInputIsRefusedQuietly) {
       r.reduce(mesh, ratio, error, cosine, {});
       EXPECT_EQ(mesh.faces.size(), soup.triangleCount());
     }
-    // Non-finite positions: the vertices are never moved nor merged, the rest
-    // reduces and nothing crashes.
+    // Non-finite positions: those vertices stay, the rest reduces.
     TriMesh odd = test::buildMesh(soup);
     odd.vertices[5].position[0] = std::numeric_limits<float>::quiet_NaN();
     odd.vertices[9].position[2] = std::numeric_limits<float>::infinity();

@@ -50,8 +50,7 @@ TEST(PolygonClipping, OffsetsAndSimplicityAndRange) {
 
   EXPECT_TRUE(isSimpleCounterClockwise(square(0, 0, 10)));
   EXPECT_FALSE(isSimpleCounterClockwise(square(0, 0, 10, false)));
-  const IntRing bow_tie = {{0, 0}, {10, 10}, {10, 0}, {0, 10}};
-  EXPECT_FALSE(isSimpleCounterClockwise(bow_tie));
+  EXPECT_FALSE(isSimpleCounterClockwise({{0, 0}, {10, 10}, {10, 0}, {0, 10}}));  // bow tie
 
   // Beyond the clipper's 62-bit range: empty results, no exception.
   const int64_t huge = int64_t(1) << 62;

@@ -42,14 +42,13 @@ TEST(TriTriAllocation, EveryPathRunsWithoutTheHeap) {
   int* volatile probe = new int(1);
   delete probe;
   EXPECT_EQ(g_allocations, before + 1);  // the counter does see allocations
-  int hits = 0, coplanar = 0;
+  int coplanar = 0;
   Vec3d s, t;
   for (const auto& p : pairs) {
-    hits += triTriIntersection(p[0], p[1], p[2], p[3], p[4], p[5], coplanar, s, t);
-    hits += triTriIntersection(p[3], p[4], p[5], p[0], p[1], p[2], coplanar, s, t);
+    triTriIntersection(p[0], p[1], p[2], p[3], p[4], p[5], coplanar, s, t);
+    triTriIntersection(p[3], p[4], p[5], p[0], p[1], p[2], coplanar, s, t);
   }
   EXPECT_EQ(g_allocations, before + 1);
-  EXPECT_GT(hits, 0);
 }
 
 }  // namespace
