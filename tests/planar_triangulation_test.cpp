@@ -1,11 +1,12 @@
 // Tests of the exact planar triangulation (tiling, kept rim, Delaunay edges,
 // refusal of non-simple polygons) and of the minimum-weight loop
-// triangulation (a valid triangulation of a non-planar loop).
+// triangulation (the flatter of two diagonals).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
-#include <utility>
+#include <random>
 
 #include "geometry/polygon_triangulation.h"
 
@@ -14,59 +15,39 @@ namespace {
 
 using Tris = std::vector<std::array<int32_t, 3>>;
 
-// Twice the area, exactly.
-__int128 twiceArea(const std::vector<IntPoint2>& p, size_t n) {
-  __int128 a = 0;
-  for (size_t i = 0; i < n; ++i) {
-    const IntPoint2& u = p[i];
-    const IntPoint2& v = p[(i + 1) % n];
-    a += __int128(u.x) * v.y - __int128(u.y) * v.x;
-  }
-  return a;
-}
-
-// Checks that `tris` tile the polygon p[0..n) exactly, keep each rim edge in
-// its direction once, pair every other edge with its reverse, and leave no
-// non-rim edge with the opposite vertex strictly inside the circumcircle.
+// Checks that `tris` tile the polygon p[0..n) exactly, pair every edge but the
+// rim edges (so those are all there) with its reverse, and leave no non-rim
+// edge with the opposite vertex strictly inside the circumcircle.
 void expectConstrainedDelaunay(const std::vector<IntPoint2>& p, size_t n, const Tris& tris) {
-  __int128 sum = 0;
+  __int128 sum = 0, area = 0;
+  for (size_t i = 0; i < n; ++i)
+    area += __int128(p[i].x) * p[(i + 1) % n].y - __int128(p[i].y) * p[(i + 1) % n].x;
   std::map<std::pair<int32_t, int32_t>, int32_t> opposite;  // directed edge -> third vertex
   for (const auto& t : tris) {
-    const int64_t o = orient2d(p[t[0]], p[t[1]], p[t[2]]);
-    ASSERT_GT(o, 0);
-    sum += o;
-    for (int e = 0; e < 3; ++e) {
-      const auto key = std::make_pair(t[e], t[(e + 1) % 3]);
-      ASSERT_EQ(opposite.count(key), 0u) << "edge used twice in one direction";
-      opposite[key] = t[(e + 2) % 3];
-    }
+    ASSERT_GT(orient2d(p[t[0]], p[t[1]], p[t[2]]), 0);
+    sum += orient2d(p[t[0]], p[t[1]], p[t[2]]);
+    for (int e = 0; e < 3; ++e)
+      ASSERT_TRUE(opposite.emplace(std::pair{t[e], t[(e + 1) % 3]}, t[(e + 2) % 3]).second);
   }
-  EXPECT_TRUE(sum == twiceArea(p, n));
-  for (size_t i = 0; i < n; ++i) {
-    const auto rim = std::make_pair(int32_t(i), int32_t((i + 1) % n));
-    EXPECT_EQ(opposite.count(rim), 1u);
-    EXPECT_EQ(opposite.count({rim.second, rim.first}), 0u);
-  }
+  EXPECT_TRUE(sum == area);
   for (const auto& [edge, c] : opposite) {
-    const auto back = opposite.find({edge.second, edge.first});
-    const bool rim = (edge.first + 1) % int32_t(n) == edge.second && edge.first < int32_t(n) &&
-                     edge.second < int32_t(n);
-    if (rim) continue;
-    ASSERT_NE(back, opposite.end());
+    const auto [a, b] = edge;
+    const bool rim = a < int32_t(n) && b == (a + 1) % int32_t(n);
+    const auto back = opposite.find({b, a});
+    EXPECT_EQ(back == opposite.end(), rim) << a << "-" << b;
+    if (rim || back == opposite.end()) continue;
     // d inside the circle through a, b, c (counter-clockwise) iff the lifted
-    // determinant is positive; computed in long double, coordinates are small.
-    const IntPoint2 &a = p[edge.first], &b = p[edge.second], &cc = p[c], &d = p[back->second];
-    auto lift = [&](const IntPoint2& q) {
-      return (long double)(q.x - d.x) * (q.x - d.x) + (long double)(q.y - d.y) * (q.y - d.y);
-    };
-    const long double det =
-        lift(a) *
-            ((long double)(b.x - d.x) * (cc.y - d.y) - (long double)(b.y - d.y) * (cc.x - d.x)) -
-        lift(b) *
-            ((long double)(a.x - d.x) * (cc.y - d.y) - (long double)(a.y - d.y) * (cc.x - d.x)) +
-        lift(cc) *
-            ((long double)(a.x - d.x) * (b.y - d.y) - (long double)(a.y - d.y) * (b.x - d.x));
-    EXPECT_LE(det, 0.0L) << "edge " << edge.first << "-" << edge.second << " is not Delaunay";
+    // determinant is positive; exact in 128 bits for these coordinates.
+    const IntPoint2 d = p[back->second];
+    __int128 m[3][3];
+    for (int i = 0; i < 3; ++i) {
+      const IntPoint2 q = p[i == 0 ? a : (i == 1 ? b : c)];
+      m[i][0] = q.x - d.x, m[i][1] = q.y - d.y, m[i][2] = m[i][0] * m[i][0] + m[i][1] * m[i][1];
+    }
+    const __int128 det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                         m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                         m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+    EXPECT_LE(det, 0) << "edge " << a << "-" << b << " is not Delaunay";
   }
 }
 
@@ -85,11 +66,9 @@ TEST(TriangulatePolygon, NonConvexPolygonsWithCollinearRimsAndInteriorPoints) {
 
   // A star of 300 points at pseudo-random radii.
   std::vector<IntPoint2> star;
-  uint64_t s = 12345;
+  std::mt19937 rng(12345);
   for (int i = 0; i < 300; ++i) {
-    s = s * 6364136223846793005ull + 1442695040888963407ull;
-    const double r = 400000.0 + double(s >> 44) * 0.5;
-    const double a = 2.0 * 3.14159265358979323846 * i / 300;
+    const double r = 400000.0 + rng() % 500000, a = 2.0 * 3.14159265358979323846 * i / 300;
     star.push_back({std::llround(r * std::cos(a)), std::llround(r * std::sin(a))});
   }
   for (int i = -5; i <= 5; ++i) star.push_back({i * 30000, (i * 7919) % 50000});
@@ -98,14 +77,31 @@ TEST(TriangulatePolygon, NonConvexPolygonsWithCollinearRimsAndInteriorPoints) {
 }
 
 TEST(TriangulatePolygon, RefusesPolygonsThatAreNotSimpleOrClockwise) {
-  Tris tris;
-  const std::vector<IntPoint2> bowtie = {{0, 0}, {10, 10}, {10, 0}, {0, 10}};
-  EXPECT_FALSE(triangulatePolygon(bowtie, 4, tris));
-  EXPECT_TRUE(tris.empty());
-  const std::vector<IntPoint2> clockwise = {{0, 0}, {0, 10}, {10, 10}, {10, 0}};
-  EXPECT_FALSE(triangulatePolygon(clockwise, 4, tris));
-  const std::vector<IntPoint2> huge = {{0, 0}, {kPlanarCoordinateLimit + 1, 0}, {0, 5}};
-  EXPECT_FALSE(triangulatePolygon(huge, 3, tris));
+  // A bow tie, a clockwise square, a corner beyond the coordinate limit.
+  for (const std::vector<IntPoint2>& p :
+       {std::vector<IntPoint2>{{0, 0}, {10, 10}, {10, 0}, {0, 10}},
+        {{0, 0}, {0, 10}, {10, 10}, {10, 0}},
+        {{0, 0}, {kPlanarCoordinateLimit + 1, 0}, {0, 5}}}) {
+    Tris tris = {{0, 1, 2}};
+    EXPECT_FALSE(triangulatePolygon(p, p.size(), tris));
+    EXPECT_TRUE(tris.empty());
+  }
+}
+
+TEST(TriangulateLoopMinimumWeight, TakesTheDiagonalWithTheSmallerBend) {
+  // A skew quad: across diagonal 1-3 the two triangles bend less than across
+  // 0-2, whichever corner the loop starts from. No rim faces to compare with.
+  const Vec3d quad[4] = {{0, 0, 0}, {2, 0, 0}, {4, 2, 2}, {0, 2, 0}};
+  for (int start = 0; start < 4; ++start) {
+    std::vector<Vec3d> loop;
+    for (int i = 0; i < 4; ++i) loop.push_back(quad[(start + i) % 4]);
+    Tris tris;
+    ASSERT_TRUE(triangulateLoopMinimumWeight(loop, std::vector<Vec3d>(4), tris));
+    ASSERT_EQ(tris.size(), 2u);
+    const int32_t one = (5 - start) % 4, three = (7 - start) % 4;  // where 1 and 3 are now
+    for (const auto& t : tris)
+      EXPECT_TRUE(std::count(t.begin(), t.end(), one) && std::count(t.begin(), t.end(), three));
+  }
 }
 
 }  // namespace

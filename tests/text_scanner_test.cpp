@@ -11,37 +11,30 @@
 namespace vekmesh {
 namespace {
 
-TEST(TextScanner, NumbersReadLikeAStreamWithoutLocale) {
-  double d = -1.0;
-  EXPECT_TRUE(parseNumber("+1.5e+000", d));
-  EXPECT_EQ(d, 1.5);
-  EXPECT_TRUE(parseNumber("2.5abc", d));  // the prefix counts
-  EXPECT_EQ(d, 2.5);
-  EXPECT_TRUE(parseNumber("1e400", d));
-  EXPECT_EQ(d, std::numeric_limits<double>::infinity());
-  EXPECT_TRUE(parseNumber("-0.0000001e-400", d));
-  EXPECT_EQ(d, 0.0);
-  EXPECT_TRUE(std::signbit(d));
-  for (const char* bad : {"", "+", "-", "x1", "+-1", ".", "e5"}) {
-    d = 7.0;
-    EXPECT_FALSE(parseNumber(bad, d)) << bad;
-    EXPECT_EQ(d, 7.0);
-  }
-  float f = 0.0f;
-  EXPECT_TRUE(parseNumber("1e39", f));  // beyond float, not beyond double
-  EXPECT_EQ(f, std::numeric_limits<float>::infinity());
-  EXPECT_TRUE(parseNumber("-1e39", f));
-  EXPECT_EQ(f, -std::numeric_limits<float>::infinity());
-  EXPECT_TRUE(parseNumber("0.1", f));
-  EXPECT_EQ(f, 0.1f);
+// True when `word` parses to exactly `expected`, sign of zero included.
+template <class T>
+bool parsesTo(const char* word, T expected) {
+  T value = 7;
+  return parseNumber(word, value) && value == expected &&
+         std::signbit(value) == std::signbit(expected);
+}
 
+TEST(TextScanner, NumbersReadLikeAStreamWithoutLocale) {
+  // The prefix counts; out-of-range values saturate (beyond float, not beyond
+  // double, is infinite for a float), underflow keeps its sign.
+  const double inf = std::numeric_limits<double>::infinity();
+  for (auto [word, expected] :
+       {std::pair{"+1.5e+000", 1.5}, {"2.5abc", 2.5}, {"1e400", inf}, {"-0.0000001e-400", -0.0}})
+    EXPECT_TRUE(parsesTo(word, expected)) << word;
+  EXPECT_TRUE(parsesTo("1e39", float(inf)) && parsesTo("-1e39", -float(inf)) &&
+              parsesTo("0.1", 0.1f));
+  for (const char* bad : {"", "+", "-", "x1", "+-1", ".", "e5"}) {
+    double d = 7.0;
+    EXPECT_TRUE(!parseNumber(bad, d) && d == 7.0) << bad;
+  }
   int64_t i = 0;
-  EXPECT_TRUE(parseInteger("+42", i));
-  EXPECT_EQ(i, 42);
-  EXPECT_TRUE(parseInteger("-3/4", i));
-  EXPECT_EQ(i, -3);
-  EXPECT_FALSE(parseInteger("99999999999999999999", i));
-  EXPECT_FALSE(parseInteger("", i));
+  EXPECT_TRUE(parseInteger("+42", i) && i == 42 && parseInteger("-3/4", i) && i == -3);
+  EXPECT_FALSE(parseInteger("99999999999999999999", i) || parseInteger("", i));
 }
 
 }  // namespace
