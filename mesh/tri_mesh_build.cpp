@@ -40,15 +40,17 @@ void whiteFace(Face& f) {
   for (int k = 0; k < 3; ++k) f.uv[k] = kNoTexCoord;
 }
 
-// Soup sources: each knows how to read one input layout.
-struct FloatSoup {
-  const float *corners, *colors, *uvs;
+// Soup sources: one input layout each, in single or double precision, with
+// the weld key that precision uses (double input is rounded to floats first).
+template <class Real, uint64_t (*Key)(const Point&)>
+struct SoupView {
+  const Real *corners, *colors, *uvs;
   const int32_t* materials;
   Point corner(size_t t, int c) const {
-    const float* p = corners + 9 * t + 3 * c;
-    return {p[0], p[1], p[2]};
+    const Real* p = corners + 9 * t + 3 * c;
+    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
   }
-  static uint64_t key(const Point& p) { return bitPatternKey(p); }
+  static uint64_t key(const Point& p) { return Key(p); }
   int16_t material(size_t t) const {
     return materials ? lowMaterialBits(materials[t]) : kNoMaterial;
   }
@@ -62,28 +64,8 @@ struct FloatSoup {
     return {uvs[6 * t + 2 * k], uvs[6 * t + 2 * k + 1]};
   }
 };
-
-struct DoubleSoup {
-  const double *corners, *colors, *uvs;
-  const int32_t* materials;
-  Point corner(size_t t, int c) const {
-    const double* p = corners + 9 * t + 3 * c;
-    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
-  }
-  static uint64_t key(const Point& p) { return scaledKey(p); }
-  int16_t material(size_t t) const {
-    return materials ? lowMaterialBits(materials[t]) : kNoMaterial;
-  }
-  void attributes(size_t t, Face& f) const {
-    f.material = material(t);
-    if (colors)
-      for (int i = 0; i < 9; ++i) f.colors[i / 3][i % 3] = colorByte(colors[9 * t + i]);
-  }
-  std::array<double, 2> uv(size_t t, int k) const {
-    if (!uvs) return {0.0, 0.0};
-    return {uvs[6 * t + 2 * k], uvs[6 * t + 2 * k + 1]};
-  }
-};
+using FloatSoup = SoupView<float, bitPatternKey>;
+using DoubleSoup = SoupView<double, scaledKey>;
 
 struct BytesSoup {
   const ByteSoup& soup;
