@@ -7,8 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -20,39 +19,35 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Scratch {
- public:
+struct Scratch {
+  const fs::path path = fs::temp_directory_path() /
+                        ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
   Scratch() {
-    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = fs::temp_directory_path() /
-            ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" + test->name());
-    fs::remove_all(path_);
-    fs::create_directories(path_);
+    fs::remove_all(path);
+    fs::create_directories(path);
   }
   ~Scratch() {
     std::error_code ec;
-    fs::remove_all(path_, ec);
+    fs::remove_all(path, ec);
   }
   // The narrow path an export receives: bytes appended as a host appends
   // them, not converted by std::filesystem's own narrow-string rule.
-  std::string file(const std::string& name) const { return path_.string() + "/" + name; }
+  std::string file(const std::string& name) const { return path.string() + "/" + name; }
   std::vector<std::string> entries() const {
     std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(path_))
+    for (const auto& entry : fs::directory_iterator(path))
       names.push_back(entry.path().filename().string());
     return names;
   }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
 };
 
-void writeText(const std::string& path, const std::string& text) {
-  std::FILE* f = openFile(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
+// A replaceFile writer putting `text` into the temporary file.
+std::function<bool(const char*)> writer(const std::string& text) {
+  return [text](const char* temp) {
+    std::FILE* f = openFile(temp, "wb");
+    return f && std::fwrite(text.data(), 1, text.size(), f) == text.size() && std::fclose(f) == 0;
+  };
 }
 
 std::string readText(const std::string& path) {
@@ -67,10 +62,9 @@ std::string readText(const std::string& path) {
 TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
   Scratch dir;
   const std::string path = dir.file("model.stl");
-  writeText(path, "solid x\nendsolid x\n");
+  writer("solid x\nendsolid x\n")(path.c_str());
   uint64_t size = 99;
-  FileHandle file = openRegularFile(path.c_str(), size);
-  ASSERT_TRUE(file);
+  EXPECT_TRUE(openRegularFile(path.c_str(), size));
   EXPECT_EQ(size, 19u);
   EXPECT_EQ(readText(path), "solid x\nendsolid x\n");  // binary: no newline translation
 
@@ -80,7 +74,7 @@ TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
   const char* device = "/dev/null";
 #endif
   for (const std::string& bad :
-       {dir.path().string(), dir.file("missing.stl"), std::string(device), std::string()}) {
+       {dir.path.string(), dir.file("missing.stl"), std::string(device), std::string()}) {
     SCOPED_TRACE(bad);
     size = 99;
     EXPECT_FALSE(openRegularFile(bad.c_str(), size));
@@ -95,20 +89,17 @@ TEST(PlatformFile, Utf8PathsReachTheSameFileAsTheWideName) {
   // "modèle-ü.stl" as UTF-8 bytes, the form a host with Unicode names passes.
   const std::string name = "mod\xC3\xA8le-\xC3\xBC.stl";
   const std::string path = dir.file(name);
-  writeText(path, "abc");
+  writer("abc")(path.c_str());
   // The file's name on disk is the decoded one, not the bytes read in some
   // other code page.
-  const fs::path wide = dir.path() / fs::u8path(name);
+  const fs::path wide = dir.path / fs::u8path(name);
   EXPECT_TRUE(fs::is_regular_file(wide));
   EXPECT_EQ(fs::file_size(wide), 3u);
   EXPECT_EQ(readText(path), "abc");
 
   const std::string replaced = dir.file("ersetzt-\xC3\xBC.stl");
-  writeText(replaced, "old");
-  EXPECT_TRUE(replaceFile(replaced, [](const char* temp) {
-    std::FILE* f = openFile(temp, "wb");
-    return f && std::fputs("new", f) >= 0 && std::fclose(f) == 0;
-  }));
+  writer("old")(replaced.c_str());
+  EXPECT_TRUE(replaceFile(replaced, writer("new")));
   EXPECT_EQ(readText(replaced), "new");
   EXPECT_EQ(dir.entries().size(), 2u);
 }
@@ -116,15 +107,7 @@ TEST(PlatformFile, Utf8PathsReachTheSameFileAsTheWideName) {
 TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
   Scratch dir;
   const std::string target = dir.file("model.stl");
-  writeText(target, "old");
-  auto writer = [](const std::string& text) {
-    return [text](const char* temp) {
-      std::FILE* f = openFile(temp, "wb");
-      if (!f) return false;
-      std::fwrite(text.data(), 1, text.size(), f);
-      return std::fclose(f) == 0;
-    };
-  };
+  writer("old")(target.c_str());
 
   // A writer that fails part-way or throws leaves the old file and no
   // temporary file.

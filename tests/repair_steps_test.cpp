@@ -21,15 +21,13 @@ namespace {
 using test::Soup;
 using test::Winding;
 
-TEST(SnapToGrid, TruncatesTowardZeroAfterAddingHalfAStep) {
+TEST(SnapToGrid, TruncatesTowardZeroAndWeldsCornersOnOneGridPoint) {
   EXPECT_EQ(snapCoordinate(-0.3f), -0.2998f);  // -1499.5 truncates to -1499
   EXPECT_EQ(snapCoordinate(1.00011f), 1.0002f);
   // Outside the contract: NaN goes to 0, huge values saturate.
   EXPECT_EQ(snapCoordinate(std::numeric_limits<float>::quiet_NaN()), 0.0f);
   EXPECT_EQ(snapCoordinate(-1e30f), static_cast<float>(-2147483648.0 / 5000.0));
-}
 
-TEST(SnapToGrid, CornersOnOneGridPointWeldInTheFollowingCompaction) {
   // Two triangles meant to share an edge, whose shared corners differ by less
   // than a grid step (and on both sides of zero).
   Soup soup;
@@ -83,10 +81,24 @@ TEST(UnifyOrientation, TurnsShellsOutwardAndMakesWindingConsistent) {
   EXPECT_FALSE(detectFlaws(cube, 0));
   EXPECT_NEAR(enclosedVolume(cube), 1.0, 1e-6);
 
-  // One flipped face is turned back by the walk.
-  TriMesh flipped = unified(test::withTriangleFlipped(test::cubeSoup(), 6), &turned);
+  // One flipped face is turned back by the walk, with its colours and texture
+  // references; faces that were right are untouched.
+  Soup soup = test::withTriangleFlipped(test::cubeSoup(), 6);
+  test::assignMaterial(soup, 1);
+  soup.colors.clear();
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
+    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), {c * 0.2f, 0.0f, 0.0f});
+  const TriMesh before = test::buildMesh(soup);
+  const TriMesh after = unified(soup, &turned);
   EXPECT_EQ(turned, 1u);
-  EXPECT_FALSE(detectFlaws(flipped, 0));
+  EXPECT_FALSE(detectFlaws(after, 0));
+  for (size_t f = 5; f < 7; ++f) {
+    const Face &a = before.faces[f], &b = after.faces[f];
+    const int s = f == 6;  // corners 0 and 1 swapped
+    EXPECT_TRUE(b.v[0] == a.v[s] && b.v[1] == a.v[1 - s]) << f;
+    EXPECT_TRUE(b.colors[0][0] == a.colors[s][0] && b.colors[1][0] == a.colors[1 - s][0]) << f;
+    EXPECT_TRUE(b.uv[0] == a.uv[s] && b.uv[1] == a.uv[1 - s]) << f;
+  }
 
   // A torus with every fifth face flipped.
   Soup torus = test::torusSoup(3.0f, 1.0f, 20, 10);
@@ -100,26 +112,6 @@ TEST(UnifyOrientation, TurnsShellsOutwardAndMakesWindingConsistent) {
                                           test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0})));
   EXPECT_FALSE(detectFlaws(two, 0));
   EXPECT_NEAR(enclosedVolume(two), 2.0, 1e-6);
-}
-
-TEST(UnifyOrientation, TurnsColoursAndTextureReferencesWithTheFace) {
-  Soup soup = test::withTriangleFlipped(test::cubeSoup(), 6);
-  test::assignMaterial(soup, 1);
-  soup.colors.clear();
-  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
-    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), {c * 0.2f, 0.0f, 0.0f});
-  const TriMesh before = test::buildMesh(soup);
-  const TriMesh after = unified(soup);
-  const Face& a = before.faces[6];
-  const Face& b = after.faces[6];
-  EXPECT_EQ(b.v[0], a.v[1]);
-  EXPECT_EQ(b.colors[0][0], a.colors[1][0]);
-  EXPECT_EQ(b.colors[1][0], a.colors[0][0]);
-  EXPECT_EQ(b.uv[0], a.uv[1]);
-  EXPECT_EQ(b.uv[1], a.uv[0]);
-  // Faces that were right are untouched.
-  EXPECT_EQ(after.faces[5].v[0], before.faces[5].v[0]);
-  EXPECT_EQ(after.faces[5].colors[0][0], before.faces[5].colors[0][0]);
 }
 
 TEST(RepairPipeline, LeavesAnIntactModelAsItWas) {

@@ -7,8 +7,9 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -160,39 +161,27 @@ inline std::vector<SampleFile> objSamples() {
 class ScratchDir {
  public:
   ScratchDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/vekmesh-io-XXXXXX";
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
-    if (mkdtemp(name.data())) path_ = name.data();
+    std::string name = (std::filesystem::temp_directory_path() / "vekmesh-io-XXXXXX").string();
+    if (mkdtemp(name.data())) path_ = name;
   }
   ~ScratchDir() {
-    if (path_.empty()) return;
-    for (const std::string& f : files_) unlink(f.c_str());
-    rmdir(path_.c_str());
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
   ScratchDir(const ScratchDir&) = delete;
   ScratchDir& operator=(const ScratchDir&) = delete;
 
   const std::string& path() const { return path_; }
-  // The path of `name` in this directory (remembered for removal).
-  std::string file(const std::string& name) {
-    files_.push_back(path_ + "/" + name);
-    return files_.back();
-  }
+  // The path of `name` in this directory.
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
   // Writes `bytes` to `name` and returns its path.
-  std::string write(const std::string& name, std::string_view bytes) {
-    const std::string p = file(name);
-    if (std::FILE* f = std::fopen(p.c_str(), "wb")) {
-      std::fwrite(bytes.data(), 1, bytes.size(), f);
-      std::fclose(f);
-    }
-    return p;
+  std::string write(const std::string& name, std::string_view bytes) const {
+    std::ofstream(file(name), std::ios::binary).write(bytes.data(), bytes.size());
+    return file(name);
   }
 
  private:
   std::string path_;
-  std::vector<std::string> files_;
 };
 
 // The whole content of a file, or "" when it cannot be read.
@@ -200,8 +189,7 @@ inline std::string readFileBytes(const std::string& path) {
   std::string out;
   if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
     char buffer[65536];
-    size_t got;
-    while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, got);
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, f)) > 0;) out.append(buffer, got);
     std::fclose(f);
   }
   return out;

@@ -1,7 +1,6 @@
 // Meshes built in code for the tests, the benchmarks and the fuzz seeds:
-// indexed UV spheres and tori (sized by segment counts or by a triangle
-// budget), triangle soups as a host passes them (tetrahedron, cube, glued
-// cubes, sphere, torus) and broken variants of any soup.
+// indexed UV spheres and tori, triangle soups as a host passes them, and
+// broken variants of any soup.
 #pragma once
 
 #include <array>
@@ -83,10 +82,8 @@ Soup cubeSoup(float edge = 1.0f, Winding winding = Winding::kOutward,
               const Point& origin = {0.0f, 0.0f, 0.0f});
 
 // Two cubes of edge `edge`, the second at (edge, edge, edge) touching the
-// first in one vertex, or at (edge, edge, 0) sharing the edge from
-// (edge, edge, 0) to (edge, edge, edge).
+// first in one vertex.
 Soup twoCubesSharingVertexSoup(float edge = 1.0f);
-Soup twoCubesSharingEdgeSoup(float edge = 1.0f);
 
 // uvSphere and torus as soups (Euler characteristic 2 and 0, outward wound).
 Soup uvSphereSoup(float radius, int slices, int stacks);

@@ -36,9 +36,6 @@ EdgeCensus edgeCensus(const std::vector<uint32_t>& triangles);
 // The live faces of `mesh`.
 EdgeCensus edgeCensus(const SubMesh& mesh);
 
-// Number of live faces.
-size_t liveFaceCount(const SubMesh& mesh);
-
 // Keeps what operations report and log through the contexts it makes.
 struct RunRecorder {
   std::vector<int32_t> percents;
