@@ -49,7 +49,8 @@ TEST(DetectFlaws, ModesTellClosedInsideOutMissingAndFlippedFaces) {
       {test::concatenate(cube, test::withoutTriangle(test::withoutTriangle(far_cube, 0), 1)),
        {true, true, true}},
   };
-  for (size_t i = 0; i < std::size(cases); ++i) EXPECT_EQ(answers(cases[i].first), cases[i].second) << i;
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(answers(cases[i].first), cases[i].second) << i;
   // Mode 3 and above judge like mode 1.
   EXPECT_FALSE(detectFlaws(test::buildMesh(test::cubeSoup(1.0f, Winding::kInward)), 7));
 }

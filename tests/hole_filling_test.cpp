@@ -53,8 +53,8 @@ PatchCheck checkPatch(const SubMesh& mesh, size_t first,
     const Vec3d a = at(mesh, v[0]), b = at(mesh, v[1]), c = at(mesh, v[2]);
     check.worst_aspect = std::max(check.worst_aspect, triangleAspectRatio(a, b, c));
     const Vec3d n = faceUnitNormal(mesh.vertices[v[0]], mesh.vertices[v[1]], mesh.vertices[v[2]]);
-    const Vec3d o = outward({(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3,
-                             (a[2] + b[2] + c[2]) / 3});
+    const Vec3d o =
+        outward({(a[0] + b[0] + c[0]) / 3, (a[1] + b[1] + c[1]) / 3, (a[2] + b[2] + c[2]) / 3});
     check.worst_outward = std::min(check.worst_outward, (n[0] * o[0] + n[1] * o[1] + n[2] * o[2]) /
                                                             std::hypot(o[0], o[1], o[2]));
   }

@@ -100,8 +100,8 @@ void expectSameMesh(const SubMesh& a, const SubMesh& b) {
 TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
   TriMesh mesh = damaged();
   const TriMesh expected = rebuiltFromSoup(mesh);
-  const auto live = std::count_if(mesh.faces.begin(), mesh.faces.end(),
-                                  [](const Face& f) { return !f.removed; });
+  const auto live =
+      std::count_if(mesh.faces.begin(), mesh.faces.end(), [](const Face& f) { return !f.removed; });
   ASSERT_LT(expected.faces.size(), size_t(live));  // some faces collapsed
   compactMesh(mesh);
   expectSameMesh(mesh, expected);

@@ -91,23 +91,17 @@ TEST(SampledBoundingBox, UpdatesMaximumAndMinimumExclusively) {
   EXPECT_EQ(upper.position, (std::array<float, 3>{-1e6f, -1e6f, -1e6f}));
 }
 
-Soup texturedCube(int32_t material, const test::Point& origin) {
-  Soup soup = test::cubeSoup(1.0f, Winding::kOutward, origin);
-  test::assignMaterial(soup, material);
-  soup.materials[3] = -1;
-  soup.materials[4] = 1;
-  test::paint(soup, {1.0f, 0.0f, 0.6f});
-  return soup;
-}
-
 TEST(AppendMesh, RebasesEveryIndexOfTheSource) {
   Soup first_soup = test::tetrahedronSoup(2.0f);
   test::assignMaterial(first_soup, 6);
   first_soup.materials[1] = -1;
-  const Soup second_soup = texturedCube(0, {5, 5, 5});
+  Soup second_soup = test::cubeSoup(1.0f, Winding::kOutward, {5, 5, 5});
+  test::assignMaterial(second_soup, 0);
+  second_soup.materials[3] = -1;
+  second_soup.materials[4] = 1;
+  test::paint(second_soup, {1.0f, 0.0f, 0.6f});
 
-  TriMesh a = test::buildMesh(first_soup);
-  TriMesh b = test::buildMesh(second_soup);
+  TriMesh a = test::buildMesh(first_soup), b = test::buildMesh(second_soup);
   buildShells(a);
   buildShells(b);
   const size_t a_tex = a.texCoords.size(), b_tex = b.texCoords.size();

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <set>
 
 #include "io/file_dispatch.h"
@@ -152,8 +151,8 @@ TEST(ObjReader, PolygonsAreTriangulatedInsideTheirOutline) {
   // Repeated consecutive points are skipped, including last to first; a
   // continued line is one face.
   for (const std::string& text : {std::string("v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 1 1 0\n"
-                                               "f 1 1 2 3 5 4 1\n"),
-                                   test::objSamples()[2].bytes}) {
+                                              "f 1 1 2 3 5 4 1\n"),
+                                  test::objSamples()[2].bytes}) {
     const TriMesh square = readText(dir, text);
     EXPECT_EQ(square.faces.size(), 2u);
     EXPECT_DOUBLE_EQ(areaFromAbove(square), 1.0);
@@ -185,29 +184,27 @@ TEST(ObjRoundTrip, KeepsColoursTextureCoordinatesAndGroups) {
   // Faces come back group by group (-1, 0, 1), each group in face order; every
   // group, the untextured one included, has its "usemtl" line, so they read
   // back as 1, 2, 3.
-  std::vector<uint32_t> order(mesh.faces.size());
-  for (uint32_t f = 0; f < order.size(); ++f) order[f] = f;
-  std::stable_sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-    return mesh.faces[a].material < mesh.faces[b].material;
-  });
-  for (size_t i = 0; i < order.size(); ++i) {
-    const Face& was = mesh.faces[order[i]];
-    const Face& now = back.faces[i];
-    EXPECT_EQ(now.material, was.material + 2) << "face " << i;
-    for (int c = 0; c < 3; ++c) {
-      for (int a = 0; a < 3; ++a)
-        EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a], 5e-6);
-      if (was.material < 0) {
-        for (int k = 0; k < 3; ++k) {
-          const int drop = was.colors[c][k] - now.colors[c][k];
-          EXPECT_TRUE(drop == 0 || (drop == 1 && was.colors[c][k] % 51 != 0)) << drop;
+  size_t i = 0;
+  for (const int group : {-1, 0, 1})
+    for (const Face& was : mesh.faces) {
+      if (was.material != group) continue;
+      const Face& now = back.faces[i++];
+      EXPECT_EQ(now.material, was.material + 2) << "face " << i;
+      for (int c = 0; c < 3; ++c) {
+        for (int a = 0; a < 3; ++a)
+          EXPECT_NEAR(back.vertices[now.v[c]].position[a], mesh.vertices[was.v[c]].position[a],
+                      5e-6);
+        if (was.material < 0) {
+          for (int k = 0; k < 3; ++k) {
+            const int drop = was.colors[c][k] - now.colors[c][k];
+            EXPECT_TRUE(drop == 0 || (drop == 1 && was.colors[c][k] % 51 != 0)) << drop;
+          }
+        } else {
+          EXPECT_NEAR(back.texCoords[now.uv[c]].u, mesh.texCoords[was.uv[c]].u, 5e-6);
+          EXPECT_NEAR(back.texCoords[now.uv[c]].v, mesh.texCoords[was.uv[c]].v, 5e-6);
         }
-      } else {
-        EXPECT_NEAR(back.texCoords[now.uv[c]].u, mesh.texCoords[was.uv[c]].u, 5e-6);
-        EXPECT_NEAR(back.texCoords[now.uv[c]].v, mesh.texCoords[was.uv[c]].v, 5e-6);
       }
     }
-  }
 }
 
 }  // namespace

@@ -20,9 +20,9 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Scratch {
-  const fs::path path = fs::temp_directory_path() /
-                        ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" +
-                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  const fs::path path =
+      fs::temp_directory_path() / ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" +
+                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
   Scratch() {
     fs::remove_all(path);
     fs::create_directories(path);
@@ -96,17 +96,12 @@ TEST(PlatformFile, Utf8PathsReachTheSameFileAsTheWideName) {
   EXPECT_TRUE(fs::is_regular_file(wide));
   EXPECT_EQ(fs::file_size(wide), 3u);
   EXPECT_EQ(readText(path), "abc");
-
-  const std::string replaced = dir.file("ersetzt-\xC3\xBC.stl");
-  writer("old")(replaced.c_str());
-  EXPECT_TRUE(replaceFile(replaced, writer("new")));
-  EXPECT_EQ(readText(replaced), "new");
-  EXPECT_EQ(dir.entries().size(), 2u);
 }
 
 TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
   Scratch dir;
-  const std::string target = dir.file("model.stl");
+  const std::string name = "ersetzt-\xC3\xBC.stl";  // UTF-8, as in the test above
+  const std::string target = dir.file(name);
   writer("old")(target.c_str());
 
   // A writer that fails part-way or throws leaves the old file and no
@@ -120,7 +115,7 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
     throw std::runtime_error("disk gone");
   }));
   EXPECT_EQ(readText(target), "old");
-  EXPECT_EQ(dir.entries(), std::vector<std::string>{"model.stl"});
+  EXPECT_EQ(dir.entries(), std::vector<std::string>{fs::u8path(name).string()});
 
   // Success replaces an existing file and creates a missing one, beside it.
   EXPECT_TRUE(replaceFile(target, writer("new content")));

@@ -84,7 +84,7 @@ TEST(StlLoader, AsciiCornersAreGroupedInThreesWhateverTheFacets) {
   ScratchDir dir;
   const std::pair<std::string, std::vector<float>> cases[] = {
       {test::kFourVertexFacetStl,
-       {0, 0, 0, 1, 0, 0, 1, 1, 0,     // first three of facet 1
+       {0, 0, 0, 1, 0, 0, 1, 1, 0,    // first three of facet 1
         0, 1, 0, 0, 0, 1, 1, 0, 1}},  // its fourth, then facet 2
       {"solid vertex 9 9 9\n"
        "xfacetx vertex 0.1 0 0 vertex 0 +1e0 0 vertex 0 0 1E+000\n"

@@ -34,10 +34,13 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
     const Point a = pick();
     soup.addTriangle(a, t % 50 == 0 ? a : pick(), pick());  // every 50th collapses
   }
+  test::assignMaterial(soup, 0);
+  for (size_t i = 0; i < soup.uvs.size(); ++i) soup.uvs[i] = float(i);  // all distinct
 
   std::map<std::array<uint32_t, 3>, int32_t> first_seen;
   std::vector<Point> expected_vertices;
   std::vector<std::array<int32_t, 3>> expected_faces;
+  std::vector<uint32_t> source;  // each expected face's triangle
   for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
     std::array<int32_t, 3> v;
     for (int c = 0; c < 3; ++c) {
@@ -46,7 +49,9 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
       if (inserted) expected_vertices.push_back(p);
       v[c] = it->second;
     }
-    if (v[0] != v[1] && v[1] != v[2] && v[0] != v[2]) expected_faces.push_back(v);
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+    expected_faces.push_back(v);
+    source.push_back(t);
   }
   ASSERT_LT(expected_vertices.size(), 3u * soup.triangleCount());  // some corners do weld
 
@@ -58,6 +63,15 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
   for (const Face& f : mesh.faces) faces.push_back({f.v[0], f.v[1], f.v[2]});
   EXPECT_EQ(faces, expected_faces);
   EXPECT_EQ(test::invariantViolation(mesh), "");
+  // Each face has its own triangle's texture coordinates, in face order;
+  // dropped triangles get none.
+  ASSERT_EQ(mesh.texCoords.size(), 3 * source.size());
+  for (size_t f = 0; f < source.size(); ++f)
+    for (int c = 0; c < 3; ++c) {
+      const TexCoord& uv = mesh.texCoords[mesh.faces[f].uv[c]];
+      ASSERT_EQ(uv.u, soup.uvs[6 * source[f] + 2 * c]) << f;
+      ASSERT_EQ(uv.v, soup.uvs[6 * source[f] + 2 * c + 1]) << f;
+    }
 }
 
 TEST(TriMeshBuild, CollapsedTriangleIsDroppedButKeepsItsVertices) {
@@ -178,16 +192,13 @@ TEST(TriMeshBuild, MaterialsKeepLowSixteenBitsAndDecideTexturing) {
 
 // Double-precision input is rounded to floats, then welded on coordinates
 // scaled by about a million: nearby corners and signed zeros merge.
-TEST(TriMeshBuildDouble, WeldsCornersAboutAMillionthApart) {
+TEST(TriMeshBuildDouble, WeldsCornersAboutAMillionthApartAndReadsDoubleAttributes) {
   const double d = 1e-8;
-  const double corners[] =
-      {
-          0,     0,     0,     1,         1,         1,
-          1,     0,     1,  // widens the box so the pairs share a cell
-          0.001, 0.002, 0.003, 0.004,     0.002,     0.003,
-          0.001, 0.005, 0.003, 0.004 + d, 0.002 + d, 0.003 + d,
-          0.004, 0.005, 0.003, 0.001 + d, 0.005 + d, 0.003 + d,
-      };
+  // The first triangle widens the box so that the pairs share a cell.
+  const double corners[] = {0,     0,     0,     1,         1,         1,         1,
+                            0,     1,     0.001, 0.002,     0.003,     0.004,     0.002,
+                            0.003, 0.001, 0.005, 0.003,     0.004 + d, 0.002 + d, 0.003 + d,
+                            0.004, 0.005, 0.003, 0.001 + d, 0.005 + d, 0.003 + d};
   TriMesh mesh;
   buildTriMeshDouble(mesh, 3, corners, nullptr, nullptr, nullptr);
   EXPECT_EQ(mesh.vertices.size(), 7u);
@@ -204,16 +215,14 @@ TEST(TriMeshBuildDouble, WeldsCornersAboutAMillionthApart) {
   buildTriMeshDouble(mesh, 1, zeros, nullptr, nullptr, nullptr);
   EXPECT_TRUE(mesh.faces.empty());
   EXPECT_EQ(mesh.vertices.size(), 2u);
-}
 
-TEST(TriMeshBuildDouble, ReadsDoubleAttributesAndWideMaterials) {
-  const double corners[] = {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+  // Attributes are read as doubles; materials keep their low sixteen bits.
+  const double square[] = {0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
   const double colors[] = {1.0, 0.5, 0.0, 0.2, 0.4, 0.6, 1.5, 0.0, 1.0,
                            0.0, 0.0, 0.0, 1.0, 1.0, 1.0, 0.5, 0.5, 0.5};
   const double uvs[] = {0.1, 0.2, 0.3, 0.4, 0.5, 0.6, 0.7, 0.8, 0.9, 1.0, 1.1, 1.2};
   const int32_t materials[] = {-1, 65537};
-  TriMesh mesh;
-  buildTriMeshDouble(mesh, 2, corners, colors, uvs, materials);
+  buildTriMeshDouble(mesh, 2, square, colors, uvs, materials);
   ASSERT_EQ(mesh.faces.size(), 2u);
   EXPECT_EQ(mesh.vertices.size(), 4u);
   EXPECT_EQ(mesh.faces[0].colors[0][1], 127);

@@ -77,13 +77,13 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
 
   std::vector<Point> points;
   for (size_t v = 0; v < sphere.vertexCount(); ++v)
-    points.push_back({sphere.positions[3 * v], sphere.positions[3 * v + 1],
-                      sphere.positions[3 * v + 2]});
+    points.push_back(
+        {sphere.positions[3 * v], sphere.positions[3 * v + 1], sphere.positions[3 * v + 2]});
   std::vector<Tri> soup;
   for (size_t f = 0; f < triangles; ++f)
     if (!gone[f])
-      soup.push_back({sphere.triangles[3 * f], sphere.triangles[3 * f + 1],
-                      sphere.triangles[3 * f + 2]});
+      soup.push_back(
+          {sphere.triangles[3 * f], sphere.triangles[3 * f + 1], sphere.triangles[3 * f + 2]});
   const size_t kept = soup.size();
   for (size_t k = 0; k < kept / 100; ++k) {
     Tri& t = soup[rng.below(kept)];

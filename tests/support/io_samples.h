@@ -1,7 +1,6 @@
-// Model files the file-format tests write for themselves, and the same files
-// as the seed corpus of the STL and OBJ fuzz targets: binary and ASCII STL made
-// from test soups (plain, oddly spaced, with a "solid" header, hostile counts)
-// and hand-written OBJ text with colours, texture numbers, groups and polygons.
+// Model files the file-format tests write for themselves, also the seed corpus
+// of the STL and OBJ fuzz targets: binary and ASCII STL made from test soups,
+// hand-written OBJ text, and a scratch directory to write them to.
 #pragma once
 
 #include <unistd.h>
@@ -77,47 +76,26 @@ inline std::string asciiStl(const Soup& soup, AsciiStyle style = AsciiStyle::kPl
 // threes they give (0,0,0) (1,0,0) (1,1,0) and (0,1,0) (0,0,1) (1,0,1); the
 // seventh corner (0,1,1) is left over and dropped.
 inline const char* const kFourVertexFacetStl =
-    "solid four\n"
+    "solid four\nfacet normal 0 0 1\n outer loop\n"
+    "  vertex 0 0 0\n  vertex 1 0 0\n  vertex 1 1 0\n  vertex 0 1 0\n endloop\nendfacet\n"
     "facet normal 0 0 1\n outer loop\n"
-    "  vertex 0 0 0\n  vertex 1 0 0\n  vertex 1 1 0\n  vertex 0 1 0\n"
-    " endloop\nendfacet\n"
-    "facet normal 0 0 1\n outer loop\n"
-    "  vertex 0 0 1\n  vertex 1 0 1\n  vertex 0 1 1\n"
-    " endloop\nendfacet\n"
-    "endsolid four\n";
+    "  vertex 0 0 1\n  vertex 1 0 1\n  vertex 0 1 1\n endloop\nendfacet\nendsolid four\n";
 
 // Coloured vertices, texture coordinates, faces before and after "usemtl",
 // a quad, relative (negative) and zero vertex numbers (those faces are
 // dropped), and texture numbers that are missing or out of range.
 inline const char* const kFeaturesObj =
-    "# features\n"
-    "mtllib whatever.mtl\n"
-    "v 0 0 0 1 0 0\n"
-    "v 1 0 0 0 1 0\n"
-    "v 0 1 0 0 0 1\n"
-    "v 1 1 0\n"
-    "vt 0.25 0.5\n"
-    "vt 0.75 0.125\n"
-    "f 1 2 3\n"
-    "usemtl red\n"
-    "f 2/1 4/2 3/7\n"
-    "usemtl red\n"
-    "f 1//1 2/2/2 4/2 3\n"
-    "f -1 -2 -3\n"
-    "f 0 1 2\n"
-    "f 1 2 9\n";
+    "# features\nmtllib whatever.mtl\n"
+    "v 0 0 0 1 0 0\nv 1 0 0 0 1 0\nv 0 1 0 0 0 1\nv 1 1 0\n"
+    "vt 0.25 0.5\nvt 0.75 0.125\n"
+    "f 1 2 3\nusemtl red\nf 2/1 4/2 3/7\nusemtl red\n"
+    "f 1//1 2/2/2 4/2 3\nf -1 -2 -3\nf 0 1 2\nf 1 2 9\n";
 
 // An L-shaped hexagon in the plane z = 2: the square (1,1)-(2,2) cut from the
 // square (0,0)-(2,2), wound counter-clockwise seen from +z; area 3. It starts
 // at (1,2), from where a fan would cover the notch with a folded triangle.
 inline const char* const kConcavePolygonObj =
-    "v 1 2 2\n"
-    "v 0 2 2\n"
-    "v 0 0 2\n"
-    "v 2 0 2\n"
-    "v 2 1 2\n"
-    "v 1 1 2\n"
-    "f 1 2 3 4 5 6\n";
+    "v 1 2 2\nv 0 2 2\nv 0 0 2\nv 2 0 2\nv 2 1 2\nv 1 1 2\nf 1 2 3 4 5 6\n";
 
 struct SampleFile {
   std::string name;

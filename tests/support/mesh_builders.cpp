@@ -162,8 +162,8 @@ void Soup::addTriangle(const Point& a, const Point& b, const Point& c) {
 TriMesh buildMesh(const Soup& soup) {
   TriMesh mesh;
   auto data = [](const auto& v) { return v.empty() ? nullptr : v.data(); };
-  buildTriMesh(mesh, soup.triangleCount(), soup.corners.data(), data(soup.colors),
-               data(soup.uvs), data(soup.materials));
+  buildTriMesh(mesh, soup.triangleCount(), soup.corners.data(), data(soup.colors), data(soup.uvs),
+               data(soup.materials));
   return mesh;
 }
 
@@ -196,10 +196,10 @@ Soup cubeSoup(float edge, Winding winding, const Point& origin) {
     p.push_back({origin[0] + ((i & 1) ? edge : 0.0f), origin[1] + ((i & 2) ? edge : 0.0f),
                  origin[2] + ((i & 4) ? edge : 0.0f)});
   // Two triangles per side, sides in the order -z, +z, -y, +y, -x, +x.
-  return oriented(p,
-                  {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6}, {0, 1, 4}, {1, 5, 4},
-                   {2, 6, 3}, {3, 6, 7}, {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}},
-                  winding);
+  const std::vector<std::array<int, 3>> triangles = {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6},
+                                                     {0, 1, 4}, {1, 5, 4}, {2, 6, 3}, {3, 6, 7},
+                                                     {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
+  return oriented(p, triangles, winding);
 }
 
 Soup twoCubesSharingVertexSoup(float edge) {
@@ -214,9 +214,15 @@ Soup torusSoup(float major, float minor, int majorSegments, int minorSegments) {
   return soupOf(torus(majorSegments, minorSegments, major, minor));
 }
 
-Soup withoutTriangle(const Soup& soup, size_t t) { return withTriangleEdited(soup, t, 0); }
-Soup withTriangleFlipped(const Soup& soup, size_t t) { return withTriangleEdited(soup, t, 1); }
-Soup withTriangleDuplicated(const Soup& soup, size_t t) { return withTriangleEdited(soup, t, 2); }
+Soup withoutTriangle(const Soup& soup, size_t t) {
+  return withTriangleEdited(soup, t, 0);
+}
+Soup withTriangleFlipped(const Soup& soup, size_t t) {
+  return withTriangleEdited(soup, t, 1);
+}
+Soup withTriangleDuplicated(const Soup& soup, size_t t) {
+  return withTriangleEdited(soup, t, 2);
+}
 
 Soup concatenate(const Soup& a, const Soup& b) {
   Soup out;

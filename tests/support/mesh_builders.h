@@ -25,11 +25,11 @@ struct IndexedMesh {
   size_t triangleCount() const { return triangles.size() / 3; }
 };
 
-// Latitude-longitude sphere about the origin: `stacks` bands from pole to
-// pole (at least 2) and `slices` segments around z (at least 3). The polar
-// bands are fans around one pole vertex, so the mesh is closed with
-// 2 * slices * (stacks - 1) triangles and slices * (stacks - 1) + 2 vertices.
-// Vertex 0 is the north pole, then ring by ring southwards, then the south pole.
+// Latitude-longitude sphere about the origin: `stacks` bands from pole to pole
+// (at least 2), `slices` segments around z (at least 3), polar fans; closed,
+// 2 * slices * (stacks - 1) triangles. Vertex 0 is the north pole, then ring by
+// ring southwards, then the south pole. Triangles: the northern fan, then band
+// by band two per slice, then the southern fan.
 IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius);
 
 // Ring torus about z: `major_segments` (at least 3) around the axis,
@@ -37,13 +37,11 @@ IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius);
 IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_radius,
                   float minor_radius);
 
-// Segment counts giving close to `target_triangles` with cells of roughly
-// equal sides (twice as many slices as stacks; major about three times minor).
+// Close to `target_triangles`, cells of roughly equal sides.
 IndexedMesh uvSphereNear(size_t target_triangles, float radius);
 IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_radius);
 
-// Unindexed copy, 9 floats per triangle. Corners sharing a vertex get
-// bit-identical coordinates, so an exact weld recovers the indexed mesh.
+// Unindexed copy, 9 floats per triangle; an exact weld recovers the mesh.
 std::vector<float> toSoup(const IndexedMesh& mesh);
 
 // Signed volume of the tetrahedra from the origin, in double.
@@ -62,12 +60,10 @@ struct Soup {
   void addTriangle(const Point& a, const Point& b, const Point& c);
 };
 
-// Builds a mesh with the single-precision constructor; empty attribute
-// vectors are passed as null.
+// The single-precision constructor's mesh; empty attributes are passed as null.
 TriMesh buildMesh(const Soup& soup);
 
-// An indexed shape expanded into a soup: shared corners are bit-identical
-// because every triangle copies them from the same point.
+// An indexed shape expanded into a soup (shared corners bit-identical).
 Soup soupFromIndexed(const std::vector<Point>& points,
                      const std::vector<std::array<int, 3>>& triangles);
 
@@ -76,8 +72,8 @@ enum class Winding { kOutward, kInward };
 // Tetrahedron on (0,0,0), (e,0,0), (0,e,0), (0,0,e); volume e^3 / 6.
 Soup tetrahedronSoup(float edge = 1.0f, Winding winding = Winding::kOutward);
 
-// Axis-aligned cube [origin, origin + edge]^3 in 12 triangles; two triangles
-// per side, side order -z, +z, -y, +y, -x, +x.
+// Axis-aligned cube [origin, origin + edge]^3: two triangles per side, sides
+// in the order -z, +z, -y, +y, -x, +x.
 Soup cubeSoup(float edge = 1.0f, Winding winding = Winding::kOutward,
               const Point& origin = {0.0f, 0.0f, 0.0f});
 
@@ -89,9 +85,7 @@ Soup twoCubesSharingVertexSoup(float edge = 1.0f);
 Soup uvSphereSoup(float radius, int slices, int stacks);
 Soup torusSoup(float major, float minor, int majorSegments, int minorSegments);
 
-// Broken variants: copies of `soup` with triangle t removed (a hole), with its
-// winding reversed, or with a second copy of it appended at the end.
-// Attributes follow their triangle.
+// Copies of `soup` with triangle t removed, reversed, or repeated at the end.
 Soup withoutTriangle(const Soup& soup, size_t t);
 Soup withTriangleFlipped(const Soup& soup, size_t t);
 Soup withTriangleDuplicated(const Soup& soup, size_t t);
@@ -100,9 +94,8 @@ Soup withTriangleDuplicated(const Soup& soup, size_t t);
 // in only one of them are filled for the other (white, no material, uv 0).
 Soup concatenate(const Soup& a, const Soup& b);
 
-// Attribute helpers: one colour on every corner; one material on every
-// triangle with per-corner uvs derived from the corner position (u = x + 2y,
-// v = z - y) so that round trips can be checked.
+// One colour on every corner; one material on every triangle with uvs from
+// the corner position (u = x + 2y, v = z - y).
 void paint(Soup& soup, const Rgb& rgb);
 void assignMaterial(Soup& soup, int32_t material);
 
