@@ -73,18 +73,15 @@ TEST(FillHoles, ClosesAFourVertexHoleOnlyWhenNoFaceHasAMaterial) {
   EXPECT_NEAR(enclosedVolume(plain), 1.0, 1e-6);
   EXPECT_LT(checkPatch(plain, 10, [](const Vec3d&) { return Vec3d{1, 0, 0}; }).worst_aspect, 1.8);
 
+  // Any material, 0 included, keeps the hole open.
   Soup textured = open_cube;
-  test::assignMaterial(textured, 3);
-  TriMesh kept = test::buildMesh(textured);
-  report = repairMesh(kept, {HoleFilling::kWhenUntextured});
-  EXPECT_FALSE(report.holes_filled);
-  rebuildTopology(kept);
-  EXPECT_EQ(test::edgeCensus(kept).boundary, 4u);
-  // Material 0 is a material like any other.
-  test::assignMaterial(textured, 0);
-  TriMesh zero = test::buildMesh(textured);
-  EXPECT_FALSE(repairMesh(zero, {HoleFilling::kWhenUntextured}).holes_filled);
-  test::assignMaterial(textured, 3);
+  for (const int32_t material : {0, 3}) {
+    test::assignMaterial(textured, material);
+    TriMesh kept = test::buildMesh(textured);
+    EXPECT_FALSE(repairMesh(kept, {HoleFilling::kWhenUntextured}).holes_filled);
+    rebuildTopology(kept);
+    EXPECT_EQ(test::edgeCensus(kept).boundary, 4u);
+  }
 
   // The plain-array repair fills regardless; the patch carries no material.
   TriMesh always = test::buildMesh(textured);
@@ -116,10 +113,10 @@ TEST(FillHoles, PatchesCurvedHolesWithoutFoldsOrSlivers) {
   // The patch follows the sphere instead of spanning the window flat (which
   // would sag up to 2.9 below it): a least-squares quadric over a cap this
   // wide stays within 2.5% of the radius.
-  for (size_t v = mesh.vertices.size() - report.vertices_added; v < mesh.vertices.size(); ++v) {
-    const Vec3d p = at(mesh, static_cast<int32_t>(v));
-    EXPECT_NEAR(std::sqrt(p[0] * p[0] + p[1] * p[1] + p[2] * p[2]), 10.0, 0.25);
-  }
+  for (size_t v = mesh.vertices.size() - report.vertices_added; v < mesh.vertices.size(); ++v)
+    EXPECT_NEAR(std::hypot(mesh.vertices[v].position[0], mesh.vertices[v].position[1],
+                           mesh.vertices[v].position[2]),
+                10.0, 0.25);
   compactMesh(mesh);
   EXPECT_FALSE(detectFlaws(mesh, 0));
   EXPECT_NEAR(enclosedVolume(mesh), intact, 0.0025 * intact);

@@ -31,14 +31,6 @@ TriMesh readText(ScratchDir& dir, const std::string& text) {
   return mesh;
 }
 
-// Two triangles over the unit square, sharing the edge (1,0,0)-(0,1,0).
-Soup squareSoup() {
-  Soup soup;
-  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
-  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
-  return soup;
-}
-
 // Signed area of a face seen from +z.
 double areaFromAbove(const SubMesh& mesh, const Face& f) {
   const auto &a = mesh.vertices[f.v[0]].position, &b = mesh.vertices[f.v[1]].position,
@@ -56,12 +48,14 @@ double areaFromAbove(const SubMesh& mesh) {
 
 TEST(ObjWriter, TexturedFacesAndGroupsInAscendingOrder) {
   ScratchDir dir;
-  Soup soup = squareSoup();
+  Soup soup;  // the unit square and a triangle on its corner (1, 1, 0)
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
   soup.addTriangle({1, 1, 0}, {2, 1, 0}, {1, 2, 0});
   soup.materials = {2, 0, -1};
-  soup.uvs = {
-      0.1f, 0.2f,  0.3f,   0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f,
-      1.0f, 0.25f, 0.125f, 9,    9,    9,    9,    9,    9};  // the last triangle's are never read
+  // The last triangle's are never read.
+  soup.uvs = {0.1f, 0.2f, 0.3f, 0.4f, 0.5f, 0.6f, 0.7f, 0.8f, 0.9f, 1.0f, 0.25f, 0.125f};
+  soup.uvs.resize(18, 9.0f);
   test::paint(soup, {0, 1, 0});
   TriMesh mesh = test::buildMesh(soup);
   EXPECT_EQ(writeToText(mesh, dir),

@@ -74,28 +74,6 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
     }
 }
 
-TEST(TriMeshBuild, CollapsedTriangleIsDroppedButKeepsItsVertices) {
-  Soup soup;
-  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
-  soup.addTriangle({5, 5, 5}, {5, 5, 5}, {6, 6, 6});  // two bit-identical corners
-  soup.addTriangle({1, 0, 0}, {1, 1, 0}, {0, 1, 0});
-  test::assignMaterial(soup, 0);
-  const TriMesh mesh = test::buildMesh(soup);
-
-  ASSERT_EQ(mesh.faces.size(), 2u);
-  EXPECT_EQ(mesh.vertices.size(), 6u);  // (5,5,5) and (6,6,6) stay, unreferenced
-  EXPECT_TRUE(mesh.vertices[3].incidentCorners.empty());
-  EXPECT_TRUE(mesh.vertices[4].incidentCorners.empty());
-  // The third triangle became face 1: the face counter did not advance.
-  EXPECT_EQ(mesh.faces[1].v[1], 5);
-  ASSERT_EQ(mesh.vertices[5].incidentCorners.size(), 1u);
-  EXPECT_EQ(mesh.vertices[5].incidentCorners[0].face, 1u);
-  // No texture coordinates for the dropped triangle; face 1 reads triangle 2's.
-  ASSERT_EQ(mesh.texCoords.size(), 6u);
-  EXPECT_EQ(mesh.texCoords[mesh.faces[1].uv[1]].u, soup.uvs[6 * 2 + 2]);
-  EXPECT_EQ(test::invariantViolation(mesh), "");
-}
-
 // The weld compares keys, not coordinates: two different points whose keys
 // coincide become one vertex when they share a cell, two when they do not.
 TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {

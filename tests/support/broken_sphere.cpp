@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 #include "mesh_builders.h"
 
@@ -14,19 +15,14 @@ namespace {
 
 constexpr size_t kHoleCount = 20;
 
-class SplitMix {
- public:
-  explicit SplitMix(uint64_t seed) : state_(seed) {}
-  uint64_t next() {
-    uint64_t z = (state_ += 0x9E3779B97F4A7C15ull);
+struct SplitMix {
+  uint64_t state;
+  size_t below(size_t n) {
+    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
+    return static_cast<size_t>((z ^ (z >> 31)) % n);
   }
-  size_t below(size_t n) { return static_cast<size_t>(next() % n); }
-
- private:
-  uint64_t state_;
 };
 
 using Tri = std::array<uint32_t, 3>;
@@ -42,7 +38,7 @@ bool sameGridPoint(const Point& a, const Point& b) {
 }  // namespace
 
 BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radius) {
-  SplitMix rng(seed);
+  SplitMix rng{seed};
   const uint32_t stacks =
       std::max<uint32_t>(6, static_cast<uint32_t>(std::lround(std::sqrt(target_triangles / 4.0))));
   const uint32_t slices = 2 * stacks;
@@ -52,6 +48,7 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
   out.radius = radius;
   out.intact_triangles = triangles;
   out.intact_volume = signedVolume(sphere);
+  out.holes = kHoleCount;
 
   // Holes: centres on rings spread between the polar caps, several rings
   // apart so that no two holes touch; 1 to 6 consecutive faces of the fan.
@@ -72,29 +69,22 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
     const size_t take = 1 + h % 6;
     for (size_t k = 0; k < take; ++k) gone[fan[k]] = 1;
     out.hole_faces += take;
-    ++out.holes;
   }
 
-  std::vector<Point> points;
-  for (size_t v = 0; v < sphere.vertexCount(); ++v)
-    points.push_back(
-        {sphere.positions[3 * v], sphere.positions[3 * v + 1], sphere.positions[3 * v + 2]});
+  std::vector<Point> points(sphere.vertexCount());
+  std::memcpy(points.data(), sphere.positions.data(), sphere.positions.size() * sizeof(float));
   std::vector<Tri> soup;
   for (size_t f = 0; f < triangles; ++f)
-    if (!gone[f])
-      soup.push_back(
-          {sphere.triangles[3 * f], sphere.triangles[3 * f + 1], sphere.triangles[3 * f + 2]});
+    if (!gone[f]) std::memcpy(&soup.emplace_back(), &sphere.triangles[3 * f], sizeof(Tri));
   const size_t kept = soup.size();
-  for (size_t k = 0; k < kept / 100; ++k) {
+  out.flipped = out.duplicated = kept / 100;
+  out.degenerate = kept / 200;
+  for (size_t k = 0; k < out.flipped; ++k) {
     Tri& t = soup[rng.below(kept)];
     std::swap(t[0], t[1]);
-    ++out.flipped;
   }
-  for (size_t k = 0; k < kept / 100; ++k) {
-    soup.push_back(soup[rng.below(kept)]);
-    ++out.duplicated;
-  }
-  for (size_t k = 0; k < kept / 200; ++k) {
+  for (size_t k = 0; k < out.duplicated; ++k) soup.push_back(soup[rng.below(kept)]);
+  for (size_t k = 0; k < out.degenerate; ++k) {
     const Tri& t = soup[rng.below(kept)];
     if (k % 2 == 0) {
       // Two bit-identical corners: the weld drops it at once.
@@ -112,7 +102,6 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
       points.push_back(c);
       soup.push_back({t[0], ib, ib + 1});
     }
-    ++out.degenerate;
   }
 
   // Shuffle the triangles and rotate each one's corners (winding kept).
