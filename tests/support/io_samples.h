@@ -26,12 +26,11 @@ inline std::string binaryStl(const Soup& soup, std::string_view header = "binary
   std::memcpy(&bytes[0], header.data(), header.size() < 80 ? header.size() : 80);
   const uint32_t count = declared < 0 ? soup.triangleCount() : static_cast<uint32_t>(declared);
   for (int i = 0; i < 4; ++i) bytes[80 + i] = static_cast<char>(count >> (8 * i));
+  const float normal[3] = {0.25f, -0.5f, 1.0f};
   for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
-    const float normal[3] = {0.25f, -0.5f, 1.0f};
     bytes.append(reinterpret_cast<const char*>(normal), 12);
     bytes.append(reinterpret_cast<const char*>(soup.corners.data() + 9 * t), 36);
-    bytes.push_back(static_cast<char>(attribute & 0xFF));
-    bytes.push_back(static_cast<char>(attribute >> 8));
+    bytes.append({static_cast<char>(attribute & 0xFF), static_cast<char>(attribute >> 8)});
   }
   return bytes;
 }
@@ -56,14 +55,11 @@ inline std::string asciiStl(const Soup& soup, AsciiStyle style = AsciiStyle::kPl
   };
   std::string out = odd ? "solid\tname with words\r\n" : "solid test\n";
   for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
-    out += odd ? "  facet normal +inf -inf weirdvalue\r\n" : "facet normal 0 0 0\n";
-    out += odd ? "\touter   loop\n" : "outer loop\n";
+    out += odd ? "  facet normal +inf -inf weirdvalue\r\n\touter   loop\n"
+               : "facet normal 0 0 0\nouter loop\n";
     for (int c = 0; c < 3; ++c) {
       out += "vertex";
-      for (int a = 0; a < 3; ++a) {
-        out += gap();
-        out += number(soup.corners[9 * t + 3 * c + a]);
-      }
+      for (int a = 0; a < 3; ++a) out.append(gap()).append(number(soup.corners[9 * t + 3 * c + a]));
       out += odd ? gaps[turn++ % 6] : "\n";
     }
     out += odd ? "endloop foo\r\nendfacet bar\r" : "endloop\nendfacet\n";
