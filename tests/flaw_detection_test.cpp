@@ -1,6 +1,4 @@
-// Tests of the printability test in its three modes (tetrahedra, cubes, glued
-// cubes, flipped, repeated and missing faces, the top-normal threshold) and of
-// the counting post-detection.
+// The printability test in its three modes and the counting post-detection.
 #include "repair/flaw_detection.h"
 
 #include <gtest/gtest.h>

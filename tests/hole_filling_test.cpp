@@ -1,6 +1,5 @@
-// Tests of hole filling: the material rule, the loop-length limits (4, 1000
-// and 1001 vertices), patches on curved holes (no fold-over, bounded aspect
-// ratio, following the surface), pinched loops and repeated faces.
+// Hole filling: the material rule, patches on curved holes (no fold-over,
+// bounded aspect ratio, following the surface) and pinched loops.
 #include "repair/hole_filling.h"
 
 #include <gtest/gtest.h>

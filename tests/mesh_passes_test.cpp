@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <deque>
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
@@ -112,26 +111,19 @@ TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
   expectSameMesh(stale, expected_stale);
 }
 
-// Per corner: the entries of v[c]'s list (face other than f) sharing the edge.
-struct Sharers {
-  uint32_t count = 0;
-  uint32_t face = 0;
-  bool same = false;
-};
-Sharers countSharers(const SubMesh& mesh, uint32_t f, uint32_t c, RemovedFaces removed) {
-  const Face& face = mesh.faces[f];
-  const int32_t x = face.v[c], y = face.v[nextCorner(c)];
-  Sharers s;
-  for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+// The faces sharing corner c's edge of face f, in the order of v[c]'s list,
+// each with whether it runs the same way.
+std::vector<std::pair<uint32_t, bool>> sharers(const SubMesh& mesh, uint32_t f, uint32_t c,
+                                               RemovedFaces removed) {
+  const int32_t y = mesh.faces[f].v[nextCorner(c)];
+  std::vector<std::pair<uint32_t, bool>> out;
+  for (const CornerRef& r : mesh.vertices[mesh.faces[f].v[c]].incidentCorners) {
     const Face& g = mesh.faces[r.face];
     if (r.face == f || (removed == RemovedFaces::kSkip && g.removed)) continue;
-    const bool opposite = g.v[prevCorner(r.corner)] == y;
-    if (!opposite && g.v[nextCorner(r.corner)] != y) continue;
-    ++s.count;
-    s.face = r.face;
-    s.same = !opposite;
+    if (g.v[prevCorner(r.corner)] == y || g.v[nextCorner(r.corner)] == y)
+      out.emplace_back(r.face, g.v[nextCorner(r.corner)] == y);
   }
-  return s;
+  return out;
 }
 
 TEST(CornerAdjacency, AgreesWithCountingSharersInTheLists) {
@@ -142,19 +134,20 @@ TEST(CornerAdjacency, AgreesWithCountingSharersInTheLists) {
     for (uint32_t f = 0; f < mesh.faces.size(); ++f) {
       if (removed == RemovedFaces::kSkip && mesh.faces[f].removed) continue;
       for (uint32_t c = 0; c < 3; ++c) {
-        const Sharers s = countSharers(mesh, f, c, removed);
-        const int32_t expected[] = {CornerAdjacency::kOpen, int32_t(s.face),
+        const auto s = sharers(mesh, f, c, removed);
+        const size_t kind = std::min<size_t>(s.size(), 2);
+        const int32_t expected[] = {CornerAdjacency::kOpen, s.empty() ? 0 : int32_t(s[0].first),
                                     CornerAdjacency::kSeveral};
-        ASSERT_EQ(adjacency.across[3 * f + c], expected[std::min<uint32_t>(s.count, 2)]) << f;
-        EXPECT_TRUE(s.count != 1 || (adjacency.same_direction[3 * f + c] != 0) == s.same) << f;
-        ++seen[std::min<uint32_t>(s.count, 2)];
+        ASSERT_EQ(adjacency.across[3 * f + c], expected[kind]) << f;
+        EXPECT_TRUE(kind != 1 || (adjacency.same_direction[3 * f + c] != 0) == s[0].second) << f;
+        ++seen[kind];
       }
     }
     EXPECT_TRUE(seen[0] && seen[1] && seen[2]);  // the mix has every kind of edge
   }
 }
 
-// buildShells as its definition reads: walk the lists of each corner's start.
+// buildShells as its definition reads: a breadth-first walk over the lists.
 std::vector<std::vector<int32_t>> shellsByWalkingLists(const SubMesh& mesh) {
   std::vector<std::vector<int32_t>> shells;
   FaceBits visited(mesh.faces.size());
@@ -162,25 +155,15 @@ std::vector<std::vector<int32_t>> shellsByWalkingLists(const SubMesh& mesh) {
     if (mesh.faces[f].removed) visited.set(f);
   for (size_t seed = 0; seed < mesh.faces.size(); ++seed) {
     if (visited.test(seed)) continue;
-    std::vector<int32_t> shell;
-    std::deque<uint32_t> queue = {static_cast<uint32_t>(seed)};
     visited.set(seed);
-    while (!queue.empty()) {
-      const uint32_t f = queue.front();
-      queue.pop_front();
-      shell.push_back(static_cast<int32_t>(f));
-      for (uint32_t c = 0; c < 3; ++c) {
-        const int32_t y = mesh.faces[f].v[nextCorner(c)];
-        for (const CornerRef& r : mesh.vertices[mesh.faces[f].v[c]].incidentCorners) {
-          if (r.face == f || visited.test(r.face)) continue;
-          const Face& g = mesh.faces[r.face];
-          if (g.v[prevCorner(r.corner)] == y || g.v[nextCorner(r.corner)] == y) {
-            visited.set(r.face);
-            queue.push_back(r.face);
+    std::vector<int32_t> shell = {int32_t(seed)};  // also the queue
+    for (size_t head = 0; head < shell.size(); ++head)
+      for (uint32_t c = 0; c < 3; ++c)
+        for (const auto& [g, same] : sharers(mesh, shell[head], c, RemovedFaces::kSkip))
+          if (!visited.test(g)) {
+            visited.set(g);
+            shell.push_back(int32_t(g));
           }
-        }
-      }
-    }
     shells.push_back(shell);
   }
   return shells;

@@ -1,6 +1,4 @@
-// Tests of the topology and geometry helpers: normals, enclosed volume, the
-// sampled bounding box and appending meshes (shells and compaction are checked
-// against their definitions in mesh_passes_test).
+// Normals, enclosed volume, the sampled bounding box and appending meshes.
 #include "mesh/mesh_utils.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,5 @@
-// Tests of the OBJ writer (exact text: vertex splitting by colour and texture
-// use, material groups in ascending order) and of the OBJ reader (colours,
-// texture numbers, the usemtl counter, polygons, bad numbers), and their round
-// trip.
+// The OBJ writer (exact text), the reader (colours, texture numbers, the usemtl
+// counter, polygons) and their round trip.
 #include "io/obj.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,5 @@
-// Tests of the platform layer through what the readers and writers rely on:
-// the checked open, the atomic replace, non-ASCII (UTF-8) paths and run-time
-// library loading. Written with std::filesystem only, so the same file runs in
-// the Windows build.
+// The platform layer: the checked open, UTF-8 paths, the atomic replace and
+// library loading. std::filesystem only, so that it also runs on Windows.
 #include "io/platform_file.h"
 
 #include <gtest/gtest.h>
@@ -59,6 +57,16 @@ std::string readText(const std::string& path) {
   return text;
 }
 
+#ifdef _WIN32
+const char* const kDevice = "NUL";
+const char* const kSystemLibrary = "kernel32.dll";
+const char* const kExported = "GetCurrentProcessId";
+#else
+const char* const kDevice = "/dev/null";
+const char* const kSystemLibrary = "libc.so.6";
+const char* const kExported = "getpid";
+#endif
+
 TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
   Scratch dir;
   const std::string path = dir.file("model.stl");
@@ -67,14 +75,8 @@ TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
   EXPECT_TRUE(openRegularFile(path.c_str(), size));
   EXPECT_EQ(size, 19u);
   EXPECT_EQ(readText(path), "solid x\nendsolid x\n");  // binary: no newline translation
-
-#ifdef _WIN32
-  const char* device = "NUL";
-#else
-  const char* device = "/dev/null";
-#endif
   for (const std::string& bad :
-       {dir.path.string(), dir.file("missing.stl"), std::string(device), std::string()}) {
+       {dir.path.string(), dir.file("missing.stl"), std::string(kDevice), std::string()}) {
     SCOPED_TRACE(bad);
     size = 99;
     EXPECT_FALSE(openRegularFile(bad.c_str(), size));
@@ -139,22 +141,15 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
 }
 
 TEST(PlatformLibrary, LoadsALibraryAndFindsItsExports) {
-#ifdef _WIN32
-  const char* system_library = "kernel32.dll";
-  const char* exported = "GetCurrentProcessId";
-#else
-  const char* system_library = "libc.so.6";
-  const char* exported = "getpid";
-#endif
-  LibraryHandle library = openLibrary(system_library);
+  LibraryHandle library = openLibrary(kSystemLibrary);
   ASSERT_TRUE(library);
-  EXPECT_NE(findSymbol(library, exported), nullptr);
+  EXPECT_NE(findSymbol(library, kExported), nullptr);
   EXPECT_EQ(findSymbol(library, "noSuchExportAnywhere"), nullptr);
   EXPECT_EQ(findSymbol(library, nullptr), nullptr);
 
   EXPECT_FALSE(openLibrary("no-such-library-here.plugin"));
   EXPECT_FALSE(openLibrary(nullptr));
-  EXPECT_EQ(findSymbol(LibraryHandle(), exported), nullptr);
+  EXPECT_EQ(findSymbol(LibraryHandle(), kExported), nullptr);
 }
 
 }  // namespace

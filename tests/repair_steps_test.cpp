@@ -1,6 +1,5 @@
-// Tests of the repair steps before hole filling: grid snapping and the weld
-// that follows, duplicate removal and its 300000-face limit in the pipeline,
-// and the winding repair.
+// The repair steps before hole filling: grid snapping, duplicate removal and
+// the winding repair, and the pipeline on an intact model.
 #include <gtest/gtest.h>
 
 #include <cmath>

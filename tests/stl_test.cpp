@@ -1,6 +1,5 @@
-// Tests of the STL loader and writer and of the import dispatch, on files the
-// tests write themselves: binary/ASCII choice by size, the ASCII grouping rule,
-// bit-exact round trips, hostile files, progress values and extensions.
+// The STL loader and writer on files the tests write: binary/ASCII choice,
+// the ASCII grouping rule, bit-exact round trips, hostile files and paths.
 #include "io/stl.h"
 
 #include <gtest/gtest.h>

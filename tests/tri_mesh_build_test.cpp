@@ -1,5 +1,5 @@
-// Tests of TriMesh construction from triangle soups: exact welding, dropped
-// triangles, colours, materials and texture coordinates, and hostile input.
+// TriMesh construction from triangle soups: the weld, dropped triangles,
+// attributes, extreme and empty input.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -30,8 +30,7 @@ uint32_t nearestCount(double target, uint32_t floor) {
 void copyTriangle(const Soup& from, size_t t, bool flip, Soup& to) {
   for (int c : {0, flip ? 2 : 1, flip ? 1 : 2}) {
     auto copy = [&](const auto& in, auto& out, size_t n) {
-      const auto* p = in.data() + n * (3 * t + c);
-      if (!in.empty()) out.insert(out.end(), p, p + n);
+      if (!in.empty()) out.insert(out.end(), &in[n * (3 * t + c)], &in[n * (3 * t + c)] + n);
     };
     copy(from.corners, to.corners, 3);
     copy(from.colors, to.colors, 3);
@@ -50,9 +49,7 @@ Soup withTriangleEdited(const Soup& soup, size_t t, int edit) {
 }
 
 Soup soupOf(const IndexedMesh& mesh) {
-  Soup soup;
-  soup.corners = toSoup(mesh);
-  return soup;
+  return Soup{toSoup(mesh), {}, {}, {}};
 }
 
 }  // namespace
@@ -232,10 +229,8 @@ Soup concatenate(const Soup& a, const Soup& b) {
     if ((a.*member).empty() && (b.*member).empty()) return;
     for (const Soup* s : {&a, &b}) {
       const auto& from = s->*member;
-      if (from.empty())
-        to.insert(to.end(), s->triangleCount() * per_triangle, fill);
-      else
-        to.insert(to.end(), from.begin(), from.end());
+      from.empty() ? to.insert(to.end(), s->triangleCount() * per_triangle, fill)
+                   : to.insert(to.end(), from.begin(), from.end());
     }
   };
   join(&Soup::corners, 9, 0.0f);
