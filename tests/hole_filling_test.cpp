@@ -11,7 +11,6 @@
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
-#include "repair/duplicate_faces.h"
 #include "repair/flaw_detection.h"
 #include "repair/hole_patch.h"
 #include "repair/repair_pipeline.h"
@@ -34,8 +33,7 @@ Soup withHole(const Soup& soup, const std::function<bool(const Vec3d&)>& cut) {
 }
 
 Vec3d at(const SubMesh& mesh, int32_t v) {
-  const auto& p = mesh.vertices[v].position;
-  return {p[0], p[1], p[2]};
+  return {mesh.vertices[v].position[0], mesh.vertices[v].position[1], mesh.vertices[v].position[2]};
 }
 
 struct PatchCheck {

@@ -78,13 +78,10 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
 // coincide become one vertex when they share a cell, two when they do not.
 TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {
   const Point p{1.5f, 1.5f, 0.0f};
-  std::array<uint32_t, 3> bits = bitsOf(p);
   // 108881 * 110881 - 110881 * 108881 = 0: the key does not change.
-  bits[0] += 110881;
-  bits[1] -= 108881;
+  const std::array<uint32_t, 3> bits = {bitsOf(p)[0] + 110881, bitsOf(p)[1] - 108881, 0};
   Point q;
   std::memcpy(q.data(), bits.data(), sizeof q);
-  ASSERT_NE(q, p);
 
   for (const float size : {100.0f, 3.0f}) {
     SCOPED_TRACE(size);

@@ -104,8 +104,6 @@ struct SampleFile {
 inline std::vector<SampleFile> stlSamples() {
   const Soup cube = cubeSoup(1.0f);
   const Soup sphere = uvSphereSoup(2.0f, 12, 6);
-  std::string truncated = binaryStl(cube);
-  truncated.resize(84 + 50 * 5 + 17);
   return {
       {"cube_binary.stl", binaryStl(cube)},
       {"cube_solid_header.stl", binaryStl(cube, "solid cube, but binary")},
@@ -114,7 +112,7 @@ inline std::vector<SampleFile> stlSamples() {
       {"sphere_ascii_odd.stl", asciiStl(sphere, AsciiStyle::kOdd)},
       {"four_vertex_facet.stl", kFourVertexFacetStl},
       {"huge_count.stl", binaryStl(tetrahedronSoup(), "huge", 4000000000LL).substr(0, 200)},
-      {"truncated.stl", truncated},
+      {"truncated.stl", binaryStl(cube).substr(0, 84 + 50 * 5 + 17)},
       {"empty.stl", ""},
       {"header_only.stl", std::string(84, '\0')},
   };

@@ -68,15 +68,13 @@ EdgeCensus edgeCensus(const std::vector<uint32_t>& triangles) {
     }
   std::sort(uses.begin(), uses.end());
   EdgeCensus census;
-  for (size_t i = 0; i < uses.size();) {
-    size_t j = i, reversed = 0;
-    for (; j < uses.size() && uses[j].first == uses[i].first; ++j) reversed += uses[j].second;
-    const size_t total = j - i;
+  for (size_t i = 0, j; i < uses.size(); i = j) {
+    size_t reversed = 0;
+    for (j = i; j < uses.size() && uses[j].first == uses[i].first; ++j) reversed += uses[j].second;
     ++census.edges;
-    if (total == 1) ++census.boundary;
-    if (total > 2) ++census.nonManifold;
-    if (total == 2 && reversed != 1) ++census.misoriented;
-    i = j;
+    census.boundary += j - i == 1;
+    census.nonManifold += j - i > 2;
+    census.misoriented += j - i == 2 && reversed != 1;
   }
   return census;
 }
