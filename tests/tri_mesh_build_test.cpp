@@ -108,8 +108,7 @@ TEST(TriMeshBuild, ExtremeModelPlacementsStillWeld) {
     SCOPED_TRACE(edge);
     const TriMesh mesh = test::buildMesh(test::cubeSoup(edge, test::Winding::kOutward, origin));
     EXPECT_EQ(mesh.vertices.size(), 8u);
-    EXPECT_EQ(mesh.faces.size(), 12u);
-    EXPECT_EQ(test::edgeCensus(mesh).boundary, 0u);
+    EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented());
     EXPECT_EQ(test::invariantViolation(mesh), "");
   }
 
@@ -129,8 +128,7 @@ TEST(TriMeshBuild, EmptyOrNullInputGivesEmptyMeshAndKeepsOtherMembers) {
   buildTriMesh(mesh, 0, corners, nullptr, nullptr, nullptr);
   EXPECT_TRUE(mesh.faces.empty() && mesh.vertices.empty() && mesh.texCoords.empty());
   // Only faces, vertices and texCoords are the constructor's.
-  EXPECT_EQ(mesh.shells.size(), 1u);
-  EXPECT_EQ(mesh.tag, &mesh);
+  EXPECT_TRUE(mesh.shells.size() == 1 && mesh.tag == &mesh);
 
   buildTriMesh(mesh, 5, nullptr, nullptr, nullptr, nullptr);
   buildTriMeshDouble(mesh, 5, nullptr, nullptr, nullptr, nullptr);

@@ -16,8 +16,7 @@ namespace vekmesh::test {
 using Point = std::array<float, 3>;
 using Rgb = std::array<float, 3>;
 
-// Shared vertices: x, y, z per vertex; three indices per triangle, wound so
-// that the normals point out of the solid.
+// x, y, z per vertex; three indices per triangle, wound outwards.
 struct IndexedMesh {
   std::vector<float> positions;
   std::vector<uint32_t> triangles;
