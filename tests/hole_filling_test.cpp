@@ -36,9 +36,8 @@ Vec3d at(const SubMesh& mesh, int32_t v) {
   return {mesh.vertices[v].position[0], mesh.vertices[v].position[1], mesh.vertices[v].position[2]};
 }
 
-struct PatchCheck {
-  double worst_aspect = 0.0;
-  double worst_outward = 2.0;  // least cosine between a patch normal and `outward`
+struct PatchCheck {  // worst aspect ratio, least cosine of a normal and `outward`
+  double worst_aspect = 0.0, worst_outward = 2.0;
 };
 
 // Faces from `first` on are the patch.

@@ -17,10 +17,9 @@ namespace {
 using test::ScratchDir;
 using test::Soup;
 
-std::string writeToText(const SubMesh& mesh, ScratchDir& dir) {
-  const std::string path = dir.file("out.obj");
-  writeObj(path.c_str(), mesh);
-  return test::readFileBytes(path);
+std::string writeToText(const SubMesh& mesh, const ScratchDir& dir) {
+  writeObj(dir.file("out.obj").c_str(), mesh);
+  return test::readFileBytes(dir.file("out.obj"));
 }
 
 TriMesh readText(ScratchDir& dir, const std::string& text) {

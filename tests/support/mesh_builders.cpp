@@ -12,12 +12,11 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-void pushVertex(IndexedMesh& mesh, double x, double y, double z) {
-  mesh.positions.insert(mesh.positions.end(), {float(x), float(y), float(z)});
+void pushVertex(IndexedMesh& m, double x, double y, double z) {
+  m.positions.insert(m.positions.end(), {float(x), float(y), float(z)});
 }
-
-void pushTriangle(IndexedMesh& mesh, uint32_t a, uint32_t b, uint32_t c) {
-  mesh.triangles.insert(mesh.triangles.end(), {a, b, c});
+void pushTriangle(IndexedMesh& m, uint32_t a, uint32_t b, uint32_t c) {
+  m.triangles.insert(m.triangles.end(), {a, b, c});
 }
 
 // Rounds `target` to the nearest integer of at least `floor`.
