@@ -1,6 +1,4 @@
-// Tests of the printability test in its three modes (tetrahedra, cubes, glued
-// cubes, flipped, repeated and missing faces, the top-normal threshold) and of
-// the counting post-detection.
+// The printability test in its three modes and the counting post-detection.
 #include "repair/flaw_detection.h"
 
 #include <gtest/gtest.h>
@@ -15,17 +13,25 @@ namespace {
 using test::Soup;
 using test::Winding;
 
+using Answers = std::array<bool, 3>;
+
 // The answers of modes 0, 1 and 2, in that order.
-std::array<bool, 3> answers(const Soup& soup) {
+Answers answers(const Soup& soup) {
   const TriMesh mesh = test::buildMesh(soup);
   return {detectFlaws(mesh, 0), detectFlaws(mesh, 1), detectFlaws(mesh, 2)};
 }
 
-using Answers = std::array<bool, 3>;
-
 TEST(DetectFlaws, ModesTellClosedInsideOutMissingAndFlippedFaces) {
   const Soup cube = test::cubeSoup(), tetra = test::tetrahedronSoup();
+  const Soup far_cube = test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0});
+  // A two-sided sheet: two faces on the same integer corners, wound oppositely,
+  // is a closed shell whose exact top normals sum to 0 in z, above -0.0001.
+  Soup sheet;
+  sheet.addTriangle({0, 0, 0}, {2, 0, 1}, {0, 2, 2});
+  sheet.addTriangle({0, 0, 0}, {0, 2, 2}, {2, 0, 1});
   const std::pair<Soup, Answers> cases[] = {
+      {sheet, {false, false, false}},
+      {Soup{}, {false, false, false}},  // zero faces is even, and there is no shell
       {tetra, {false, false, false}},
       {test::torusSoup(3.0f, 1.0f, 24, 12), {false, false, false}},
       {test::cubeSoup(1.0f, Winding::kInward), {true, false, false}},
@@ -35,15 +41,22 @@ TEST(DetectFlaws, ModesTellClosedInsideOutMissingAndFlippedFaces) {
       {test::withoutTriangle(tetra, 2), {true, true, true}},
       // Two missing faces leave an even count: only the open edges fail.
       {test::withoutTriangle(test::withoutTriangle(cube, 11), 10), {true, true, true}},
+      // Later shells are judged too: the second inside out, or open.
+      {test::concatenate(cube, test::cubeSoup(1.0f, Winding::kInward, {3, 0, 0})),
+       {true, false, false}},
+      {test::concatenate(cube, test::withoutTriangle(test::withoutTriangle(far_cube, 0), 1)),
+       {true, true, true}},
   };
-  for (const auto& [soup, expected] : cases) EXPECT_EQ(answers(soup), expected);
+  for (size_t i = 0; i < std::size(cases); ++i)
+    EXPECT_EQ(answers(cases[i].first), cases[i].second) << i;
   // Mode 3 and above judge like mode 1.
   EXPECT_FALSE(detectFlaws(test::buildMesh(test::cubeSoup(1.0f, Winding::kInward)), 7));
 }
 
 TEST(DetectFlaws, EdgesSharedByMoreThanTwoFacesFollowTheParityRule) {
   // Four faces on the shared edge: three others each, odd, accepted everywhere.
-  const Soup glued = test::twoCubesSharingEdgeSoup();
+  const Soup glued =
+      test::concatenate(test::cubeSoup(), test::cubeSoup(1.0f, Winding::kOutward, {1, 1, 0}));
   ASSERT_EQ(test::edgeCensus(test::buildMesh(glued)).nonManifold, 1u);
   EXPECT_EQ(answers(glued), (Answers{false, false, false}));
 
@@ -61,84 +74,32 @@ TEST(DetectFlaws, EdgesSharedByMoreThanTwoFacesFollowTheParityRule) {
   EXPECT_EQ(answers(fin), (Answers{true, true, true}));
 }
 
-TEST(DetectFlaws, TopNormalsCancellingExactlyPass) {
-  // A two-sided sheet: two faces on the same corners, wound oppositely, is a
-  // closed two-face shell whose top normals sum to exactly 0 in z. With
-  // integer corners both normals are exact, so the sum is 0, not a rounding
-  // residue, and 0 is above the -0.0001 threshold.
-  Soup sheet;
-  sheet.addTriangle({0, 0, 0}, {2, 0, 1}, {0, 2, 2});
-  sheet.addTriangle({0, 0, 0}, {0, 2, 2}, {2, 0, 1});
-  EXPECT_EQ(answers(sheet), (Answers{false, false, false}));
-  // The empty mesh: zero faces is even, and there is no shell.
-  EXPECT_EQ(answers(Soup{}), (Answers{false, false, false}));
-}
-
-TEST(DetectFlaws, LaterShellsAreJudgedToo) {
-  // The first shell is fine; the second is inside out or open.
-  const Soup good = test::cubeSoup();
-  const Soup inward = test::cubeSoup(1.0f, Winding::kInward, {3, 0, 0});
-  EXPECT_EQ(answers(test::concatenate(good, inward)), (Answers{true, false, false}));
-  const Soup open = test::withoutTriangle(
-      test::withoutTriangle(test::cubeSoup(1.0f, Winding::kOutward, {3, 0, 0}), 0), 1);
-  EXPECT_EQ(answers(test::concatenate(good, open)), (Answers{true, true, true}));
-}
-
 TEST(PostDetection, CountsEachKindOfFlaw) {
-  std::array<int32_t, 4> counters = {-1, -1, -1, -1};
-  TriMesh closed = test::buildMesh(test::cubeSoup());
-  EXPECT_FALSE(postDetection(closed, counters));
-  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 0, 0}));
-  EXPECT_EQ(closed.shells.size(), 1u);
-
-  // One missing face: three open edges.
-  TriMesh open = test::buildMesh(test::withoutTriangle(test::cubeSoup(), 4));
-  EXPECT_TRUE(postDetection(open, counters));
-  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 3, 0, 0}));
-
-  // One repeated face: its three edges carry three faces each, counted once.
-  TriMesh repeated = test::buildMesh(test::withTriangleDuplicated(test::cubeSoup(), 4));
-  EXPECT_TRUE(postDetection(repeated, counters));
-  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 3, 0}));
-
+  // Closed; one missing face (three open edges); one repeated face (its three
+  // edges carry three faces each, counted once); inside out (12 faces turned).
+  const std::pair<Soup, std::array<int32_t, 4>> cases[] = {
+      {test::cubeSoup(), {0, 0, 0, 0}},
+      {test::cubeSoup(1.0f, Winding::kInward), {0, 0, 0, 12}},
+      {test::withoutTriangle(test::cubeSoup(), 4), {0, 3, 0, 0}},
+      {test::withTriangleDuplicated(test::cubeSoup(), 4), {0, 0, 3, 0}},
+  };
+  std::array<int32_t, 4> counters;
+  for (const auto& [soup, expected] : cases) {
+    TriMesh mesh = test::buildMesh(soup);
+    counters = {-1, -1, -1, -1};
+    EXPECT_EQ(postDetection(mesh, counters), (expected != std::array<int32_t, 4>{}));
+    EXPECT_EQ(counters, expected);
+    EXPECT_EQ(mesh.shells.size(), 1u);
+    // Turned with incidentCorners kept right: a second run finds nothing to turn.
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+    postDetection(mesh, counters);
+    EXPECT_EQ(counters[3], 0);
+  }
   // A face whose corners name one vertex twice (as a reducer might leave it).
   TriMesh collapsed = test::buildMesh(test::cubeSoup());
   collapsed.faces[0].v[2] = collapsed.faces[0].v[0];
   EXPECT_TRUE(postDetection(collapsed, counters));
   EXPECT_EQ(counters[0], 1);
-}
-
-TEST(PostDetection, TurnsInsideOutShellsOutwardWithTheirAttributes) {
-  Soup soup = test::cubeSoup(1.0f, Winding::kInward);
-  test::assignMaterial(soup, 2);
-  soup.colors.clear();
-  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
-    for (int c = 0; c < 3; ++c) soup.colors.insert(soup.colors.end(), {c * 0.4f, 0.2f, 1.0f});
-  TriMesh mesh = test::buildMesh(soup);
-  const TriMesh before = test::buildMesh(soup);
-  ASSERT_TRUE(detectFlaws(mesh, 0));
-
-  std::array<int32_t, 4> counters = {};
-  EXPECT_TRUE(postDetection(mesh, counters));
-  EXPECT_EQ(counters, (std::array<int32_t, 4>{0, 0, 0, 12}));
-  // Turned outwards, with incidentCorners still right for the strict test.
-  EXPECT_EQ(test::invariantViolation(mesh), "");
-  EXPECT_FALSE(detectFlaws(mesh, 0));
-  EXPECT_NEAR(enclosedVolume(mesh), 1.0, 1e-6);
-  for (size_t f = 0; f < mesh.faces.size(); ++f) {
-    const Face& a = before.faces[f];
-    const Face& b = mesh.faces[f];
-    EXPECT_EQ(b.v[0], a.v[1]);
-    EXPECT_EQ(b.v[1], a.v[0]);
-    EXPECT_EQ(b.v[2], a.v[2]);
-    EXPECT_EQ(b.colors[0][0], a.colors[1][0]);
-    EXPECT_EQ(b.colors[1][0], a.colors[0][0]);
-    EXPECT_EQ(b.uv[0], a.uv[1]);
-    EXPECT_EQ(b.uv[1], a.uv[0]);
-  }
-  // Run again, nothing is left to turn.
-  EXPECT_FALSE(postDetection(mesh, counters));
-  EXPECT_EQ(counters[3], 0);
 }
 
 }  // namespace

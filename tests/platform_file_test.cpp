@@ -1,13 +1,11 @@
-// Tests of the platform layer through what the readers and writers rely on:
-// the checked open, the atomic replace, non-ASCII (UTF-8) paths and run-time
-// library loading. Written with std::filesystem only, so the same file runs in
-// the Windows build.
+// The platform layer: the checked open, UTF-8 paths, the atomic replace and
+// library loading. std::filesystem only, so that it also runs on Windows.
 #include "io/platform_file.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -20,39 +18,30 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Scratch {
- public:
+struct Scratch {
+  const fs::path path =
+      fs::temp_directory_path() / ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" +
+                                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
   Scratch() {
-    const ::testing::TestInfo* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = fs::temp_directory_path() /
-            ("vekmesh-platform-" + std::to_string(currentProcessId()) + "-" + test->name());
-    fs::remove_all(path_);
-    fs::create_directories(path_);
+    fs::remove_all(path);
+    fs::create_directories(path);
   }
   ~Scratch() {
     std::error_code ec;
-    fs::remove_all(path_, ec);
+    fs::remove_all(path, ec);
   }
   // The narrow path an export receives: bytes appended as a host appends
   // them, not converted by std::filesystem's own narrow-string rule.
-  std::string file(const std::string& name) const { return path_.string() + "/" + name; }
-  std::vector<std::string> entries() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(path_))
-      names.push_back(entry.path().filename().string());
-    return names;
-  }
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
+  std::string file(const std::string& name) const { return path.string() + "/" + name; }
+  auto entries() const { return std::distance(fs::directory_iterator(path), {}); }
 };
 
-void writeText(const std::string& path, const std::string& text) {
-  std::FILE* f = openFile(path.c_str(), "wb");
-  ASSERT_NE(f, nullptr) << path;
-  std::fwrite(text.data(), 1, text.size(), f);
-  std::fclose(f);
+// A replaceFile writer putting `text` into the temporary file.
+std::function<bool(const char*)> writer(const std::string& text) {
+  return [text](const char* temp) {
+    std::FILE* f = openFile(temp, "wb");
+    return f && std::fwrite(text.data(), 1, text.size(), f) == text.size() && std::fclose(f) == 0;
+  };
 }
 
 std::string readText(const std::string& path) {
@@ -64,23 +53,26 @@ std::string readText(const std::string& path) {
   return text;
 }
 
+#ifdef _WIN32
+const char* const kDevice = "NUL";
+const char* const kSystemLibrary = "kernel32.dll";
+const char* const kExported = "GetCurrentProcessId";
+#else
+const char* const kDevice = "/dev/null";
+const char* const kSystemLibrary = "libc.so.6";
+const char* const kExported = "getpid";
+#endif
+
 TEST(PlatformFile, OpensRegularFilesOnlyAndReportsTheirSize) {
   Scratch dir;
   const std::string path = dir.file("model.stl");
-  writeText(path, "solid x\nendsolid x\n");
+  writer("solid x\nendsolid x\n")(path.c_str());
   uint64_t size = 99;
-  FileHandle file = openRegularFile(path.c_str(), size);
-  ASSERT_TRUE(file);
+  EXPECT_TRUE(openRegularFile(path.c_str(), size));
   EXPECT_EQ(size, 19u);
   EXPECT_EQ(readText(path), "solid x\nendsolid x\n");  // binary: no newline translation
-
-#ifdef _WIN32
-  const char* device = "NUL";
-#else
-  const char* device = "/dev/null";
-#endif
   for (const std::string& bad :
-       {dir.path().string(), dir.file("missing.stl"), std::string(device), std::string()}) {
+       {dir.path.string(), dir.file("missing.stl"), std::string(kDevice), std::string()}) {
     SCOPED_TRACE(bad);
     size = 99;
     EXPECT_FALSE(openRegularFile(bad.c_str(), size));
@@ -95,36 +87,19 @@ TEST(PlatformFile, Utf8PathsReachTheSameFileAsTheWideName) {
   // "modèle-ü.stl" as UTF-8 bytes, the form a host with Unicode names passes.
   const std::string name = "mod\xC3\xA8le-\xC3\xBC.stl";
   const std::string path = dir.file(name);
-  writeText(path, "abc");
+  writer("abc")(path.c_str());
   // The file's name on disk is the decoded one, not the bytes read in some
   // other code page.
-  const fs::path wide = dir.path() / fs::u8path(name);
+  const fs::path wide = dir.path / fs::u8path(name);
   EXPECT_TRUE(fs::is_regular_file(wide));
   EXPECT_EQ(fs::file_size(wide), 3u);
   EXPECT_EQ(readText(path), "abc");
-
-  const std::string replaced = dir.file("ersetzt-\xC3\xBC.stl");
-  writeText(replaced, "old");
-  EXPECT_TRUE(replaceFile(replaced, [](const char* temp) {
-    std::FILE* f = openFile(temp, "wb");
-    return f && std::fputs("new", f) >= 0 && std::fclose(f) == 0;
-  }));
-  EXPECT_EQ(readText(replaced), "new");
-  EXPECT_EQ(dir.entries().size(), 2u);
 }
 
 TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
   Scratch dir;
-  const std::string target = dir.file("model.stl");
-  writeText(target, "old");
-  auto writer = [](const std::string& text) {
-    return [text](const char* temp) {
-      std::FILE* f = openFile(temp, "wb");
-      if (!f) return false;
-      std::fwrite(text.data(), 1, text.size(), f);
-      return std::fclose(f) == 0;
-    };
-  };
+  const std::string target = dir.file("ersetzt-\xC3\xBC.stl");  // UTF-8, as above
+  writer("old")(target.c_str());
 
   // A writer that fails part-way or throws leaves the old file and no
   // temporary file.
@@ -137,7 +112,7 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
     throw std::runtime_error("disk gone");
   }));
   EXPECT_EQ(readText(target), "old");
-  EXPECT_EQ(dir.entries(), std::vector<std::string>{"model.stl"});
+  EXPECT_EQ(dir.entries(), 1);  // the target alone
 
   // Success replaces an existing file and creates a missing one, beside it.
   EXPECT_TRUE(replaceFile(target, writer("new content")));
@@ -145,7 +120,7 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
   const std::string fresh = dir.file("fresh.stl");
   EXPECT_TRUE(replaceFile(fresh, writer("x")));
   EXPECT_EQ(readText(fresh), "x");
-  EXPECT_EQ(dir.entries().size(), 2u);
+  EXPECT_EQ(dir.entries(), 2);
 
   // A folder that does not exist cannot take the temporary file.
   EXPECT_FALSE(replaceFile(dir.file("no-such-folder/model.stl"), writer("x")));
@@ -161,22 +136,15 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
 }
 
 TEST(PlatformLibrary, LoadsALibraryAndFindsItsExports) {
-#ifdef _WIN32
-  const char* system_library = "kernel32.dll";
-  const char* exported = "GetCurrentProcessId";
-#else
-  const char* system_library = "libc.so.6";
-  const char* exported = "getpid";
-#endif
-  LibraryHandle library = openLibrary(system_library);
+  LibraryHandle library = openLibrary(kSystemLibrary);
   ASSERT_TRUE(library);
-  EXPECT_NE(findSymbol(library, exported), nullptr);
+  EXPECT_NE(findSymbol(library, kExported), nullptr);
   EXPECT_EQ(findSymbol(library, "noSuchExportAnywhere"), nullptr);
   EXPECT_EQ(findSymbol(library, nullptr), nullptr);
 
   EXPECT_FALSE(openLibrary("no-such-library-here.plugin"));
   EXPECT_FALSE(openLibrary(nullptr));
-  EXPECT_EQ(findSymbol(LibraryHandle(), exported), nullptr);
+  EXPECT_EQ(findSymbol(LibraryHandle(), kExported), nullptr);
 }
 
 }  // namespace

@@ -15,9 +15,7 @@ struct BrokenSphere {
   size_t intact_triangles = 0;  // of the sphere before breaking
   double intact_volume = 0.0;   // enclosed by the intact sphere (signed tetrahedra, double)
   size_t holes = 0;             // hole count; each removes 1 to 6 faces around one vertex
-  size_t hole_faces = 0;
-  size_t flipped = 0;
-  size_t duplicated = 0;
+  size_t hole_faces = 0, flipped = 0, duplicated = 0;
   size_t degenerate = 0;  // half with two bit-identical corners, half collapsing only when snapped
 
   uint32_t triangleCount() const { return static_cast<uint32_t>(corners.size() / 9); }

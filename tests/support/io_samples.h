@@ -1,14 +1,14 @@
-// Model files the file-format tests write for themselves, and the same files
-// as the seed corpus of the STL and OBJ fuzz targets: binary and ASCII STL made
-// from test soups (plain, oddly spaced, with a "solid" header, hostile counts)
-// and hand-written OBJ text with colours, texture numbers, groups and polygons.
+// Model files the file-format tests write for themselves, also the seed corpus
+// of the STL and OBJ fuzz targets: binary and ASCII STL made from test soups,
+// hand-written OBJ text, and a scratch directory to write them to.
 #pragma once
 
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,12 +26,11 @@ inline std::string binaryStl(const Soup& soup, std::string_view header = "binary
   std::memcpy(&bytes[0], header.data(), header.size() < 80 ? header.size() : 80);
   const uint32_t count = declared < 0 ? soup.triangleCount() : static_cast<uint32_t>(declared);
   for (int i = 0; i < 4; ++i) bytes[80 + i] = static_cast<char>(count >> (8 * i));
+  const float normal[3] = {0.25f, -0.5f, 1.0f};
   for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
-    const float normal[3] = {0.25f, -0.5f, 1.0f};
     bytes.append(reinterpret_cast<const char*>(normal), 12);
     bytes.append(reinterpret_cast<const char*>(soup.corners.data() + 9 * t), 36);
-    bytes.push_back(static_cast<char>(attribute & 0xFF));
-    bytes.push_back(static_cast<char>(attribute >> 8));
+    bytes.append({static_cast<char>(attribute & 0xFF), static_cast<char>(attribute >> 8)});
   }
   return bytes;
 }
@@ -56,14 +55,11 @@ inline std::string asciiStl(const Soup& soup, AsciiStyle style = AsciiStyle::kPl
   };
   std::string out = odd ? "solid\tname with words\r\n" : "solid test\n";
   for (uint32_t t = 0; t < soup.triangleCount(); ++t) {
-    out += odd ? "  facet normal +inf -inf weirdvalue\r\n" : "facet normal 0 0 0\n";
-    out += odd ? "\touter   loop\n" : "outer loop\n";
+    out += odd ? "  facet normal +inf -inf weirdvalue\r\n\touter   loop\n"
+               : "facet normal 0 0 0\nouter loop\n";
     for (int c = 0; c < 3; ++c) {
       out += "vertex";
-      for (int a = 0; a < 3; ++a) {
-        out += gap();
-        out += number(soup.corners[9 * t + 3 * c + a]);
-      }
+      for (int a = 0; a < 3; ++a) out.append(gap()).append(number(soup.corners[9 * t + 3 * c + a]));
       out += odd ? gaps[turn++ % 6] : "\n";
     }
     out += odd ? "endloop foo\r\nendfacet bar\r" : "endloop\nendfacet\n";
@@ -76,47 +72,26 @@ inline std::string asciiStl(const Soup& soup, AsciiStyle style = AsciiStyle::kPl
 // threes they give (0,0,0) (1,0,0) (1,1,0) and (0,1,0) (0,0,1) (1,0,1); the
 // seventh corner (0,1,1) is left over and dropped.
 inline const char* const kFourVertexFacetStl =
-    "solid four\n"
+    "solid four\nfacet normal 0 0 1\n outer loop\n"
+    "  vertex 0 0 0\n  vertex 1 0 0\n  vertex 1 1 0\n  vertex 0 1 0\n endloop\nendfacet\n"
     "facet normal 0 0 1\n outer loop\n"
-    "  vertex 0 0 0\n  vertex 1 0 0\n  vertex 1 1 0\n  vertex 0 1 0\n"
-    " endloop\nendfacet\n"
-    "facet normal 0 0 1\n outer loop\n"
-    "  vertex 0 0 1\n  vertex 1 0 1\n  vertex 0 1 1\n"
-    " endloop\nendfacet\n"
-    "endsolid four\n";
+    "  vertex 0 0 1\n  vertex 1 0 1\n  vertex 0 1 1\n endloop\nendfacet\nendsolid four\n";
 
 // Coloured vertices, texture coordinates, faces before and after "usemtl",
 // a quad, relative (negative) and zero vertex numbers (those faces are
 // dropped), and texture numbers that are missing or out of range.
 inline const char* const kFeaturesObj =
-    "# features\n"
-    "mtllib whatever.mtl\n"
-    "v 0 0 0 1 0 0\n"
-    "v 1 0 0 0 1 0\n"
-    "v 0 1 0 0 0 1\n"
-    "v 1 1 0\n"
-    "vt 0.25 0.5\n"
-    "vt 0.75 0.125\n"
-    "f 1 2 3\n"
-    "usemtl red\n"
-    "f 2/1 4/2 3/7\n"
-    "usemtl red\n"
-    "f 1//1 2/2/2 4/2 3\n"
-    "f -1 -2 -3\n"
-    "f 0 1 2\n"
-    "f 1 2 9\n";
+    "# features\nmtllib whatever.mtl\n"
+    "v 0 0 0 1 0 0\nv 1 0 0 0 1 0\nv 0 1 0 0 0 1\nv 1 1 0\n"
+    "vt 0.25 0.5\nvt 0.75 0.125\n"
+    "f 1 2 3\nusemtl red\nf 2/1 4/2 3/7\nusemtl red\n"
+    "f 1//1 2/2/2 4/2 3\nf -1 -2 -3\nf 0 1 2\nf 1 2 9\n";
 
 // An L-shaped hexagon in the plane z = 2: the square (1,1)-(2,2) cut from the
 // square (0,0)-(2,2), wound counter-clockwise seen from +z; area 3. It starts
 // at (1,2), from where a fan would cover the notch with a folded triangle.
 inline const char* const kConcavePolygonObj =
-    "v 1 2 2\n"
-    "v 0 2 2\n"
-    "v 0 0 2\n"
-    "v 2 0 2\n"
-    "v 2 1 2\n"
-    "v 1 1 2\n"
-    "f 1 2 3 4 5 6\n";
+    "v 1 2 2\nv 0 2 2\nv 0 0 2\nv 2 0 2\nv 2 1 2\nv 1 1 2\nf 1 2 3 4 5 6\n";
 
 struct SampleFile {
   std::string name;
@@ -129,8 +104,6 @@ struct SampleFile {
 inline std::vector<SampleFile> stlSamples() {
   const Soup cube = cubeSoup(1.0f);
   const Soup sphere = uvSphereSoup(2.0f, 12, 6);
-  std::string truncated = binaryStl(cube);
-  truncated.resize(84 + 50 * 5 + 17);
   return {
       {"cube_binary.stl", binaryStl(cube)},
       {"cube_solid_header.stl", binaryStl(cube, "solid cube, but binary")},
@@ -139,7 +112,7 @@ inline std::vector<SampleFile> stlSamples() {
       {"sphere_ascii_odd.stl", asciiStl(sphere, AsciiStyle::kOdd)},
       {"four_vertex_facet.stl", kFourVertexFacetStl},
       {"huge_count.stl", binaryStl(tetrahedronSoup(), "huge", 4000000000LL).substr(0, 200)},
-      {"truncated.stl", truncated},
+      {"truncated.stl", binaryStl(cube).substr(0, 84 + 50 * 5 + 17)},
       {"empty.stl", ""},
       {"header_only.stl", std::string(84, '\0')},
   };
@@ -160,39 +133,27 @@ inline std::vector<SampleFile> objSamples() {
 class ScratchDir {
  public:
   ScratchDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/vekmesh-io-XXXXXX";
-    std::vector<char> name(pattern.begin(), pattern.end());
-    name.push_back('\0');
-    if (mkdtemp(name.data())) path_ = name.data();
+    std::string name = (std::filesystem::temp_directory_path() / "vekmesh-io-XXXXXX").string();
+    if (mkdtemp(name.data())) path_ = name;
   }
   ~ScratchDir() {
-    if (path_.empty()) return;
-    for (const std::string& f : files_) unlink(f.c_str());
-    rmdir(path_.c_str());
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
   }
   ScratchDir(const ScratchDir&) = delete;
   ScratchDir& operator=(const ScratchDir&) = delete;
 
   const std::string& path() const { return path_; }
-  // The path of `name` in this directory (remembered for removal).
-  std::string file(const std::string& name) {
-    files_.push_back(path_ + "/" + name);
-    return files_.back();
-  }
+  // The path of `name` in this directory.
+  std::string file(const std::string& name) const { return path_ + "/" + name; }
   // Writes `bytes` to `name` and returns its path.
-  std::string write(const std::string& name, std::string_view bytes) {
-    const std::string p = file(name);
-    if (std::FILE* f = std::fopen(p.c_str(), "wb")) {
-      std::fwrite(bytes.data(), 1, bytes.size(), f);
-      std::fclose(f);
-    }
-    return p;
+  std::string write(const std::string& name, std::string_view bytes) const {
+    std::ofstream(file(name), std::ios::binary).write(bytes.data(), bytes.size());
+    return file(name);
   }
 
  private:
   std::string path_;
-  std::vector<std::string> files_;
 };
 
 // The whole content of a file, or "" when it cannot be read.
@@ -200,8 +161,7 @@ inline std::string readFileBytes(const std::string& path) {
   std::string out;
   if (std::FILE* f = std::fopen(path.c_str(), "rb")) {
     char buffer[65536];
-    size_t got;
-    while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0) out.append(buffer, got);
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, f)) > 0;) out.append(buffer, got);
     std::fclose(f);
   }
   return out;

@@ -12,74 +12,53 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-void pushVertex(IndexedMesh& mesh, double x, double y, double z) {
-  mesh.positions.push_back(static_cast<float>(x));
-  mesh.positions.push_back(static_cast<float>(y));
-  mesh.positions.push_back(static_cast<float>(z));
+void pushVertex(IndexedMesh& m, double x, double y, double z) {
+  m.positions.insert(m.positions.end(), {float(x), float(y), float(z)});
+}
+void pushTriangle(IndexedMesh& m, uint32_t a, uint32_t b, uint32_t c) {
+  m.triangles.insert(m.triangles.end(), {a, b, c});
 }
 
-void pushTriangle(IndexedMesh& mesh, uint32_t a, uint32_t b, uint32_t c) {
-  mesh.triangles.push_back(a);
-  mesh.triangles.push_back(b);
-  mesh.triangles.push_back(c);
-}
-
-uint32_t atLeast(uint32_t value, uint32_t floor) {
-  return std::max(value, floor);
-}
-
-// Rounds `target / divisor` to the nearest integer of at least `floor`.
-uint32_t nearestCount(double target, double divisor, uint32_t floor) {
-  return atLeast(static_cast<uint32_t>(std::lround(target / divisor)), floor);
+// Rounds `target` to the nearest integer of at least `floor`.
+uint32_t nearestCount(double target, uint32_t floor) {
+  return std::max(static_cast<uint32_t>(std::lround(target)), floor);
 }
 
 // Copies triangle t of `from` (corners and whatever attributes it has) to the
 // end of `to`, optionally with corners 1 and 2 swapped.
 void copyTriangle(const Soup& from, size_t t, bool flip, Soup& to) {
-  const int order[3] = {0, flip ? 2 : 1, flip ? 1 : 2};
-  for (int c : order) {
-    for (int i = 0; i < 3; ++i) to.corners.push_back(from.corners[9 * t + 3 * c + i]);
-    if (!from.colors.empty())
-      for (int i = 0; i < 3; ++i) to.colors.push_back(from.colors[9 * t + 3 * c + i]);
-    if (!from.uvs.empty())
-      for (int i = 0; i < 2; ++i) to.uvs.push_back(from.uvs[6 * t + 2 * c + i]);
+  for (int c : {0, flip ? 2 : 1, flip ? 1 : 2}) {
+    auto copy = [&](const auto& in, auto& out, size_t n) {
+      if (!in.empty()) out.insert(out.end(), &in[n * (3 * t + c)], &in[n * (3 * t + c)] + n);
+    };
+    copy(from.corners, to.corners, 3);
+    copy(from.colors, to.colors, 3);
+    copy(from.uvs, to.uvs, 2);
   }
   if (!from.materials.empty()) to.materials.push_back(from.materials[t]);
 }
 
+// edit: 0 removes triangle t, 1 reverses it, 2 appends a copy of it.
 Soup withTriangleEdited(const Soup& soup, size_t t, int edit) {
   Soup out;
-  for (size_t i = 0; i < soup.triangleCount(); ++i) {
-    if (i == t && edit == 0) continue;
-    copyTriangle(soup, i, i == t && edit == 1, out);
-  }
+  for (size_t i = 0; i < soup.triangleCount(); ++i)
+    if (i != t || edit != 0) copyTriangle(soup, i, i == t && edit == 1, out);
   if (edit == 2) copyTriangle(soup, t, false, out);
   return out;
 }
 
-template <class T>
-void appendAttribute(std::vector<T>& out, const std::vector<T>& mine, size_t triangles,
-                     size_t per_triangle, T fill, bool wanted) {
-  if (!wanted) return;
-  if (mine.empty())
-    out.insert(out.end(), triangles * per_triangle, fill);
-  else
-    out.insert(out.end(), mine.begin(), mine.end());
+Soup soupOf(const IndexedMesh& mesh) {
+  return Soup{toSoup(mesh), {}, {}, {}};
 }
 
 }  // namespace
 
 IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius) {
-  stacks = atLeast(stacks, 2);
-  slices = atLeast(slices, 3);
+  stacks = std::max(stacks, 2u);
+  slices = std::max(slices, 3u);
   IndexedMesh mesh;
   const size_t rings = stacks - 1;  // rings of vertices between the poles
-  mesh.positions.reserve(3 * (rings * slices + 2));
-  mesh.triangles.reserve(3 * 2 * size_t(slices) * rings);
-
-  // Vertex 0 is the north pole (+z), then ring by ring from north to south, then
-  // the south pole. Angles in double so the float positions do not depend on the
-  // order of accumulation.
+  // North pole (+z), the rings from north to south, the south pole.
   pushVertex(mesh, 0.0, 0.0, radius);
   for (size_t i = 1; i <= rings; ++i) {
     const double theta = kPi * double(i) / double(stacks);
@@ -91,7 +70,6 @@ IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius) {
   }
   pushVertex(mesh, 0.0, 0.0, -radius);
   const uint32_t south = static_cast<uint32_t>(rings * slices + 1);
-
   // Ring i (1-based), slice j wraps around so the seam shares its vertices.
   auto ring = [slices](size_t i, uint32_t j) {
     return static_cast<uint32_t>(1 + (i - 1) * slices + (j % slices));
@@ -110,28 +88,21 @@ IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius) {
 
 IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_radius,
                   float minor_radius) {
-  major_segments = atLeast(major_segments, 3);
-  minor_segments = atLeast(minor_segments, 3);
+  const uint32_t na = std::max(major_segments, 3u), nb = std::max(minor_segments, 3u);
   IndexedMesh mesh;
-  const size_t cells = size_t(major_segments) * minor_segments;
-  mesh.positions.reserve(3 * cells);
-  mesh.triangles.reserve(3 * 2 * cells);
-
-  for (uint32_t i = 0; i < major_segments; ++i) {
-    const double u = 2.0 * kPi * double(i) / double(major_segments);
-    for (uint32_t j = 0; j < minor_segments; ++j) {
-      const double v = 2.0 * kPi * double(j) / double(minor_segments);
+  for (uint32_t i = 0; i < na; ++i) {
+    const double u = 2.0 * kPi * double(i) / double(na);
+    for (uint32_t j = 0; j < nb; ++j) {
+      const double v = 2.0 * kPi * double(j) / double(nb);
       const double r = major_radius + minor_radius * std::cos(v);
       pushVertex(mesh, r * std::cos(u), r * std::sin(u), minor_radius * std::sin(v));
     }
   }
-  auto at = [major_segments, minor_segments](uint32_t i, uint32_t j) {
-    return (i % major_segments) * minor_segments + (j % minor_segments);
-  };
+  auto at = [na, nb](uint32_t i, uint32_t j) { return (i % na) * nb + (j % nb); };
   // Around the axis, then around the tube: the cross product points away from
   // the tube's centre line.
-  for (uint32_t i = 0; i < major_segments; ++i)
-    for (uint32_t j = 0; j < minor_segments; ++j) {
+  for (uint32_t i = 0; i < na; ++i)
+    for (uint32_t j = 0; j < nb; ++j) {
       pushTriangle(mesh, at(i, j), at(i + 1, j), at(i + 1, j + 1));
       pushTriangle(mesh, at(i, j), at(i + 1, j + 1), at(i, j + 1));
     }
@@ -142,28 +113,23 @@ IndexedMesh uvSphereNear(size_t target_triangles, float radius) {
   // T = 2 * slices * (stacks - 1) with slices ~ 2 * stacks gives T ~ 4 * stacks^2;
   // the slice count then absorbs the rounding of the stack count.
   const double target = static_cast<double>(std::max<size_t>(target_triangles, 12));
-  const uint32_t stacks = nearestCount(std::sqrt(target / 4.0), 1.0, 2);
-  const uint32_t slices = nearestCount(target, 2.0 * (stacks - 1), 3);
-  return uvSphere(stacks, slices, radius);
+  const uint32_t stacks = nearestCount(std::sqrt(target / 4.0), 2);
+  return uvSphere(stacks, nearestCount(target / (2.0 * (stacks - 1)), 3), radius);
 }
 
 IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_radius) {
   // T = 2 * major * minor with major ~ 3 * minor gives T ~ 6 * minor^2.
   const double target = static_cast<double>(std::max<size_t>(target_triangles, 18));
-  const uint32_t minor = nearestCount(std::sqrt(target / 6.0), 1.0, 3);
-  const uint32_t major = nearestCount(target, 2.0 * minor, 3);
-  return torus(major, minor, major_radius, minor_radius);
+  const uint32_t minor = nearestCount(std::sqrt(target / 6.0), 3);
+  return torus(nearestCount(target / (2.0 * minor), 3), minor, major_radius, minor_radius);
 }
 
 std::vector<float> toSoup(const IndexedMesh& mesh) {
-  std::vector<float> soup(mesh.triangles.size() * 3);
-  float* out = soup.data();
-  for (uint32_t index : mesh.triangles) {
-    const float* p = &mesh.positions[3 * size_t(index)];
-    *out++ = p[0];
-    *out++ = p[1];
-    *out++ = p[2];
-  }
+  std::vector<float> soup;
+  soup.reserve(mesh.triangles.size() * 3);
+  for (uint32_t index : mesh.triangles)
+    soup.insert(soup.end(), &mesh.positions[3 * size_t(index)],
+                &mesh.positions[3 * size_t(index) + 3]);
   return soup;
 }
 
@@ -191,10 +157,9 @@ void Soup::addTriangle(const Point& a, const Point& b, const Point& c) {
 
 TriMesh buildMesh(const Soup& soup) {
   TriMesh mesh;
-  buildTriMesh(mesh, soup.triangleCount(), soup.corners.data(),
-               soup.colors.empty() ? nullptr : soup.colors.data(),
-               soup.uvs.empty() ? nullptr : soup.uvs.data(),
-               soup.materials.empty() ? nullptr : soup.materials.data());
+  auto data = [](const auto& v) { return v.empty() ? nullptr : v.data(); };
+  buildTriMesh(mesh, soup.triangleCount(), soup.corners.data(), data(soup.colors), data(soup.uvs),
+               data(soup.materials));
   return mesh;
 }
 
@@ -219,11 +184,6 @@ Soup tetrahedronSoup(float edge, Winding winding) {
   return oriented(p, {{0, 2, 1}, {0, 1, 3}, {0, 3, 2}, {1, 2, 3}}, winding);
 }
 
-// Two triangles per side, sides in the order -z, +z, -y, +y, -x, +x.
-const std::vector<std::array<int, 3>> kCubeTriangles = {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6},
-                                                        {0, 1, 4}, {1, 5, 4}, {2, 6, 3}, {3, 6, 7},
-                                                        {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
-
 Soup cubeSoup(float edge, Winding winding, const Point& origin) {
   // Point i has x from bit 0, y from bit 1, z from bit 2. Adding 0 or `edge`
   // to the origin keeps corners of touching cubes bit-identical.
@@ -231,24 +191,16 @@ Soup cubeSoup(float edge, Winding winding, const Point& origin) {
   for (int i = 0; i < 8; ++i)
     p.push_back({origin[0] + ((i & 1) ? edge : 0.0f), origin[1] + ((i & 2) ? edge : 0.0f),
                  origin[2] + ((i & 4) ? edge : 0.0f)});
-  return oriented(p, kCubeTriangles, winding);
+  // Two triangles per side, sides in the order -z, +z, -y, +y, -x, +x.
+  const std::vector<std::array<int, 3>> triangles = {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6},
+                                                     {0, 1, 4}, {1, 5, 4}, {2, 6, 3}, {3, 6, 7},
+                                                     {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
+  return oriented(p, triangles, winding);
 }
 
 Soup twoCubesSharingVertexSoup(float edge) {
   return concatenate(cubeSoup(edge), cubeSoup(edge, Winding::kOutward, {edge, edge, edge}));
 }
-
-Soup twoCubesSharingEdgeSoup(float edge) {
-  return concatenate(cubeSoup(edge), cubeSoup(edge, Winding::kOutward, {edge, edge, 0.0f}));
-}
-
-namespace {
-Soup soupOf(const IndexedMesh& mesh) {
-  Soup soup;
-  soup.corners = toSoup(mesh);
-  return soup;
-}
-}  // namespace
 
 Soup uvSphereSoup(float radius, int slices, int stacks) {
   return soupOf(uvSphere(stacks, slices, radius));
@@ -270,16 +222,20 @@ Soup withTriangleDuplicated(const Soup& soup, size_t t) {
 
 Soup concatenate(const Soup& a, const Soup& b) {
   Soup out;
-  out.corners = a.corners;
-  out.corners.insert(out.corners.end(), b.corners.begin(), b.corners.end());
-  const bool colors = !a.colors.empty() || !b.colors.empty();
-  const bool uvs = !a.uvs.empty() || !b.uvs.empty();
-  const bool materials = !a.materials.empty() || !b.materials.empty();
-  for (const Soup* s : {&a, &b}) {
-    appendAttribute(out.colors, s->colors, s->triangleCount(), 9, 1.0f, colors);
-    appendAttribute(out.uvs, s->uvs, s->triangleCount(), 6, 0.0f, uvs);
-    appendAttribute(out.materials, s->materials, s->triangleCount(), 1, int32_t{-1}, materials);
-  }
+  // An attribute present in either soup is filled in for the other.
+  auto join = [&](auto member, size_t per_triangle, auto fill) {
+    auto& to = out.*member;
+    if ((a.*member).empty() && (b.*member).empty()) return;
+    for (const Soup* s : {&a, &b}) {
+      const auto& from = s->*member;
+      from.empty() ? to.insert(to.end(), s->triangleCount() * per_triangle, fill)
+                   : to.insert(to.end(), from.begin(), from.end());
+    }
+  };
+  join(&Soup::corners, 9, 0.0f);
+  join(&Soup::colors, 9, 1.0f);
+  join(&Soup::uvs, 6, 0.0f);
+  join(&Soup::materials, 1, int32_t{-1});
   return out;
 }
 
@@ -294,8 +250,7 @@ void assignMaterial(Soup& soup, int32_t material) {
   soup.uvs.clear();
   for (size_t i = 0; i < size_t(soup.triangleCount()) * 3; ++i) {
     const float* p = soup.corners.data() + 3 * i;
-    soup.uvs.push_back(p[0] + 2.0f * p[1]);
-    soup.uvs.push_back(p[2] - p[1]);
+    soup.uvs.insert(soup.uvs.end(), {p[0] + 2.0f * p[1], p[2] - p[1]});
   }
 }
 

@@ -1,7 +1,6 @@
 // Meshes built in code for the tests, the benchmarks and the fuzz seeds:
-// indexed UV spheres and tori (sized by segment counts or by a triangle
-// budget), triangle soups as a host passes them (tetrahedron, cube, glued
-// cubes, sphere, torus) and broken variants of any soup.
+// indexed UV spheres and tori, triangle soups as a host passes them, and
+// broken variants of any soup.
 #pragma once
 
 #include <array>
@@ -17,8 +16,7 @@ namespace vekmesh::test {
 using Point = std::array<float, 3>;
 using Rgb = std::array<float, 3>;
 
-// Shared vertices: x, y, z per vertex; three indices per triangle, wound so
-// that the normals point out of the solid.
+// x, y, z per vertex; three indices per triangle, wound outwards.
 struct IndexedMesh {
   std::vector<float> positions;
   std::vector<uint32_t> triangles;
@@ -26,11 +24,11 @@ struct IndexedMesh {
   size_t triangleCount() const { return triangles.size() / 3; }
 };
 
-// Latitude-longitude sphere about the origin: `stacks` bands from pole to
-// pole (at least 2) and `slices` segments around z (at least 3). The polar
-// bands are fans around one pole vertex, so the mesh is closed with
-// 2 * slices * (stacks - 1) triangles and slices * (stacks - 1) + 2 vertices.
-// Vertex 0 is the north pole, then ring by ring southwards, then the south pole.
+// Latitude-longitude sphere about the origin: `stacks` bands from pole to pole
+// (at least 2), `slices` segments around z (at least 3), polar fans; closed,
+// 2 * slices * (stacks - 1) triangles. Vertex 0 is the north pole, then ring by
+// ring southwards, then the south pole. Triangles: the northern fan, then band
+// by band two per slice, then the southern fan.
 IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius);
 
 // Ring torus about z: `major_segments` (at least 3) around the axis,
@@ -38,13 +36,11 @@ IndexedMesh uvSphere(uint32_t stacks, uint32_t slices, float radius);
 IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_radius,
                   float minor_radius);
 
-// Segment counts giving close to `target_triangles` with cells of roughly
-// equal sides (twice as many slices as stacks; major about three times minor).
+// Close to `target_triangles`, cells of roughly equal sides.
 IndexedMesh uvSphereNear(size_t target_triangles, float radius);
 IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_radius);
 
-// Unindexed copy, 9 floats per triangle. Corners sharing a vertex get
-// bit-identical coordinates, so an exact weld recovers the indexed mesh.
+// Unindexed copy, 9 floats per triangle; an exact weld recovers the mesh.
 std::vector<float> toSoup(const IndexedMesh& mesh);
 
 // Signed volume of the tetrahedra from the origin, in double.
@@ -63,12 +59,10 @@ struct Soup {
   void addTriangle(const Point& a, const Point& b, const Point& c);
 };
 
-// Builds a mesh with the single-precision constructor; empty attribute
-// vectors are passed as null.
+// The single-precision constructor's mesh; empty attributes are passed as null.
 TriMesh buildMesh(const Soup& soup);
 
-// An indexed shape expanded into a soup: shared corners are bit-identical
-// because every triangle copies them from the same point.
+// An indexed shape expanded into a soup (shared corners bit-identical).
 Soup soupFromIndexed(const std::vector<Point>& points,
                      const std::vector<std::array<int, 3>>& triangles);
 
@@ -77,24 +71,20 @@ enum class Winding { kOutward, kInward };
 // Tetrahedron on (0,0,0), (e,0,0), (0,e,0), (0,0,e); volume e^3 / 6.
 Soup tetrahedronSoup(float edge = 1.0f, Winding winding = Winding::kOutward);
 
-// Axis-aligned cube [origin, origin + edge]^3 in 12 triangles; two triangles
-// per side, side order -z, +z, -y, +y, -x, +x.
+// Axis-aligned cube [origin, origin + edge]^3: two triangles per side, sides
+// in the order -z, +z, -y, +y, -x, +x.
 Soup cubeSoup(float edge = 1.0f, Winding winding = Winding::kOutward,
               const Point& origin = {0.0f, 0.0f, 0.0f});
 
 // Two cubes of edge `edge`, the second at (edge, edge, edge) touching the
-// first in one vertex, or at (edge, edge, 0) sharing the edge from
-// (edge, edge, 0) to (edge, edge, edge).
+// first in one vertex.
 Soup twoCubesSharingVertexSoup(float edge = 1.0f);
-Soup twoCubesSharingEdgeSoup(float edge = 1.0f);
 
 // uvSphere and torus as soups (Euler characteristic 2 and 0, outward wound).
 Soup uvSphereSoup(float radius, int slices, int stacks);
 Soup torusSoup(float major, float minor, int majorSegments, int minorSegments);
 
-// Broken variants: copies of `soup` with triangle t removed (a hole), with its
-// winding reversed, or with a second copy of it appended at the end.
-// Attributes follow their triangle.
+// Copies of `soup` with triangle t removed, reversed, or repeated at the end.
 Soup withoutTriangle(const Soup& soup, size_t t);
 Soup withTriangleFlipped(const Soup& soup, size_t t);
 Soup withTriangleDuplicated(const Soup& soup, size_t t);
@@ -103,9 +93,8 @@ Soup withTriangleDuplicated(const Soup& soup, size_t t);
 // in only one of them are filled for the other (white, no material, uv 0).
 Soup concatenate(const Soup& a, const Soup& b);
 
-// Attribute helpers: one colour on every corner; one material on every
-// triangle with per-corner uvs derived from the corner position (u = x + 2y,
-// v = z - y) so that round trips can be checked.
+// One colour on every corner; one material on every triangle with uvs from
+// the corner position (u = x + 2y, v = z - y).
 void paint(Soup& soup, const Rgb& rgb);
 void assignMaterial(Soup& soup, int32_t material);
 

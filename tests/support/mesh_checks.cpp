@@ -11,66 +11,47 @@ namespace vekmesh::test {
 
 std::string invariantViolation(const SubMesh& mesh) {
   std::ostringstream why;
+  // Streams the parts of the message and returns it.
+  auto fail = [&why](const auto&... parts) {
+    (why << ... << parts);
+    return why.str();
+  };
   const size_t nv = mesh.vertices.size(), nf = mesh.faces.size(), nt = mesh.texCoords.size();
   for (size_t i = 0; i < nv; ++i)
-    if (mesh.vertices[i].index != static_cast<int32_t>(i)) {
-      why << "vertex " << i << " has index " << mesh.vertices[i].index;
-      return why.str();
-    }
+    if (mesh.vertices[i].index != static_cast<int32_t>(i))
+      return fail("vertex ", i, " has index ", mesh.vertices[i].index);
   for (size_t i = 0; i < nt; ++i)
-    if (mesh.texCoords[i].index != i) {
-      why << "texture coordinate " << i << " has index " << mesh.texCoords[i].index;
-      return why.str();
-    }
+    if (mesh.texCoords[i].index != i)
+      return fail("texture coordinate ", i, " has index ", mesh.texCoords[i].index);
 
   std::vector<int> texture_uses(nt, 0);
   for (size_t f = 0; f < nf; ++f) {
     const Face& face = mesh.faces[f];
     for (int c = 0; c < 3; ++c)
-      if (face.v[c] < 0 || size_t(face.v[c]) >= nv) {
-        why << "face " << f << " corner " << c << " names vertex " << face.v[c];
-        return why.str();
-      }
-    if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[0] == face.v[2]) {
-      why << "face " << f << " repeats a vertex";
-      return why.str();
-    }
+      if (face.v[c] < 0 || size_t(face.v[c]) >= nv)
+        return fail("face ", f, " corner ", c, " names vertex ", face.v[c]);
+    if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[0] == face.v[2])
+      return fail("face ", f, " repeats a vertex");
     for (int c = 0; c < 3; ++c) {
-      if (face.material < 0 && face.uv[c] != kNoTexCoord) {
-        why << "untextured face " << f << " has uv " << face.uv[c];
-        return why.str();
-      }
-      if (face.material >= 0) {
-        if (face.uv[c] >= nt) {
-          why << "textured face " << f << " corner " << c << " has uv " << face.uv[c];
-          return why.str();
-        }
-        if (++texture_uses[face.uv[c]] > 1) {
-          why << "texture coordinate " << face.uv[c] << " is shared";
-          return why.str();
-        }
-      }
+      if (face.material < 0 && face.uv[c] != kNoTexCoord)
+        return fail("untextured face ", f, " has uv ", face.uv[c]);
+      if (face.material >= 0 && face.uv[c] >= nt)
+        return fail("textured face ", f, " corner ", c, " has uv ", face.uv[c]);
+      if (face.material >= 0 && ++texture_uses[face.uv[c]] > 1)
+        return fail("texture coordinate ", face.uv[c], " is shared");
     }
   }
 
   std::vector<int> listed(3 * nf, 0);
   for (size_t i = 0; i < nv; ++i)
     for (const CornerRef& r : mesh.vertices[i].incidentCorners) {
-      if (r.face >= nf || r.corner > 2 || mesh.faces[r.face].v[r.corner] != int32_t(i)) {
-        why << "vertex " << i << " lists (" << r.face << ", " << r.corner
-            << ") which does not use it";
-        return why.str();
-      }
+      if (r.face >= nf || r.corner > 2 || mesh.faces[r.face].v[r.corner] != int32_t(i))
+        return fail("vertex ", i, " lists (", r.face, ", ", r.corner, ") which does not use it");
       ++listed[3 * r.face + r.corner];
     }
-  for (size_t f = 0; f < nf; ++f)
-    for (int c = 0; c < 3; ++c) {
-      const int n = listed[3 * f + c];
-      if (n > 1 || (n == 0 && !mesh.faces[f].removed)) {
-        why << "corner (" << f << ", " << c << ") is listed " << n << " times";
-        return why.str();
-      }
-    }
+  for (size_t k = 0; k < 3 * nf; ++k)
+    if (listed[k] > 1 || (listed[k] == 0 && !mesh.faces[k / 3].removed))
+      return fail("corner (", k / 3, ", ", k % 3, ") is listed ", listed[k], " times");
   return "";
 }
 
@@ -87,15 +68,13 @@ EdgeCensus edgeCensus(const std::vector<uint32_t>& triangles) {
     }
   std::sort(uses.begin(), uses.end());
   EdgeCensus census;
-  for (size_t i = 0; i < uses.size();) {
-    size_t j = i, reversed = 0;
-    for (; j < uses.size() && uses[j].first == uses[i].first; ++j) reversed += uses[j].second;
-    const size_t total = j - i;
+  for (size_t i = 0, j; i < uses.size(); i = j) {
+    size_t reversed = 0;
+    for (j = i; j < uses.size() && uses[j].first == uses[i].first; ++j) reversed += uses[j].second;
     ++census.edges;
-    if (total == 1) ++census.boundary;
-    if (total > 2) ++census.nonManifold;
-    if (total == 2 && reversed != 1) ++census.misoriented;
-    i = j;
+    census.boundary += j - i == 1;
+    census.nonManifold += j - i > 2;
+    census.misoriented += j - i == 2 && reversed != 1;
   }
   return census;
 }
@@ -107,12 +86,6 @@ EdgeCensus edgeCensus(const SubMesh& mesh) {
     if (!f.removed)
       for (int c = 0; c < 3; ++c) triangles.push_back(static_cast<uint32_t>(f.v[c]));
   return edgeCensus(triangles);
-}
-
-size_t liveFaceCount(const SubMesh& mesh) {
-  size_t n = 0;
-  for (const Face& f : mesh.faces) n += f.removed == 0;
-  return n;
 }
 
 RunContext RunRecorder::context() {

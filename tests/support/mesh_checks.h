@@ -1,7 +1,6 @@
-// Invariant checks shared by the tests, the benchmarks and the fuzz targets:
-// the TriMesh construction invariants, one edge census that says whether a
-// mesh is closed, two-manifold and consistently oriented, and a recorder of
-// what an operation reports through its run context.
+// Checks shared by the tests, the benchmarks and the fuzz targets: the TriMesh
+// construction invariants, an edge census, and a recorder of what an
+// operation reports through its run context.
 #pragma once
 
 #include <cstddef>
@@ -23,21 +22,16 @@ std::string invariantViolation(const SubMesh& mesh);
 
 // Undirected edges, classified by how the triangles use them.
 struct EdgeCensus {
-  size_t edges = 0;        // distinct undirected edges
-  size_t boundary = 0;     // used by one triangle
-  size_t nonManifold = 0;  // used more than twice
-  size_t misoriented = 0;  // used twice in the same direction
+  size_t edges = 0, boundary = 0;  // distinct edges; edges used by one triangle
+  size_t nonManifold = 0;          // used more than twice
+  size_t misoriented = 0;          // used twice in the same direction
   bool closedManifoldOriented() const {
     return edges > 0 && boundary == 0 && nonManifold == 0 && misoriented == 0;
   }
 };
-// Three vertex indices per triangle.
+// Of three vertex indices per triangle, or of the live faces of `mesh`.
 EdgeCensus edgeCensus(const std::vector<uint32_t>& triangles);
-// The live faces of `mesh`.
 EdgeCensus edgeCensus(const SubMesh& mesh);
-
-// Number of live faces.
-size_t liveFaceCount(const SubMesh& mesh);
 
 // Keeps what operations report and log through the contexts it makes.
 struct RunRecorder {
