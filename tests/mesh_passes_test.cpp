@@ -31,7 +31,6 @@ Soup brokenMix() {
   mix.addTriangle({0, 0, 0}, {1, 0, 0}, {0.5f, -1, -1});  // a fin on a cube edge
   mix.colors.clear();
   for (size_t i = 0; i < mix.corners.size(); ++i) mix.colors.push_back(float(i % 7) / 7.0f);
-  mix.colors.resize(mix.corners.size());
   mix.uvs.resize(6 * mix.triangleCount());
   mix.materials.resize(mix.triangleCount(), -1);
   return mix;
@@ -76,8 +75,7 @@ void expectSameMesh(const SubMesh& a, const SubMesh& b) {
   ASSERT_EQ(a.faces.size(), b.faces.size());
   ASSERT_EQ(a.vertices.size(), b.vertices.size());
   ASSERT_EQ(a.texCoords.size(), b.texCoords.size());
-  for (size_t f = 0; f < a.faces.size(); ++f)
-    ASSERT_EQ(std::memcmp(&a.faces[f], &b.faces[f], sizeof(Face)), 0) << "face " << f;
+  ASSERT_EQ(std::memcmp(a.faces.data(), b.faces.data(), a.faces.size() * sizeof(Face)), 0);
   for (size_t v = 0; v < a.vertices.size(); ++v) {
     const Vertex &x = a.vertices[v], &y = b.vertices[v];
     ASSERT_EQ(std::memcmp(x.position.data(), y.position.data(), 12), 0);
@@ -96,9 +94,7 @@ void expectSameMesh(const SubMesh& a, const SubMesh& b) {
 TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
   TriMesh mesh = damaged();
   const TriMesh expected = rebuiltFromSoup(mesh);
-  const auto live =
-      std::count_if(mesh.faces.begin(), mesh.faces.end(), [](const Face& f) { return !f.removed; });
-  ASSERT_LT(expected.faces.size(), size_t(live));  // some faces collapsed
+  ASSERT_LT(expected.faces.size(), mesh.faces.size() * 6 / 7);  // some faces collapsed
   compactMesh(mesh);
   expectSameMesh(mesh, expected);
   EXPECT_EQ(test::invariantViolation(mesh), "");

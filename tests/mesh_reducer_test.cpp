@@ -31,8 +31,9 @@ const Routine kRoutines[] = {{"quality", reduceMesh}, {"fast", reduceMeshFast}};
 constexpr double kUnbounded = std::numeric_limits<double>::infinity();
 
 // The sides from `first_side` on (of -x, +x, -y, +y, -z, +z) of the box
-// [0, edge]^3, each an n x n grid of squares, two triangles each, wound outwards.
-Soup griddedBox(int n, float edge = 1.0f, int first_side = 0) {
+// [0, edge]^3 moved by (dx, dy, 0), each an n x n grid of squares, two
+// triangles each, wound outwards.
+Soup griddedBox(int n, float edge, int first_side = 0, float dx = 0, float dy = 0) {
   Soup soup;
   for (int s = first_side; s < 6; ++s)
     for (int i = 0; i < n; ++i)
@@ -41,6 +42,7 @@ Soup griddedBox(int n, float edge = 1.0f, int first_side = 0) {
           test::Point p{};
           p[s / 2] = edge * (s % 2), p[(s / 2 + 1) % 3] = edge * (i + di) / n;
           p[(s / 2 + 2) % 3] = edge * (j + dj) / n;
+          p[0] += dx, p[1] += dy;
           return p;
         };
         const bool out = s % 2;
@@ -61,12 +63,9 @@ TEST(MeshReducer, FlatSidesReduceToAHandfulAtZeroErrorAroundWhatMustStay) {
   // A box on the integer lattice, as the voxel meshes the fast routine serves;
   // at x = 100 two boxes sharing one edge (four faces on it); at x = 200 the
   // top side of a box as an open sheet.
-  Soup first = griddedBox(8, 8), second = griddedBox(8, 8), sheet = griddedBox(40, 40, 5);
-  for (auto [soup, dx, dy] : {std::tuple{&first, 100, 0}, {&second, 108, 8}, {&sheet, 200, 0}})
-    for (size_t i = 0; i < soup->corners.size(); i += 3)
-      soup->corners[i] += dx, soup->corners[i + 1] += dy;
-  const Soup soup = test::concatenate(test::concatenate(griddedBox(91, 91), first),
-                                      test::concatenate(second, sheet));
+  const Soup soup =
+      test::concatenate(test::concatenate(griddedBox(91, 91), griddedBox(8, 8, 0, 100)),
+                        test::concatenate(griddedBox(8, 8, 0, 108, 8), griddedBox(40, 40, 5, 200)));
   for (const Routine& r : kRoutines) {
     SCOPED_TRACE(r.name);
     TriMesh mesh = test::buildMesh(soup);

@@ -150,15 +150,13 @@ TEST(TriMeshBuild, MaterialsKeepLowSixteenBitsAndDecideTexturing) {
   const int16_t stored[] = {0, -1, 3, -32768, 7};
   for (size_t t = 0; t < 5; ++t) EXPECT_EQ(mesh.faces[t].material, stored[t]) << t;
 
-  // Textured faces (0, 3, 7) get three fresh coordinates each, in face order;
-  // negative ones (-1 and 32768 read as -32768) get none despite the array.
+  // Textured faces (0, 3, 7) get their triangles' coordinates; negative ones
+  // (-1 and 32768 read as -32768) get none despite the array.
   ASSERT_EQ(mesh.texCoords.size(), 9u);
-  const size_t textured[] = {0, 2, 4};
-  for (size_t k = 0; k < 3; ++k)
+  for (const size_t t : {0, 2, 4})
     for (int c = 0; c < 3; ++c) {
-      ASSERT_EQ(mesh.faces[textured[k]].uv[c], 3 * k + c);
-      EXPECT_EQ(mesh.texCoords[3 * k + c].u, soup.uvs[6 * textured[k] + 2 * c]);
-      EXPECT_EQ(mesh.texCoords[3 * k + c].v, soup.uvs[6 * textured[k] + 2 * c + 1]);
+      const TexCoord& uv = mesh.texCoords.at(mesh.faces[t].uv[c]);
+      EXPECT_TRUE(uv.u == soup.uvs[6 * t + 2 * c] && uv.v == soup.uvs[6 * t + 2 * c + 1]) << t;
     }
   EXPECT_EQ(test::invariantViolation(mesh), "");  // faces 1 and 3: no uv
 }
