@@ -1,4 +1,4 @@
-// Tests of the triangle/triangle test: touches a plain double determinant
+// The triangle/triangle test: flat triangles, touches a plain double determinant
 // misjudges, and agreement with a separating-axis oracle on a small grid.
 #include "geometry/tri_tri_intersection.h"
 
