@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdint>
 #include <set>
 
 #include "io/file_dispatch.h"
@@ -30,10 +28,11 @@ TriMesh readText(ScratchDir& dir, const std::string& text) {
   return mesh;
 }
 
-// Signed area of faces [first, last) seen from +z.
-double areaFromAbove(const SubMesh& mesh, size_t first = 0, size_t last = SIZE_MAX) {
+// Signed area seen from +z of face `only`, or of every face.
+double areaFromAbove(const SubMesh& mesh, int only = -1) {
   double area = 0.0;
-  for (size_t f = first; f < std::min(last, mesh.faces.size()); ++f) {
+  for (size_t f = 0; f < mesh.faces.size(); ++f) {
+    if (only >= 0 && f != size_t(only)) continue;
     const auto& [a, b, c] = mesh.faces[f].v;
     const auto &p = mesh.vertices[a].position, &q = mesh.vertices[b].position,
                &r = mesh.vertices[c].position;
@@ -136,7 +135,7 @@ TEST(ObjReader, PolygonsAreTriangulatedInsideTheirOutline) {
   // (a fan from the reflex corner would fold over the notch).
   const TriMesh l_shape = readText(dir, test::kConcavePolygonObj);
   ASSERT_EQ(l_shape.faces.size(), 4u);
-  for (size_t f = 0; f < 4; ++f) EXPECT_GT(areaFromAbove(l_shape, f, f + 1), 0.0);
+  for (int f = 0; f < 4; ++f) EXPECT_GT(areaFromAbove(l_shape, f), 0.0);
   EXPECT_DOUBLE_EQ(areaFromAbove(l_shape), 3.0);
 
   // Repeated consecutive points are skipped, including last to first; a
