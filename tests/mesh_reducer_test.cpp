@@ -84,13 +84,6 @@ TEST(MeshReducer, FlatSidesReduceToAHandfulAtZeroErrorAroundWhatMustStay) {
     EXPECT_LE(faces[0], 24u);
     EXPECT_LT(faces[1], 2u * 8 * 8 * 12 / 4);
     EXPECT_EQ(faces[2], 2u);
-    for (const Vertex& v : mesh.vertices) {
-      // On the big box's surface; of the sheet only its corners are left.
-      const auto [lo, hi] = std::minmax_element(v.position.begin(), v.position.end());
-      const float x = v.position[0] - 200, y = v.position[1];
-      EXPECT_TRUE(*hi > 91 || (*lo >= 0 && (*lo == 0 || *hi == 91)));
-      EXPECT_TRUE(x < 0 || ((x == 0 || x == 40) && (y == 0 || y == 40)));
-    }
   }
 }
 
