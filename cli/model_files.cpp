@@ -25,6 +25,9 @@ const char* writableExtensions() {
   return "stl, obj";
 }
 
+namespace {
+
+// Lower-cased extension of `path` ("" when it has none), for messages.
 std::string lowerExtension(const std::string& path) {
   const std::string name = fs::path(path).filename().string();
   const size_t dot = name.rfind('.');
@@ -34,8 +37,6 @@ std::string lowerExtension(const std::string& path) {
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return ext;
 }
-
-namespace {
 
 std::string unknownExtensionMessage(const std::string& path, const char* known) {
   const std::string ext = lowerExtension(path);

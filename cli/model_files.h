@@ -21,9 +21,6 @@ class UserError : public std::runtime_error {
 const char* readableExtensions();
 const char* writableExtensions();
 
-// Lower-cased extension of `path` ("" when it has none).
-std::string lowerExtension(const std::string& path);
-
 // Loads `path` into `mesh` and builds its shells. Throws UserError when the file
 // is missing or unreadable, the extension is unknown, or no triangle results.
 // The reader reports progress through `run`.
