@@ -40,15 +40,15 @@ RunContext toolContext(const Options& o, ProgressSink progress) {
 }
 
 // Loads the input within [0, 50] of `run`, as the exports do.
-void loadInput(const Options& o, TriMesh& mesh, const RunContext& run) {
-  loadModel(o.input, mesh, run.sub(0.0, 0.5));
+CornerAdjacency loadInput(const Options& o, TriMesh& mesh, const RunContext& run) {
+  return loadModel(o.input, mesh, run.sub(0.0, 0.5));
 }
 
 void runInfo(const Options& o) {
   TriMesh mesh;
   const RunContext run = toolContext(o, ProgressSink{});
-  loadInput(o, mesh, run);
-  const ModelReport report = inspectModel(mesh, run);
+  const CornerAdjacency adjacency = loadInput(o, mesh, run);
+  const ModelReport report = inspectModel(mesh, adjacency, run);
   if (o.json) {
     std::printf("{\"input\": \"%s\", \"model\": %s}\n", o.input.c_str(),
                 reportJson(report).c_str());
@@ -63,13 +63,13 @@ void runRepair(const Options& o) {
   {
     ProgressBar bar("repair");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
-    before = inspectModel(mesh);
+    before = inspectModel(mesh, loadInput(o, mesh, run));
     run.report(0.50);
     // Unlike the exports, the tool removes duplicate faces at every size.
-    repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
+    const RepairReport repaired =
+        repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
     run.report(0.80);
-    after = inspectModel(mesh);
+    after = inspectModel(mesh, repaired.adjacency);
     saveModel(o.output, mesh);
     run.report(1.0);
   }

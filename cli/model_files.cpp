@@ -46,7 +46,7 @@ std::string unknownExtensionMessage(const std::string& path, const char* known) 
 
 }  // namespace
 
-void loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
+CornerAdjacency loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
   std::error_code ec;
   const fs::file_status status = fs::status(path, ec);
   if (!fs::exists(status)) throw UserError("cannot open '" + path + "': no such file");
@@ -59,7 +59,7 @@ void loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
   importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
   if (liveFaceCount(mesh) == 0) throw UserError("'" + path + "' holds no triangles");
-  buildShells(mesh);
+  return buildShellsWithAdjacency(mesh);
 }
 
 void checkOutputName(const std::string& path) {

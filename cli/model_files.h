@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -21,10 +22,11 @@ class UserError : public std::runtime_error {
 const char* readableExtensions();
 const char* writableExtensions();
 
-// Loads `path` into `mesh` and builds its shells. Throws UserError when the file
-// is missing or unreadable, the extension is unknown, or no triangle results.
-// The reader reports progress through `run`.
-void loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
+// Loads `path` into `mesh` and builds its shells; returns the corner adjacency
+// they came from, which stays valid until the mesh changes. Throws UserError
+// when the file is missing or unreadable, the extension is unknown, or no
+// triangle results. The reader reports progress through `run`.
+CornerAdjacency loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
 
 // Throws UserError when `path` does not name a format the tool writes; run
 // before any work so that a typo costs nothing.

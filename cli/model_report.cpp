@@ -38,7 +38,8 @@ const char* verdict(bool flawed) {
 
 }  // namespace
 
-ModelReport inspectModel(const TriMesh& mesh, const RunContext& run) {
+ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
+                         const RunContext& run) {
   ModelReport r;
   r.vertices = mesh.vertices.size();
   r.shells = mesh.shells.size();
@@ -57,10 +58,12 @@ ModelReport inspectModel(const TriMesh& mesh, const RunContext& run) {
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.volume = enclosedVolume(mesh);
-  for (uint32_t mode = 0; mode < 3; ++mode) r.flawed[mode] = detectFlaws(mesh, mode, run);
-  // Post-detection turns inside-out shells outwards: count on a copy.
-  SubMesh copy = mesh;
-  postDetection(copy, r.counters, run);
+  for (uint32_t mode = 0; mode < 3; ++mode)
+    r.flawed[mode] = detectFlaws(mesh, mode, adjacency, run);
+  // Post-detection would turn inside-out shells outwards; only its counts
+  // are wanted here, so nothing is turned.
+  FaceBits turned(mesh.faces.size());
+  countPostDetection(mesh, adjacency, r.counters, turned, run);
   return r;
 }
 

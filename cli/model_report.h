@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -25,9 +26,11 @@ struct ModelReport {
   std::array<int32_t, 4> counters{};
 };
 
-// Inspects `mesh` (which needs current shells and incidence lists); the mesh
-// itself is not changed. The flaw tests log through `run`.
-ModelReport inspectModel(const TriMesh& mesh, const RunContext& run = {});
+// Inspects `mesh`, which needs current shells and incidence lists and the
+// adjacency the shells came from (every flaw test and count reads that one
+// adjacency); the mesh itself is not changed. The flaw tests log through `run`.
+ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
+                         const RunContext& run = {});
 
 // Human-readable lines, each prefixed by `indent`.
 std::string reportText(const ModelReport& report, const std::string& indent = "");

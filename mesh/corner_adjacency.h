@@ -39,4 +39,13 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed);
 // on the mesh as it is now.
 void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency);
 
+// buildShells, handing back the adjacency the shells came from, so that a
+// caller that goes on to read the topology of this mesh state (flaw tests,
+// post-detection counts) does not build it again.
+CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh);
+
+// rebuildTopology (mesh_utils.h), handing back the adjacency of the compacted
+// mesh in the same way.
+CornerAdjacency rebuildTopologyWithAdjacency(SubMesh& mesh);
+
 }  // namespace vekmesh

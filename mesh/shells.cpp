@@ -18,6 +18,17 @@ void buildShells(SubMesh& mesh) {
   buildShells(mesh, buildCornerAdjacency(mesh, RemovedFaces::kSkip));
 }
 
+CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh) {
+  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  buildShells(mesh, adjacency);
+  return adjacency;
+}
+
+CornerAdjacency rebuildTopologyWithAdjacency(SubMesh& mesh) {
+  compactMesh(mesh);
+  return buildShellsWithAdjacency(mesh);
+}
+
 void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
   mesh.shells.clear();
   const size_t face_count = mesh.faces.size();

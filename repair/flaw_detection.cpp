@@ -59,13 +59,10 @@ bool strictCornerFlaw(const EdgeUse& use, uint32_t mode) {
   return false;
 }
 
-bool findFlaw(const SubMesh& mesh, uint32_t mode) {
+// Removed faces still listed in incidentCorners count as sharing edges, so
+// `adjacency` is built with RemovedFaces::kCount (or kSkip when none is removed).
+bool findFlaw(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency) {
   const size_t face_count = mesh.faces.size();
-  if (face_count % 2 == 1 && mode != 2) return true;
-  if (face_count == 0) return false;
-  // Removed faces still listed in incidentCorners count as sharing edges.
-  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kCount);
-
   FaceBits visited(face_count);
   for (size_t i = 0; i < face_count; ++i)
     if (mesh.faces[i].removed) visited.set(i);
@@ -110,23 +107,54 @@ bool findFlaw(const SubMesh& mesh, uint32_t mode) {
   }
   return false;
 }
-}  // namespace
 
-bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
+// The face-count checks that need no walk: an odd count fails the strict
+// modes, and an empty mesh passes.
+bool decidedByCount(const SubMesh& mesh, uint32_t mode, bool& flawed) {
+  const size_t face_count = mesh.faces.size();
+  flawed = face_count % 2 == 1 && mode != 2;
+  return flawed || face_count == 0;
+}
+
+bool logFlawTest(const SubMesh& mesh, uint32_t mode, const RunContext& run, bool flawed) {
   OperationLog log(run, "flaw detection");
   log.parameter("mode", int64_t{mode});
   log.parameter("faces", mesh.faces.size());
-  const bool flawed = findFlaw(mesh, mode);
   log.parameter("flawed", int64_t{flawed});
   log.succeed();
   return flawed;
 }
 
-bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run) {
-  OperationLog log(run, "post detection");
+bool hasRemovedFace(const SubMesh& mesh) {
+  for (const Face& f : mesh.faces)
+    if (f.removed) return true;
+  return false;
+}
+
+}  // namespace
+
+bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
+  bool flawed = false;
+  if (!decidedByCount(mesh, mode, flawed))
+    flawed = findFlaw(mesh, mode, buildCornerAdjacency(mesh, RemovedFaces::kCount));
+  return logFlawTest(mesh, mode, run, flawed);
+}
+
+bool detectFlaws(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency,
+                 const RunContext& run) {
+  // With no removed face the two kinds of adjacency agree; otherwise the
+  // walk needs the one that counts removed faces.
+  if (hasRemovedFace(mesh)) return detectFlaws(mesh, mode, run);
+  bool flawed = false;
+  if (!decidedByCount(mesh, mode, flawed)) flawed = findFlaw(mesh, mode, adjacency);
+  return logFlawTest(mesh, mode, run, flawed);
+}
+
+namespace {
+
+void countPerShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                   std::array<int32_t, 4>& counters, FaceBits& turned) {
   counters.fill(0);
-  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
-  buildShells(mesh, adjacency);
   auto add = [](int32_t& counter, size_t n) {
     // Saturate rather than wrap on absurd counts.
     const int64_t sum = int64_t(counter) + int64_t(n);
@@ -134,7 +162,6 @@ bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunCon
   };
   // Shells are turned at the end; until then the normal sums read faces of
   // earlier shells (which may share a top vertex) as turned.
-  FaceBits turned(mesh.faces.size());
   for (const std::vector<int32_t>& shell : mesh.shells) {
     for (const int32_t fi : shell) {
       const uint32_t f = static_cast<uint32_t>(fi);
@@ -157,12 +184,32 @@ bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunCon
       add(counters[3], shell.size());
     }
   }
-  applyTurns(mesh, turned);
+}
+
+void logCounters(OperationLog& log, const std::array<int32_t, 4>& counters) {
   log.parameter("degenerate", int64_t{counters[0]});
   log.parameter("open edges", int64_t{counters[1]});
   log.parameter("nonmanifold", int64_t{counters[2]});
   log.parameter("faces turned", int64_t{counters[3]});
   log.succeed();
+}
+
+}  // namespace
+
+void countPostDetection(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                        std::array<int32_t, 4>& counters, FaceBits& turned, const RunContext& run) {
+  OperationLog log(run, "post detection");
+  countPerShell(mesh, adjacency, counters, turned);
+  logCounters(log, counters);
+}
+
+bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run) {
+  OperationLog log(run, "post detection");
+  const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
+  FaceBits turned(mesh.faces.size());
+  countPerShell(mesh, adjacency, counters, turned);
+  applyTurns(mesh, turned);
+  logCounters(log, counters);
   for (const int32_t c : counters)
     if (c > 0) return true;
   return false;

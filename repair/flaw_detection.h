@@ -7,6 +7,8 @@
 #include <array>
 #include <cstdint>
 
+#include "mesh/corner_adjacency.h"
+#include "mesh/face_bits.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -27,6 +29,12 @@ namespace vekmesh {
 // mesh is not flawed. Logs "flaw detection" (mode, faces, answer) through `run`.
 bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run = {});
 
+// The same on an adjacency already built for this state of the mesh (with
+// RemovedFaces::kSkip or kCount: they agree while no face is removed; a mesh
+// with removed faces gets its own kCount adjacency).
+bool detectFlaws(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency,
+                 const RunContext& run = {});
+
 // Post-detection. Sets the four counters to 0, rebuilds the shells, then counts
 // per shell:
 //   counters[0]  faces whose three vertex indices are not all different;
@@ -39,5 +47,13 @@ bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run = {})
 // True when any counter ends above 0. Needs current incidentCorners and keeps
 // them current. Logs "post detection" with the four counters through `run`.
 bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run = {});
+
+// The four counters of postDetection, without rebuilding the shells or turning
+// anything: needs current shells and their adjacency (RemovedFaces::kSkip).
+// The faces postDetection would turn are marked in `turned` (sized to the
+// faces, cleared by the caller). Logs "post detection" like postDetection.
+void countPostDetection(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                        std::array<int32_t, 4>& counters, FaceBits& turned,
+                        const RunContext& run = {});
 
 }  // namespace vekmesh

@@ -41,7 +41,7 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   } else {
     log.caution("holes left open: the model carries textures");
   }
-  rebuildTopology(mesh);
+  report.adjacency = rebuildTopologyWithAdjacency(mesh);
   log.parameter("duplicates", report.duplicates_removed);
   log.parameter("faces turned", report.faces_turned);
   log.parameter("holes closed", report.holes.loops_closed);

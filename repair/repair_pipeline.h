@@ -4,6 +4,7 @@
 // more so that the caller gets a finished mesh. Log name: "repair".
 #pragma once
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 #include "repair/hole_filling.h"
@@ -30,6 +31,9 @@ struct RepairReport {
   size_t faces_turned = 0;        // by the orientation walk of step 5
   bool holes_filled = false;      // whether step 6 ran
   HoleFillingReport holes;
+  // The corner adjacency of the finished mesh (whose shells came from it),
+  // for callers that go on to inspect the result.
+  CornerAdjacency adjacency;
 };
 
 // The steps in place, in this order:
