@@ -14,6 +14,7 @@ void decompositionOutput(TriMesh& mesh, double, float) {
   SubMesh whole;
   whole.faces = mesh.faces;
   whole.vertices = mesh.vertices;
+  whole.incidentCorners = mesh.incidentCorners;
   whole.texCoords = mesh.texCoords;
   mesh.pieces.push_back(std::move(whole));
 }

@@ -64,13 +64,13 @@ bool writeObj(const char* path, const SubMesh& mesh) {
   std::vector<std::array<int32_t, 3>> written(mesh.faces.size(), {0, 0, 0});
   int32_t counter = 0;
   ColourLines colour_lines;
-  for (const Vertex& vertex : mesh.vertices) {
-    const std::array<float, 3>& p = vertex.position;
+  for (size_t v = 0; v < mesh.vertices.size(); ++v) {
+    const std::array<float, 3>& p = mesh.vertices[v].position;
     // Every textured use of a vertex shares one line: its position is all
     // that line carries.
     int32_t textured_line = -1;
     colour_lines.clear();
-    for (const CornerRef& use : vertex.incidentCorners) {
+    for (const CornerRef& use : mesh.incidentCorners[v]) {
       if (use.face >= mesh.faces.size() || use.corner > 2) continue;
       const Face& face = mesh.faces[use.face];
       if (face.removed) continue;

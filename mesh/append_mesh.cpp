@@ -12,10 +12,12 @@ void appendMesh(SubMesh& a, SubMesh&& b) {
   const uint32_t face_base = static_cast<uint32_t>(a.faces.size());
   const uint32_t tex_base = static_cast<uint32_t>(a.texCoords.size());
 
-  for (Vertex& v : b.vertices) {
-    v.index += static_cast<int32_t>(vertex_base);
-    for (CornerRef& r : v.incidentCorners) r.face += face_base;
-  }
+  for (Vertex& v : b.vertices) v.index += static_cast<int32_t>(vertex_base);
+  // b's lists must start at b's first vertex: a's lists cover all of a's
+  // vertices first, even those a maker added without faces.
+  a.incidentCorners.cover(vertex_base);
+  a.incidentCorners.append(b.incidentCorners, face_base);
+  a.incidentCorners.cover(vertex_base + b.vertices.size());
   for (Face& f : b.faces) {
     for (int i = 0; i < 3; ++i) {
       f.v[i] += static_cast<int32_t>(vertex_base);

@@ -1,13 +1,10 @@
 // Compaction after two-phase deletion: the mesh is rebuilt from its live
 // faces exactly as welding their soup again would rebuild it (vertices merged
 // by cell and bit-pattern key, numbered in first-seen corner order, collapsed
-// faces dropped, fresh texture coordinates), but by welding the referenced
-// vertices instead of every corner and by moving each vertex's incidence list
-// to its new vertex instead of rebuilding it. Lists that do not match the
-// faces are rebuilt from the faces.
+// faces dropped, fresh texture coordinates, incidence lists in face order),
+// but by welding the referenced vertices instead of every corner.
 #include <algorithm>
 
-#include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/prefetch.h"
 #include "mesh/vertex_welder.h"
@@ -76,9 +73,6 @@ void compactMesh(SubMesh& mesh) {
   std::vector<uint32_t> class_vertex(class_size.size(), kNone);
   std::vector<Vertex> vertices;
   vertices.reserve(class_size.size());
-  // The new number of each old face is kept in the old face itself (its uv[0],
-  // read for the last time just before): the incidence pass below loads the
-  // old face anyway to check the entry, so the number comes with it.
   std::vector<Face> faces;
   faces.reserve(live);
   std::vector<TexCoord> tex_coords;
@@ -90,24 +84,18 @@ void compactMesh(SubMesh& mesh) {
     if (f + 8 < face_count && !mesh.faces[f + 8].removed)
       for (int c = 0; c < 3; ++c)
         prefetchRead(class_vertex.data() + weld_class[mesh.faces[f + 8].v[c]]);
-    Face& old = mesh.faces[f];
-    if (old.removed) {
-      old.uv[0] = kNone;
-      continue;
-    }
+    const Face& old = mesh.faces[f];
+    if (old.removed) continue;
     int32_t v[3];
     for (int c = 0; c < 3; ++c) {
       uint32_t& n = class_vertex[weld_class[old.v[c]]];
       if (n == kNone) {
         n = static_cast<uint32_t>(vertices.size());
-        vertices.push_back(Vertex{mesh.vertices[old.v[c]].position, static_cast<int32_t>(n), {}});
+        vertices.push_back(Vertex{mesh.vertices[old.v[c]].position, static_cast<int32_t>(n)});
       }
       v[c] = static_cast<int32_t>(n);
     }
-    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
-      old.uv[0] = kNone;
-      continue;
-    }
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
     Face face = old;
     face.removed = 0;
     for (int c = 0; c < 3; ++c) {
@@ -122,78 +110,12 @@ void compactMesh(SubMesh& mesh) {
                                       textured ? mesh.texCoords[old.uv[c]].v : 0.0, index});
         face.uv[c] = static_cast<uint32_t>(index);
       }
-    old.uv[0] = static_cast<uint32_t>(faces.size());
     faces.push_back(face);
   }
 
-  // Incidence: each kept corner moves with its vertex's list. A vertex alone
-  // in its class hands its list over, filtered and renumbered (face order is
-  // kept, so the list stays in order); merged classes collect their members'
-  // entries and sort them by face. Every entry must name a corner that really
-  // uses the vertex, and every kept corner must be listed exactly once;
-  // otherwise the lists are rebuilt from the faces.
-  size_t listed = 0;
-  bool consistent = true;
-  FaceBits corner_listed(3 * faces.size());
-  constexpr size_t kAhead = 4;  // vertices whose faces are prefetched
-  for (size_t old_v = 0; old_v < vertex_count && consistent; ++old_v) {
-    if (old_v + kAhead < vertex_count)
-      for (const CornerRef& r : mesh.vertices[old_v + kAhead].incidentCorners)
-        if (r.face < face_count) prefetchRead(&mesh.faces[r.face]);
-    if (old_v + 2 * kAhead < vertex_count)
-      prefetchRead(mesh.vertices[old_v + 2 * kAhead].incidentCorners.data());
-    if (!used[old_v]) continue;
-    const uint32_t k = weld_class[old_v];
-    std::vector<CornerRef>& from = mesh.vertices[old_v].incidentCorners;
-    std::vector<CornerRef>& to = vertices[class_vertex[k]].incidentCorners;
-    const bool alone = class_size[k] == 1;
-    if (alone) to.swap(from);
-    const size_t first = alone ? 0 : to.size();
-    const std::vector<CornerRef>& source = alone ? to : from;
-    size_t kept = first;
-    for (size_t i = 0; i < source.size(); ++i) {
-      const CornerRef r = source[i];
-      if (r.face >= face_count || r.corner > 2) {
-        consistent = false;
-        break;
-      }
-      // Removed and collapsed faces have no new number.
-      const Face& old = mesh.faces[r.face];
-      if (old.uv[0] == kNone) continue;
-      if (old.v[r.corner] != static_cast<int32_t>(old_v)) {
-        consistent = false;
-        break;
-      }
-      const CornerRef moved{old.uv[0], r.corner};
-      const size_t slot = 3 * size_t(moved.face) + moved.corner;
-      if (corner_listed.test(slot)) {
-        consistent = false;
-        break;
-      }
-      corner_listed.set(slot);
-      if (alone)
-        to[kept] = moved;
-      else
-        to.push_back(moved);
-      ++kept;
-      ++listed;
-    }
-    if (alone) to.resize(kept);
-  }
-  if (!consistent || listed != 3 * faces.size()) {
-    for (Vertex& v : vertices) v.incidentCorners.clear();
-    for (size_t f = 0; f < faces.size(); ++f)
-      for (uint32_t c = 0; c < 3; ++c)
-        vertices[faces[f].v[c]].incidentCorners.push_back(CornerRef{static_cast<uint32_t>(f), c});
-  } else {
-    for (size_t k = 0; k < class_size.size(); ++k) {
-      if (class_size[k] == 1 || class_vertex[k] == kNone) continue;
-      auto& list = vertices[class_vertex[k]].incidentCorners;
-      std::sort(list.begin(), list.end(), [](const CornerRef& a, const CornerRef& b) {
-        return a.face != b.face ? a.face < b.face : a.corner < b.corner;
-      });
-    }
-  }
+  // Incidence: every kept corner in face order, as welding the live faces'
+  // soup again would list them.
+  mesh.incidentCorners.rebuild(faces, vertices.size());
 
   mesh.faces.swap(faces);
   mesh.vertices.swap(vertices);

@@ -71,15 +71,15 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
   std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
   for (size_t x = 0; x < vertex_count; ++x) {
     if (x + kPrefetchAhead < vertex_count)
-      for (const CornerRef& r : mesh.vertices[x + kPrefetchAhead].incidentCorners) {
+      for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
         prefetchRead(faces + r.face);
         prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
       }
     if (x + 2 * kPrefetchAhead < vertex_count)
-      prefetchRead(mesh.vertices[x + 2 * kPrefetchAhead].incidentCorners.data());
+      prefetchRead(mesh.incidentCorners[x + 2 * kPrefetchAhead].data());
 
     entries.clear();
-    for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+    for (const CornerRef& r : mesh.incidentCorners[x]) {
       const Face& g = faces[r.face];
       if (removed == RemovedFaces::kSkip && g.removed) continue;
       entries.push_back({r.face, r.corner, g.v[nextCorner(r.corner)], g.v[prevCorner(r.corner)]});

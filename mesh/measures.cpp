@@ -31,7 +31,7 @@ double enclosedVolume(const SubMesh& mesh) {
     if (v.position[2] < lowest_z) lowest_z = v.position[2];
   // Measuring from the model's own floor keeps the tetrahedra small and the
   // sum well conditioned for models far from the origin in z.
-  const Vertex reference{{0.0f, 0.0f, lowest_z}, -1, {}};
+  const Vertex reference{{0.0f, 0.0f, lowest_z}, -1};
   double sum = 0.0;
   for (const Face& f : mesh.faces) {
     if (f.removed) continue;
@@ -67,7 +67,7 @@ std::pair<Vertex, Vertex> sampledBoundingBox(const SubMesh& mesh, uint32_t maxSa
         lo[a] = p[a];
     }
   }
-  return {Vertex{lo, -1, {}}, Vertex{hi, -1, {}}};
+  return {Vertex{lo, -1}, Vertex{hi, -1}};
 }
 
 }  // namespace vekmesh

@@ -63,7 +63,7 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
         const Face& face = mesh.faces[f];
         const int32_t x = face.v[c];
         const int32_t y = face.v[nextCorner(c)];
-        for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+        for (const CornerRef& r : mesh.incidentCorners[x]) {
           assert(r.face < face_count);
           if (static_cast<int32_t>(r.face) == f || visited.test(r.face)) continue;
           const Face& g = mesh.faces[r.face];

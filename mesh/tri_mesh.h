@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "mesh/incident_corners.h"
+
 namespace vekmesh {
 
 // "No texture coordinate" in Face::uv.
@@ -24,16 +26,9 @@ struct Face {
   uint32_t uv[3];        // texCoords indices, kNoTexCoord = none
 };
 
-// One use of a vertex: corner `corner` (0..2) of face `face`.
-struct CornerRef {
-  uint32_t face;
-  uint32_t corner;
-};
-
 struct Vertex {
   std::array<float, 3> position;
   int32_t index;  // own position in `vertices`; -1 for a free-standing point
-  std::vector<CornerRef> incidentCorners;
 };
 
 struct TexCoord {
@@ -54,6 +49,9 @@ struct AnalysisRecord {
 struct SubMesh {
   std::vector<Face> faces;
   std::vector<Vertex> vertices;
+  // The corners of live faces that use each vertex, in face order (removed
+  // faces stay listed until compaction).
+  IncidentCorners incidentCorners;
   std::vector<TexCoord> texCoords;
   std::vector<std::vector<int32_t>> shells;  // face indices per edge-connected component
   std::vector<AnalysisRecord> analysisRecords;
@@ -61,7 +59,8 @@ struct SubMesh {
 };
 
 // Members are destroyed in reverse declaration order, which gives the release
-// order pieces, analysisRecords, shells, texCoords, vertices, faces.
+// order pieces, analysisRecords, shells, texCoords, incidence lists, vertices,
+// faces.
 struct TriMesh : SubMesh {
   std::vector<SubMesh> pieces;
 };

@@ -89,6 +89,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
   mesh.faces.clear();
   mesh.vertices.clear();
   mesh.texCoords.clear();
+  mesh.incidentCorners.clear();
   if (count == 0) return;
   const size_t corner_count = size_t(count) * 3;
 
@@ -135,53 +136,34 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
     }
   }  // the table is released before the mesh grows
 
-  // Pass 3: make the vertices and count the uses of each, so that every
-  // incidence list, and the face and texture arrays, are allocated once at their
-  // final size. Numbering is first-seen, so a corner creates a vertex exactly
-  // when it names the next number not made yet.
+  // Pass 3: make the vertices and count the faces, so that the face and
+  // texture arrays are allocated once at their final size. Numbering is
+  // first-seen, so a corner creates a vertex exactly when it names the next
+  // number not made yet.
   mesh.vertices.reserve(vertex_count);
   {
-    std::vector<uint32_t> uses(vertex_count, 0);
     size_t faces = 0, textured = 0;
     for (size_t t = 0; t < count; ++t) {
       const int32_t* v = &corner_vertex[3 * t];
       for (int c = 0; c < 3; ++c)
         if (static_cast<size_t>(v[c]) == mesh.vertices.size())
-          mesh.vertices.push_back(Vertex{soup.corner(t, c), v[c], {}});
+          mesh.vertices.push_back(Vertex{soup.corner(t, c), v[c]});
       if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
       ++faces;
-      for (int c = 0; c < 3; ++c) ++uses[v[c]];
       if (soup.material(t) >= 0) ++textured;
     }
-    for (size_t i = 0; i < uses.size(); ++i) mesh.vertices[i].incidentCorners.reserve(uses[i]);
     mesh.faces.reserve(faces);
     mesh.texCoords.reserve(textured * 3);
   }
 
-  // Pass 4: the faces, in input order less the collapsed triangles. Each
-  // corner appends to its vertex's list; on a shuffled soup every vertex is a
-  // cache miss and so is the end of its list, so both are prefetched, the
-  // vertex kAheadVertex triangles ahead and the list end kAheadList ahead.
-  constexpr size_t kAheadVertex = 16, kAheadList = 8;
+  // Pass 4: the faces, in input order less the collapsed triangles.
   for (size_t t = 0; t < count; ++t) {
-    if (t + kAheadVertex < count)
-      for (int c = 0; c < 3; ++c)
-        prefetchWrite(&mesh.vertices[corner_vertex[3 * (t + kAheadVertex) + c]]);
-    if (t + kAheadList < count)
-      for (int c = 0; c < 3; ++c) {
-        const auto& list = mesh.vertices[corner_vertex[3 * (t + kAheadList) + c]].incidentCorners;
-        prefetchWrite(list.data() + list.size());
-      }
     const int32_t* v = &corner_vertex[3 * t];
     if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
     Face f;
     whiteFace(f);
     soup.attributes(t, f);
-    const uint32_t face_index = static_cast<uint32_t>(mesh.faces.size());
-    for (uint32_t c = 0; c < 3; ++c) {
-      f.v[c] = v[c];
-      mesh.vertices[v[c]].incidentCorners.push_back(CornerRef{face_index, c});
-    }
+    for (uint32_t c = 0; c < 3; ++c) f.v[c] = v[c];
     if (f.material >= 0)
       for (int k = 0; k < 3; ++k) {
         const auto uv = soup.uv(t, k);
@@ -191,6 +173,9 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
       }
     mesh.faces.push_back(f);
   }
+  std::vector<int32_t>().swap(corner_vertex);
+  // Pass 5: the incidence lists, from the faces.
+  mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
 }
 
 }  // namespace

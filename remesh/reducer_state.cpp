@@ -197,7 +197,6 @@ void ReducerState::store() const {
       for (int k = 0; k < 3; ++k)
         out.position[k] = static_cast<float>(vertex[w].position[k] + origin[k]);
     }
-    out.incidentCorners.reserve(vertex[w].valence);
   }
 
   std::vector<Face> faces;
@@ -207,11 +206,9 @@ void ReducerState::store() const {
     const uint32_t f = working_face[i];
     if (face[f].dead) continue;
     Face out = m.faces[i];
-    const uint32_t fi = static_cast<uint32_t>(faces.size());
     for (uint32_t c = 0; c < 3; ++c) {
       const int32_t v = new_index[source_vertex[face[f].v[c]]];
       out.v[c] = v;
-      vertices[static_cast<size_t>(v)].incidentCorners.push_back({fi, c});
       if (out.uv[c] != kNoTexCoord && out.uv[c] < m.texCoords.size()) {
         const TexCoord& t = m.texCoords[out.uv[c]];
         out.uv[c] = static_cast<uint32_t>(tex.size());
@@ -225,6 +222,7 @@ void ReducerState::store() const {
   m.faces = std::move(faces);
   m.vertices = std::move(vertices);
   m.texCoords = std::move(tex);
+  m.incidentCorners.rebuild(m.faces, m.vertices.size());
 }
 
 }  // namespace vekmesh::reducer

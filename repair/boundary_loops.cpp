@@ -15,7 +15,7 @@ namespace {
 bool edgeHasLivePartner(const SubMesh& mesh, uint32_t f, uint32_t c) {
   const Face& face = mesh.faces[f];
   const int32_t x = face.v[c], y = face.v[nextCorner(c)];
-  for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+  for (const CornerRef& r : mesh.incidentCorners[x]) {
     if (r.face == f) continue;
     const Face& g = mesh.faces[r.face];
     if (g.removed) continue;

@@ -24,7 +24,7 @@ size_t removeDuplicateFaces(SubMesh& mesh) {
     if (face.removed) continue;
     // Faces are taken in index order, so an earlier copy has already removed
     // this one: the survivor of each set is its first face.
-    for (const CornerRef& r : mesh.vertices[face.v[0]].incidentCorners) {
+    for (const CornerRef& r : mesh.incidentCorners[face.v[0]]) {
       if (r.face == f) continue;
       Face& other = mesh.faces[r.face];
       if (other.removed) continue;

@@ -32,7 +32,7 @@ EdgeUse edgeUse(const SubMesh& mesh, uint32_t f, uint32_t c, bool skip_removed, 
   const int32_t x = face.v[c];
   const int32_t y = face.v[nextCorner(c)];
   EdgeUse use;
-  for (const CornerRef& r : mesh.vertices[x].incidentCorners) {
+  for (const CornerRef& r : mesh.incidentCorners[x]) {
     if (r.face == f) continue;
     assert(r.face < mesh.faces.size());
     const Face& g = mesh.faces[r.face];

@@ -21,19 +21,17 @@ void appendPatch(SubMesh& mesh, const std::vector<int32_t>& rim_vertices, const 
   const int32_t first_new = static_cast<int32_t>(mesh.vertices.size());
   for (const auto& p : patch.points) {
     const int32_t index = static_cast<int32_t>(mesh.vertices.size());
-    mesh.vertices.push_back(Vertex{p, index, {}});
+    mesh.vertices.push_back(Vertex{p, index});
   }
   for (const auto& t : patch.triangles) {
     Face f;
     std::memset(f.colors, 255, sizeof f.colors);
     f.removed = 0;
     f.material = kNoMaterial;
-    const uint32_t face_index = static_cast<uint32_t>(mesh.faces.size());
     for (uint32_t c = 0; c < 3; ++c) {
       const int32_t k = t[c];
       f.v[c] = k < rim_size ? rim_vertices[k] : first_new + (k - rim_size);
       f.uv[c] = kNoTexCoord;
-      mesh.vertices[f.v[c]].incidentCorners.push_back(CornerRef{face_index, c});
     }
     mesh.faces.push_back(f);
   }
@@ -54,6 +52,7 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
   const BoundaryLoops traced = traceBoundaryLoops(mesh, open_edges);
   report.open_edges_left = traced.abandoned_edges;
 
+  const size_t first_patch_face = mesh.faces.size();
   std::vector<int32_t> rim_vertices;
   std::vector<Vec3d> rim, apex;
   for (const BoundaryLoop& loop : traced.loops) {
@@ -77,6 +76,10 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
     appendPatch(mesh, rim_vertices, patch, report);
     ++report.loops_closed;
   }
+  // The patches read only positions, so their corners join the lists in one
+  // pass at the end; they come after every older face, as the lists' order
+  // wants.
+  mesh.incidentCorners.appendFaces(mesh.faces, first_patch_face, mesh.vertices.size());
   return report;
 }
 

@@ -37,7 +37,7 @@ int32_t shellTopVertex(const SubMesh& mesh, const std::vector<int32_t>& shell_fa
 double upwardNormalSum(const SubMesh& mesh, int32_t vertex, bool skip_removed,
                        const FaceBits* turned) {
   Vec3d sum = {0.0, 0.0, 0.0};
-  for (const CornerRef& r : mesh.vertices[vertex].incidentCorners) {
+  for (const CornerRef& r : mesh.incidentCorners[vertex]) {
     const Face& g = mesh.faces[r.face];
     if (skip_removed && g.removed) continue;
     const bool swap = turned && turned->test(r.face);
@@ -51,8 +51,8 @@ double upwardNormalSum(const SubMesh& mesh, int32_t vertex, bool skip_removed,
 namespace {
 
 // Renumbers the entry of face `f` in `vertex`'s list from corner `from` to `to`.
-void renumberCorner(Vertex& vertex, uint32_t f, uint32_t from, uint32_t to) {
-  for (CornerRef& r : vertex.incidentCorners)
+void renumberCorner(SubMesh& mesh, int32_t vertex, uint32_t f, uint32_t from, uint32_t to) {
+  for (CornerRef& r : mesh.incidentCorners[static_cast<size_t>(vertex)])
     if (r.face == f && r.corner == from) {
       r.corner = to;
       return;
@@ -67,9 +67,9 @@ void turnFaceOver(SubMesh& mesh, uint32_t f) {
   // A face with a repeated index has two entries on one vertex; renumbering
   // through a sentinel keeps the two from being confused.
   constexpr uint32_t kSentinel = 3;
-  renumberCorner(mesh.vertices[a], f, 0, kSentinel);
-  renumberCorner(mesh.vertices[b], f, 1, 0);
-  renumberCorner(mesh.vertices[a], f, kSentinel, 1);
+  renumberCorner(mesh, a, f, 0, kSentinel);
+  renumberCorner(mesh, b, f, 1, 0);
+  renumberCorner(mesh, a, f, kSentinel, 1);
   std::swap(face.v[0], face.v[1]);
   for (int i = 0; i < 3; ++i) std::swap(face.colors[0][i], face.colors[1][i]);
   if (face.material >= 0) std::swap(face.uv[0], face.uv[1]);
@@ -87,8 +87,8 @@ void applyTurns(SubMesh& mesh, const FaceBits& turned) {
   }
   if (!any) return;
   // Corners 0 and 1 trade places; corner 2 stays.
-  for (Vertex& vertex : mesh.vertices)
-    for (CornerRef& r : vertex.incidentCorners)
+  for (size_t v = 0; v < mesh.incidentCorners.vertexCount(); ++v)
+    for (CornerRef& r : mesh.incidentCorners[v])
       if (r.corner < 2 && turned.test(r.face)) r.corner = 1 - r.corner;
 }
 

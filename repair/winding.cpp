@@ -82,7 +82,7 @@ class OrientationWalk {
   int64_t chooseSeed(int32_t top, const std::vector<int32_t>& shell_of, int32_t shell) const {
     int64_t seed = -1;
     float best = 0.0f;
-    for (const CornerRef& r : mesh_.vertices[top].incidentCorners) {
+    for (const CornerRef& r : mesh_.incidentCorners[top]) {
       if (removed_.test(r.face) || shell_of[r.face] != shell) continue;
       if (normal(r.face)[2] < kInsideOutThreshold) continue;
       const auto v = current(r.face);
@@ -136,7 +136,7 @@ class OrientationWalk {
     size_t turns = 0;
     const auto v = current(f);
     const int32_t x = v[c], y = v[nextCorner(c)];
-    for (const CornerRef& r : mesh_.vertices[x].incidentCorners) {
+    for (const CornerRef& r : mesh_.incidentCorners[x]) {
       if (r.face == f || visited_.test(r.face) || removed_.test(r.face)) continue;
       const auto g = current(r.face);
       const uint32_t k = currentCorner(r.face, r.corner);

@@ -20,7 +20,7 @@ using test::Winding;
 constexpr double kPi = 3.14159265358979323846;
 
 Vertex at(float x, float y, float z) {
-  return Vertex{{x, y, z}, -1, {}};
+  return Vertex{{x, y, z}, -1};
 }
 
 TEST(FaceUnitNormal, IsUnitLengthAndZeroForDegenerateTriangles) {
@@ -114,6 +114,54 @@ TEST(AppendMesh, RebasesEveryIndexOfTheSource) {
     }
   }
   EXPECT_DOUBLE_EQ(enclosedVolume(a), 1.0 + 8.0 / 6.0);
+}
+
+Face faceOf(int32_t a, int32_t b, int32_t c) {
+  Face f{};
+  f.v[0] = a;
+  f.v[1] = b;
+  f.v[2] = c;
+  return f;
+}
+
+// The lists as (face, corner) pairs, vertex by vertex.
+std::vector<std::vector<std::pair<uint32_t, uint32_t>>> listsOf(const IncidentCorners& lists,
+                                                                size_t vertex_count) {
+  std::vector<std::vector<std::pair<uint32_t, uint32_t>>> out(vertex_count);
+  for (size_t v = 0; v < vertex_count; ++v)
+    for (const CornerRef& r : lists[v]) out[v].emplace_back(r.face, r.corner);
+  return out;
+}
+
+TEST(IncidentCorners, ListCornersInFaceOrderWhenBuiltOrGrown) {
+  using L = std::vector<std::pair<uint32_t, uint32_t>>;
+  // Face 1 names a vertex that does not exist and lists nothing; face 2
+  // repeats vertex 0 and is listed there twice, in corner order.
+  std::vector<Face> faces = {faceOf(0, 1, 2), faceOf(2, 1, 7), faceOf(0, 3, 0)};
+  IncidentCorners lists;
+  lists.rebuild(faces, 4);
+  ASSERT_EQ(lists.vertexCount(), 4u);
+  EXPECT_EQ(listsOf(lists, 4),
+            (std::vector<L>{{{0, 0}, {2, 0}, {2, 2}}, {{0, 1}}, {{0, 2}}, {{2, 1}}}));
+  EXPECT_TRUE(lists[4].empty());  // past the covered vertices: empty, not out of bounds
+
+  // Faces appended later, one bringing vertex 4, join the ends of the lists.
+  faces.push_back(faceOf(4, 2, 1));
+  lists.appendFaces(faces, 3, 5);
+  EXPECT_EQ(listsOf(lists, 5),
+            (std::vector<L>{
+                {{0, 0}, {2, 0}, {2, 2}}, {{0, 1}, {3, 2}}, {{0, 2}, {3, 1}}, {{2, 1}}, {{3, 0}}}));
+
+  // Another mesh's lists follow, its faces renumbered; a gap of vertices
+  // without faces is covered by empty lists.
+  IncidentCorners more;
+  more.rebuild({faceOf(0, 1, 2)}, 3);
+  lists.cover(6);
+  lists.append(more, 10);
+  ASSERT_EQ(lists.vertexCount(), 9u);
+  EXPECT_TRUE(lists[5].empty());
+  EXPECT_EQ(listsOf(lists, 9)[8], (L{{10, 2}}));
+  EXPECT_EQ(lists.entryCount(), 12u);
 }
 
 }  // namespace

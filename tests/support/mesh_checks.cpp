@@ -42,9 +42,12 @@ std::string invariantViolation(const SubMesh& mesh) {
     }
   }
 
+  if (mesh.incidentCorners.vertexCount() != nv)
+    return fail("incidence lists cover ", mesh.incidentCorners.vertexCount(), " of ", nv,
+                " vertices");
   std::vector<int> listed(3 * nf, 0);
   for (size_t i = 0; i < nv; ++i)
-    for (const CornerRef& r : mesh.vertices[i].incidentCorners) {
+    for (const CornerRef& r : mesh.incidentCorners[i]) {
       if (r.face >= nf || r.corner > 2 || mesh.faces[r.face].v[r.corner] != int32_t(i))
         return fail("vertex ", i, " lists (", r.face, ", ", r.corner, ") which does not use it");
       ++listed[3 * r.face + r.corner];

@@ -1,0 +1,112 @@
+// Building and growing the flat incidence lists: a count per vertex, a prefix
+// sum into offsets, then one pass over the faces in order that drops each
+// corner into its vertex's next free slot, so every list comes out in face
+// order without sorting.
+#include "mesh/incident_corners.h"
+
+#include "mesh/prefetch.h"
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+namespace {
+
+bool inRange(const int32_t* v, size_t vertex_count) {
+  for (int c = 0; c < 3; ++c)
+    if (v[c] < 0 || static_cast<size_t>(v[c]) >= vertex_count) return false;
+  return true;
+}
+
+// Counts into offsets: offsets[v] becomes the first slot of v's list and the
+// returned vector the next free slot of each list.
+std::vector<uint32_t> prefixSums(std::vector<uint32_t>& offsets, std::vector<uint32_t>&& counts) {
+  const size_t n = counts.size();
+  offsets.resize(n + 1);
+  uint32_t sum = 0;
+  for (size_t v = 0; v < n; ++v) {
+    offsets[v] = sum;
+    const uint32_t c = counts[v];
+    counts[v] = sum;
+    sum += c;
+  }
+  offsets[n] = sum;
+  return std::move(counts);
+}
+
+// How far ahead the scatter prefetches its slots: on a shuffled mesh each
+// corner lands in a different cache line.
+constexpr size_t kAhead = 8;
+
+}  // namespace
+
+void IncidentCorners::clear() {
+  offsets_.clear();
+  corners_.clear();
+}
+
+void IncidentCorners::cover(size_t vertex_count) {
+  if (offsets_.empty()) offsets_.push_back(0);
+  if (vertex_count + 1 > offsets_.size()) offsets_.resize(vertex_count + 1, offsets_.back());
+}
+
+void IncidentCorners::rebuild(const std::vector<Face>& faces, size_t vertex_count) {
+  std::vector<uint32_t> counts(vertex_count, 0);
+  for (const Face& f : faces) {
+    if (!inRange(f.v, vertex_count)) continue;
+    for (int c = 0; c < 3; ++c) ++counts[f.v[c]];
+  }
+  // Faces out of range keep their place in the numbering but list nothing.
+  std::vector<uint32_t> next = prefixSums(offsets_, std::move(counts));
+  corners_.resize(offsets_.back());
+  const size_t face_count = faces.size();
+  for (size_t f = 0; f < face_count; ++f) {
+    if (f + kAhead < face_count && inRange(faces[f + kAhead].v, vertex_count))
+      for (int c = 0; c < 3; ++c) prefetchWrite(&corners_[next[faces[f + kAhead].v[c]]]);
+    const int32_t* v = faces[f].v;
+    if (!inRange(v, vertex_count)) continue;
+    for (uint32_t c = 0; c < 3; ++c) corners_[next[v[c]]++] = CornerRef{uint32_t(f), c};
+  }
+}
+
+void IncidentCorners::appendFaces(const std::vector<Face>& faces, size_t first_face,
+                                  size_t vertex_count) {
+  const size_t old_count = vertexCount();
+  if (vertex_count < old_count) vertex_count = old_count;
+  std::vector<uint32_t> added(vertex_count, 0);
+  for (size_t f = first_face; f < faces.size(); ++f)
+    if (inRange(faces[f].v, vertex_count))
+      for (int c = 0; c < 3; ++c) ++added[faces[f].v[c]];
+  // New slots for each list: its old entries, then room for the added ones.
+  std::vector<uint32_t> offsets(vertex_count + 1);
+  uint32_t sum = 0;
+  for (size_t v = 0; v < vertex_count; ++v) {
+    offsets[v] = sum;
+    sum += (v < old_count ? offsets_[v + 1] - offsets_[v] : 0) + added[v];
+  }
+  offsets[vertex_count] = sum;
+  std::vector<CornerRef> corners(sum);
+  std::vector<uint32_t>& next = added;  // reused as each list's next free slot
+  for (size_t v = 0; v < vertex_count; ++v) {
+    uint32_t slot = offsets[v];
+    if (v < old_count)
+      for (uint32_t i = offsets_[v]; i < offsets_[v + 1]; ++i) corners[slot++] = corners_[i];
+    next[v] = slot;
+  }
+  for (size_t f = first_face; f < faces.size(); ++f) {
+    if (!inRange(faces[f].v, vertex_count)) continue;
+    for (uint32_t c = 0; c < 3; ++c) corners[next[faces[f].v[c]]++] = CornerRef{uint32_t(f), c};
+  }
+  offsets_.swap(offsets);
+  corners_.swap(corners);
+}
+
+void IncidentCorners::append(const IncidentCorners& other, uint32_t face_base) {
+  if (other.offsets_.empty()) return;
+  if (offsets_.empty()) offsets_.push_back(0);
+  const uint32_t entry_base = offsets_.back();
+  offsets_.pop_back();
+  for (const uint32_t o : other.offsets_) offsets_.push_back(entry_base + o);
+  corners_.reserve(corners_.size() + other.corners_.size());
+  for (const CornerRef& r : other.corners_) corners_.push_back({r.face + face_base, r.corner});
+}
+
+}  // namespace vekmesh
