@@ -58,8 +58,7 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.volume = enclosedVolume(mesh);
-  for (uint32_t mode = 0; mode < 3; ++mode)
-    r.flawed[mode] = detectFlaws(mesh, mode, adjacency, run);
+  r.flawed = detectFlawsInEveryMode(mesh, adjacency, run);
   // Post-detection would turn inside-out shells outwards; only its counts
   // are wanted here, so nothing is turned.
   FaceBits turned(mesh.faces.size());

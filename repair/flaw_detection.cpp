@@ -59,13 +59,18 @@ bool strictCornerFlaw(const EdgeUse& use, uint32_t mode) {
   return false;
 }
 
+// The three modes share one walk: the shells and the order of their faces do
+// not depend on the mode, only the verdicts do. `flawed` holds the modes
+// already decided (or not asked for) on entry and every mode's verdict on
+// return; the walk stops once all three are flawed.
 // Removed faces still listed in incidentCorners count as sharing edges, so
 // `adjacency` is built with RemovedFaces::kCount (or kSkip when none is removed).
-bool findFlaw(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency) {
+void walkFlaws(const SubMesh& mesh, const CornerAdjacency& adjacency, std::array<bool, 3>& flawed) {
   const size_t face_count = mesh.faces.size();
   FaceBits visited(face_count);
   for (size_t i = 0; i < face_count; ++i)
     if (mesh.faces[i].removed) visited.set(i);
+  auto decided = [&] { return flawed[0] && flawed[1] && flawed[2]; };
 
   // The queue doubles as the shell's face list: faces leave it in the order
   // they were taken, and none is pushed twice.
@@ -76,12 +81,12 @@ bool findFlaw(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacen
       shell.push_back(static_cast<int32_t>(g));
     }
   };
-  for (size_t seed = 0; seed < face_count; ++seed) {
+  for (size_t seed = 0; seed < face_count && !decided(); ++seed) {
     if (visited.test(seed)) continue;
     shell.clear();
     visited.set(seed);
     shell.push_back(static_cast<int32_t>(seed));
-    for (size_t head = 0; head < shell.size(); ++head) {
+    for (size_t head = 0; head < shell.size() && !decided(); ++head) {
       if (head + 8 < shell.size()) prefetchRead(&adjacency.across[size_t(shell[head + 8]) * 3]);
       const uint32_t f = static_cast<uint32_t>(shell[head]);
       EdgeUse uses[3];
@@ -96,24 +101,42 @@ bool findFlaw(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacen
           uses[c] = edgeUse(mesh, f, c, false, visit);
         }
       }
-      for (uint32_t c = 0; c < 3; ++c)
-        if (strictCornerFlaw(uses[c], mode)) return true;
+      for (uint32_t mode = 0; mode < 3; ++mode)
+        for (uint32_t c = 0; c < 3 && !flawed[mode]; ++c)
+          flawed[mode] = strictCornerFlaw(uses[c], mode);
     }
-    if (shell.size() % 2 == 1 && mode != 2) return true;
-    if (mode == 0) {
+    if (decided()) break;
+    if (shell.size() % 2 == 1) flawed[0] = flawed[1] = true;
+    if (!flawed[0]) {
       const int32_t top = shellTopVertex(mesh, shell, false);
-      if (top >= 0 && upwardNormalSum(mesh, top, false) < kInsideOutThreshold) return true;
+      if (top >= 0 && upwardNormalSum(mesh, top, false) < kInsideOutThreshold) flawed[0] = true;
     }
   }
-  return false;
 }
 
-// The face-count checks that need no walk: an odd count fails the strict
-// modes, and an empty mesh passes.
-bool decidedByCount(const SubMesh& mesh, uint32_t mode, bool& flawed) {
+// Modes other than 0, 1 and 2 behave like 1.
+uint32_t knownMode(uint32_t mode) {
+  return mode > 2 ? 1 : mode;
+}
+
+// The verdicts of the modes in `wanted`; an odd face count fails the strict
+// modes without a walk, and an empty mesh passes.
+std::array<bool, 3> findFlaws(const SubMesh& mesh, const CornerAdjacency* adjacency,
+                              std::array<bool, 3> wanted) {
   const size_t face_count = mesh.faces.size();
-  flawed = face_count % 2 == 1 && mode != 2;
-  return flawed || face_count == 0;
+  std::array<bool, 3> flawed{};
+  if (face_count == 0) return flawed;
+  for (uint32_t mode = 0; mode < 3; ++mode)
+    flawed[mode] = !wanted[mode] || (face_count % 2 == 1 && mode != 2);
+  if (!(flawed[0] && flawed[1] && flawed[2])) {
+    if (adjacency) {
+      walkFlaws(mesh, *adjacency, flawed);
+    } else {
+      walkFlaws(mesh, buildCornerAdjacency(mesh, RemovedFaces::kCount), flawed);
+    }
+  }
+  for (uint32_t mode = 0; mode < 3; ++mode) flawed[mode] = wanted[mode] && flawed[mode];
+  return flawed;
 }
 
 bool logFlawTest(const SubMesh& mesh, uint32_t mode, const RunContext& run, bool flawed) {
@@ -134,20 +157,19 @@ bool hasRemovedFace(const SubMesh& mesh) {
 }  // namespace
 
 bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
-  bool flawed = false;
-  if (!decidedByCount(mesh, mode, flawed))
-    flawed = findFlaw(mesh, mode, buildCornerAdjacency(mesh, RemovedFaces::kCount));
-  return logFlawTest(mesh, mode, run, flawed);
+  std::array<bool, 3> wanted{};
+  wanted[knownMode(mode)] = true;
+  return logFlawTest(mesh, mode, run, findFlaws(mesh, nullptr, wanted)[knownMode(mode)]);
 }
 
-bool detectFlaws(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency,
-                 const RunContext& run) {
+std::array<bool, 3> detectFlawsInEveryMode(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                                           const RunContext& run) {
   // With no removed face the two kinds of adjacency agree; otherwise the
   // walk needs the one that counts removed faces.
-  if (hasRemovedFace(mesh)) return detectFlaws(mesh, mode, run);
-  bool flawed = false;
-  if (!decidedByCount(mesh, mode, flawed)) flawed = findFlaw(mesh, mode, adjacency);
-  return logFlawTest(mesh, mode, run, flawed);
+  const std::array<bool, 3> flawed =
+      findFlaws(mesh, hasRemovedFace(mesh) ? nullptr : &adjacency, {true, true, true});
+  for (uint32_t mode = 0; mode < 3; ++mode) logFlawTest(mesh, mode, run, flawed[mode]);
+  return flawed;
 }
 
 namespace {

@@ -29,11 +29,12 @@ namespace vekmesh {
 // mesh is not flawed. Logs "flaw detection" (mode, faces, answer) through `run`.
 bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run = {});
 
-// The same on an adjacency already built for this state of the mesh (with
-// RemovedFaces::kSkip or kCount: they agree while no face is removed; a mesh
-// with removed faces gets its own kCount adjacency).
-bool detectFlaws(const SubMesh& mesh, uint32_t mode, const CornerAdjacency& adjacency,
-                 const RunContext& run = {});
+// The verdicts of modes 0, 1 and 2 from one walk, on an adjacency already
+// built for this state of the mesh (with RemovedFaces::kSkip or kCount: they
+// agree while no face is removed; a mesh with removed faces gets its own kCount
+// adjacency). Logs "flaw detection" once per mode, as three calls would.
+std::array<bool, 3> detectFlawsInEveryMode(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                                           const RunContext& run = {});
 
 // Post-detection. Sets the four counters to 0, rebuilds the shells, then counts
 // per shell:
