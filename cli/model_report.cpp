@@ -51,18 +51,21 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
     r.area += triangleArea(mesh, f);
     for (int c = 0; c < 3; ++c)
       for (int a = 0; a < 3; ++a) {
+        // Most corners move neither bound; fmin and fmax (library calls) run
+        // only when one might, so that zeros of either sign and NaN still
+        // come out as they always have.
         const float x = mesh.vertices[f.v[c]].position[a];
-        r.lower[a] = std::fmin(r.lower[a], x);
-        r.upper[a] = std::fmax(r.upper[a], x);
+        if (!(x > r.lower[a])) r.lower[a] = std::fmin(r.lower[a], x);
+        if (!(x < r.upper[a])) r.upper[a] = std::fmax(r.upper[a], x);
       }
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.volume = enclosedVolume(mesh);
-  r.flawed = detectFlawsInEveryMode(mesh, adjacency, run);
-  // Post-detection would turn inside-out shells outwards; only its counts
-  // are wanted here, so nothing is turned.
-  FaceBits turned(mesh.faces.size());
-  countPostDetection(mesh, adjacency, r.counters, turned, run);
+  // Post-detection would turn inside-out shells outwards; only its counts are
+  // wanted here, so nothing is turned.
+  const TopologyInspection topology = inspectTopology(mesh, adjacency, run);
+  r.flawed = topology.flawed;
+  r.counters = topology.counters;
   return r;
 }
 

@@ -162,26 +162,22 @@ bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
   return logFlawTest(mesh, mode, run, findFlaws(mesh, nullptr, wanted)[knownMode(mode)]);
 }
 
-std::array<bool, 3> detectFlawsInEveryMode(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                                           const RunContext& run) {
-  // With no removed face the two kinds of adjacency agree; otherwise the
-  // walk needs the one that counts removed faces.
-  const std::array<bool, 3> flawed =
-      findFlaws(mesh, hasRemovedFace(mesh) ? nullptr : &adjacency, {true, true, true});
-  for (uint32_t mode = 0; mode < 3; ++mode) logFlawTest(mesh, mode, run, flawed[mode]);
-  return flawed;
-}
-
 namespace {
 
+// Post-detection's counts, shell by shell. With `flawed`, the flaw test's
+// verdicts come from the same pass: valid only while no face is removed (the
+// shells are then exactly the walk's, in the walk's order), and `flawed` on
+// entry holds the modes already decided.
 void countPerShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                   std::array<int32_t, 4>& counters, FaceBits& turned) {
+                   std::array<int32_t, 4>& counters, FaceBits& turned,
+                   std::array<bool, 3>* flawed = nullptr) {
   counters.fill(0);
   auto add = [](int32_t& counter, size_t n) {
     // Saturate rather than wrap on absurd counts.
     const int64_t sum = int64_t(counter) + int64_t(n);
     counter = sum > INT32_MAX ? INT32_MAX : static_cast<int32_t>(sum);
   };
+  bool any_turned = false;
   // Shells are turned at the end; until then the normal sums read faces of
   // earlier shells (which may share a top vertex) as turned.
   for (const std::vector<int32_t>& shell : mesh.shells) {
@@ -191,19 +187,36 @@ void countPerShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
       if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0])
         add(counters[0], 1);
       for (uint32_t c = 0; c < 3; ++c) {
-        const int32_t across = adjacency.across[size_t(f) * 3 + c];
+        const size_t slot = size_t(f) * 3 + c;
+        const int32_t across = adjacency.across[slot];
+        EdgeUse use;
         if (across == CornerAdjacency::kOpen) add(counters[1], 1);
-        if (across != CornerAdjacency::kSeveral) continue;
-        // A non-manifold edge is counted by the lowest-numbered of its faces.
-        bool lowest = true;
-        const EdgeUse use = edgeUse(mesh, f, c, true, [&](uint32_t g) { lowest &= g > f; });
-        if (use.count >= 2 && lowest) add(counters[2], 1);
+        if (across >= 0) {
+          use.count = 1;
+          use.same_direction = adjacency.same_direction[slot] != 0;
+        } else if (across == CornerAdjacency::kSeveral) {
+          // A non-manifold edge is counted by the lowest-numbered of its faces.
+          bool lowest = true;
+          use = edgeUse(mesh, f, c, true, [&](uint32_t g) { lowest &= g > f; });
+          if (use.count >= 2 && lowest) add(counters[2], 1);
+        }
+        if (flawed)
+          for (uint32_t mode = 0; mode < 3; ++mode)
+            if (!(*flawed)[mode]) (*flawed)[mode] = strictCornerFlaw(use, mode);
       }
     }
+    if (flawed && shell.size() % 2 == 1) (*flawed)[0] = (*flawed)[1] = true;
     const int32_t top = shellTopVertex(mesh, shell, true);
-    if (top >= 0 && upwardNormalSum(mesh, top, true, &turned) < kInsideOutThreshold) {
+    if (top < 0) continue;
+    const double sum = upwardNormalSum(mesh, top, true, &turned);
+    // The flaw test takes no face as turned: its sum differs only once some
+    // earlier shell has been.
+    if (flawed && !(*flawed)[0])
+      (*flawed)[0] = (any_turned ? upwardNormalSum(mesh, top, false) : sum) < kInsideOutThreshold;
+    if (sum < kInsideOutThreshold) {
       for (const int32_t f : shell) turned.set(static_cast<size_t>(f));
       add(counters[3], shell.size());
+      any_turned = true;
     }
   }
 }
@@ -218,11 +231,28 @@ void logCounters(OperationLog& log, const std::array<int32_t, 4>& counters) {
 
 }  // namespace
 
-void countPostDetection(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                        std::array<int32_t, 4>& counters, FaceBits& turned, const RunContext& run) {
+TopologyInspection inspectTopology(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                                   const RunContext& run) {
+  TopologyInspection r;
+  FaceBits turned(mesh.faces.size());
+  {
+    // One pass gives both answers; the four log lines follow in the order
+    // of four separate runs.
+    if (hasRemovedFace(mesh)) {
+      r.flawed = findFlaws(mesh, nullptr, {true, true, true});
+      countPerShell(mesh, adjacency, r.counters, turned);
+    } else {
+      const size_t face_count = mesh.faces.size();
+      const bool odd = face_count % 2 == 1;
+      r.flawed = {odd, odd, false};
+      countPerShell(mesh, adjacency, r.counters, turned, &r.flawed);
+      if (face_count == 0) r.flawed = {false, false, false};
+    }
+  }
+  for (uint32_t mode = 0; mode < 3; ++mode) logFlawTest(mesh, mode, run, r.flawed[mode]);
   OperationLog log(run, "post detection");
-  countPerShell(mesh, adjacency, counters, turned);
-  logCounters(log, counters);
+  logCounters(log, r.counters);
+  return r;
 }
 
 bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run) {

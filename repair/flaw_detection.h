@@ -8,7 +8,6 @@
 #include <cstdint>
 
 #include "mesh/corner_adjacency.h"
-#include "mesh/face_bits.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -29,13 +28,6 @@ namespace vekmesh {
 // mesh is not flawed. Logs "flaw detection" (mode, faces, answer) through `run`.
 bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run = {});
 
-// The verdicts of modes 0, 1 and 2 from one walk, on an adjacency already
-// built for this state of the mesh (with RemovedFaces::kSkip or kCount: they
-// agree while no face is removed; a mesh with removed faces gets its own kCount
-// adjacency). Logs "flaw detection" once per mode, as three calls would.
-std::array<bool, 3> detectFlawsInEveryMode(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                                           const RunContext& run = {});
-
 // Post-detection. Sets the four counters to 0, rebuilds the shells, then counts
 // per shell:
 //   counters[0]  faces whose three vertex indices are not all different;
@@ -49,12 +41,16 @@ std::array<bool, 3> detectFlawsInEveryMode(const SubMesh& mesh, const CornerAdja
 // them current. Logs "post detection" with the four counters through `run`.
 bool postDetection(SubMesh& mesh, std::array<int32_t, 4>& counters, const RunContext& run = {});
 
-// The four counters of postDetection, without rebuilding the shells or turning
-// anything: needs current shells and their adjacency (RemovedFaces::kSkip).
-// The faces postDetection would turn are marked in `turned` (sized to the
-// faces, cleared by the caller). Logs "post detection" like postDetection.
-void countPostDetection(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                        std::array<int32_t, 4>& counters, FaceBits& turned,
-                        const RunContext& run = {});
+// The flaw test in modes 0, 1 and 2 and post-detection's four counters,
+// without changing the mesh, in one pass over the shells: needs current shells
+// and the adjacency they came from (RemovedFaces::kSkip). A mesh with removed
+// faces gets the long way, with its own adjacency for the flaw test. Logs
+// "flaw detection" once per mode, then "post detection", as four calls would.
+struct TopologyInspection {
+  std::array<bool, 3> flawed{};
+  std::array<int32_t, 4> counters{};
+};
+TopologyInspection inspectTopology(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                                   const RunContext& run = {});
 
 }  // namespace vekmesh
