@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 
 namespace vekmesh {
@@ -57,61 +58,82 @@ void recordCorner(const std::vector<Entry>& entries, size_t i, Partners&& partne
   }
 }
 
+// Records the partners of every listed corner of vertex x. `entries` and
+// `keyed` are the caller's scratch space.
+void sweepVertex(const SubMesh& mesh, size_t x, RemovedFaces removed, std::vector<Entry>& entries,
+                 std::vector<std::pair<int32_t, uint32_t>>& keyed, CornerAdjacency& adjacency) {
+  const Face* faces = mesh.faces.data();
+  entries.clear();
+  for (const CornerRef& r : mesh.incidentCorners[x]) {
+    const Face& g = faces[r.face];
+    if (removed == RemovedFaces::kSkip && g.removed) continue;
+    entries.push_back({r.face, r.corner, g.v[nextCorner(r.corner)], g.v[prevCorner(r.corner)]});
+  }
+  const size_t n = entries.size();
+  if (n <= kPairwiseLimit) {
+    for (size_t i = 0; i < n; ++i)
+      recordCorner(
+          entries, i,
+          [&](int32_t, auto&& visit) {
+            for (const Entry& o : entries) visit(o);
+          },
+          adjacency);
+    return;
+  }
+  // A long list: index entries by their far vertices, so each corner only
+  // looks at the entries that touch its edge. An entry with both far
+  // vertices equal is indexed once, as the pairwise walk would meet it once.
+  keyed.clear();
+  for (uint32_t j = 0; j < n; ++j) {
+    keyed.push_back({entries[j].next, j});
+    if (entries[j].prev != entries[j].next) keyed.push_back({entries[j].prev, j});
+  }
+  std::sort(keyed.begin(), keyed.end());
+  for (size_t i = 0; i < n; ++i)
+    recordCorner(
+        entries, i,
+        [&](int32_t y, auto&& visit) {
+          auto it = std::lower_bound(keyed.begin(), keyed.end(), std::make_pair(y, uint32_t(0)));
+          for (; it != keyed.end() && it->first == y; ++it) visit(entries[it->second]);
+        },
+        adjacency);
+}
+
 }  // namespace
 
 CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) {
   const size_t face_count = mesh.faces.size();
   CornerAdjacency adjacency;
-  adjacency.across.assign(face_count * 3, CornerAdjacency::kOpen);
-  adjacency.same_direction.assign(face_count * 3, 0);
+  adjacency.across.resize(face_count * 3);
+  adjacency.same_direction.resize(face_count * 3);
+  // Every slot is written by the vertex that lists its corner; slots of
+  // corners no list holds (faces out of range) start open.
+  const int64_t slot_count = static_cast<int64_t>(face_count * 3);
+#pragma omp parallel for schedule(static) if (slot_count >= kParallelMinimum)
+  for (int64_t i = 0; i < slot_count; ++i) {
+    adjacency.across[i] = CornerAdjacency::kOpen;
+    adjacency.same_direction[i] = 0;
+  }
 
-  const size_t vertex_count = mesh.vertices.size();
+  // Each corner's slots are written only while sweeping the vertex that lists
+  // it, so vertices can be swept in parallel; the result does not depend on
+  // the number of threads.
+  const int64_t vertex_count =
+      static_cast<int64_t>(std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount()));
   const Face* faces = mesh.faces.data();
-  std::vector<Entry> entries;
-  std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
-  for (size_t x = 0; x < vertex_count; ++x) {
-    if (x + kPrefetchAhead < vertex_count)
-      for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
-        prefetchRead(faces + r.face);
-        prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
-      }
-    if (x + 2 * kPrefetchAhead < vertex_count)
-      prefetchRead(mesh.incidentCorners[x + 2 * kPrefetchAhead].data());
-
-    entries.clear();
-    for (const CornerRef& r : mesh.incidentCorners[x]) {
-      const Face& g = faces[r.face];
-      if (removed == RemovedFaces::kSkip && g.removed) continue;
-      entries.push_back({r.face, r.corner, g.v[nextCorner(r.corner)], g.v[prevCorner(r.corner)]});
+#pragma omp parallel if (vertex_count >= kParallelMinimum)
+  {
+    std::vector<Entry> entries;
+    std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
+#pragma omp for schedule(static)
+    for (int64_t x = 0; x < vertex_count; ++x) {
+      if (x + int64_t(kPrefetchAhead) < vertex_count)
+        for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
+          prefetchRead(faces + r.face);
+          prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
+        }
+      sweepVertex(mesh, static_cast<size_t>(x), removed, entries, keyed, adjacency);
     }
-    const size_t n = entries.size();
-    if (n <= kPairwiseLimit) {
-      for (size_t i = 0; i < n; ++i)
-        recordCorner(
-            entries, i,
-            [&](int32_t, auto&& visit) {
-              for (const Entry& o : entries) visit(o);
-            },
-            adjacency);
-      continue;
-    }
-    // A long list: index entries by their far vertices, so each corner only
-    // looks at the entries that touch its edge. An entry with both far
-    // vertices equal is indexed once, as the pairwise walk would meet it once.
-    keyed.clear();
-    for (uint32_t j = 0; j < n; ++j) {
-      keyed.push_back({entries[j].next, j});
-      if (entries[j].prev != entries[j].next) keyed.push_back({entries[j].prev, j});
-    }
-    std::sort(keyed.begin(), keyed.end());
-    for (size_t i = 0; i < n; ++i)
-      recordCorner(
-          entries, i,
-          [&](int32_t y, auto&& visit) {
-            auto it = std::lower_bound(keyed.begin(), keyed.end(), std::make_pair(y, uint32_t(0)));
-            for (; it != keyed.end() && it->first == y; ++it) visit(entries[it->second]);
-          },
-          adjacency);
   }
   return adjacency;
 }
