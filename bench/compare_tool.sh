@@ -132,7 +132,9 @@ EOF
 
 # --- the timed rounds ------------------------------------------------------------
 
+status=0  # 1 when a run failed or the soups disagree
 declare -A median_s  # "soup command side" -> median seconds
+declare -A input_census  # soup -> edge_check's line for the soup itself
 soups=()
 printf '\n%-22s %-7s %9s %9s %22s %9s %9s %7s\n' soup command "ours s" "admesh s" \
   "ratio [min..max]" "ours MB" "admesh MB" "B/tri"
@@ -142,6 +144,7 @@ for variant in $variants; do
     file="$work/soups/$soup.stl"
     make_variant "$triangles" "$variant" "$order" "$file"
     soups+=("$soup")
+    input_census["$soup"]=$("$edge_check" "$file")
     count=$(facets_of "$file")
     for command in info repair; do
       ours_s=() theirs_s=() ratios=() ours_kb=() theirs_kb=() failed=""
@@ -191,7 +194,7 @@ for variant in $variants; do
         printf '%-22s %-7s %9.3f %9s %22s %9.1f %9s %7s' "$soup" "$command" "$om" - - \
           "$(awk -v k="$okb" 'BEGIN { print k / 1024 }')" - "$bpt"
       fi
-      [[ -n "$failed" ]] && printf '  FAILED:%s (see %s)' "$failed" "$work/logs"
+      [[ -n "$failed" ]] && printf '  FAILED:%s (see %s)' "$failed" "$work/logs" && status=1
       printf '\n'
     done
   done
@@ -221,11 +224,22 @@ done
 # --- the repaired files, judged independently -------------------------------------
 
 echo
-echo "Repaired outputs, judged by edge_check (corners welded by exact bit pattern; edges"
-echo "used once = open, more than twice = non-manifold, twice the same way = mis-oriented):"
+echo "Soups (input) and repaired outputs, judged by edge_check (corners welded by exact bit"
+echo "pattern; edges used once = open, more than twice = non-manifold, twice the same way ="
+echo "mis-oriented; degenerate = faces with two corners welded together):"
 printf '%-22s %-7s %9s %6s %13s %12s %11s  %s\n' soup side faces open non-manifold \
   mis-oriented degenerate "sha256 (ours)"
 for soup in "${soups[@]}"; do
+  # The shuffled soup holds the in-order one's triangles: equal counts, or the
+  # generator or the checker depends on order.
+  line=${input_census["$soup"]}
+  base=${soup%-shuffled}
+  twin=${input_census["${base%-in-order}-in-order"]}
+  read -r _ faces _ _ _ _ _ open _ nonmf _ misor _ degen <<<"$line"
+  printf '%-22s %-7s %9s %6s %13s %12s %11s' "$soup" input "$faces" "$open" "$nonmf" "$misor" \
+    "$degen"
+  [[ "$line" != "$twin" ]] && printf '  DIFFERS FROM IN-ORDER' && status=1
+  printf '\n'
   for side in ours admesh; do
     out="$work/out/$soup.$side.stl"
     [[ $side == admesh ]] && ((!have_admesh)) && continue
@@ -266,7 +280,7 @@ if [[ -n "$order_triangles" ]]; then
           else
             timed_run "${ours_env[@]}" "$vekmesh" repair "$file" -o "$work/out/large.ours.stl"
           fi
-          ((t_ok)) || echo "  FAILED: $variant $order $command (see $log)"
+          ((t_ok)) || { echo "  FAILED: $variant $order $command (see $log)"; status=1; }
           if [[ $order == in-order ]]; then in_s+=("$t_sec") in_last=$t_sec; else sh_s+=("$t_sec") sh_last=$t_sec; fi
         done
         ratios+=("$(awk -v a="$sh_last" -v b="$in_last" 'BEGIN { printf "%.4f", a / b }')")
@@ -281,3 +295,4 @@ if [[ -n "$order_triangles" ]]; then
     rm -f "$work/soups/large-$variant-"*.stl "$work/out/large.ours.stl"
   done
 fi
+exit "$status"
