@@ -11,6 +11,7 @@
 
 #include "bench/bench_harness.h"
 #include "bench/heap_meter.h"
+#include "broken_sphere.h"
 #include "mesh/tri_mesh.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -137,6 +138,82 @@ void checkSizes() {
          "torus 100k");
 }
 
+// Each triangle of a soup as its corners' bits, rotated to start at the
+// smallest rotation, all sorted: equal for soups of the same triangles in any
+// order and any corner rotation that keeps the winding.
+std::vector<std::array<uint32_t, 9>> canonicalTriangles(const std::vector<float>& soup) {
+  std::vector<std::array<uint32_t, 9>> out(soup.size() / 9);
+  for (size_t t = 0; t < out.size(); ++t) {
+    std::array<uint32_t, 9> bits, best;
+    std::memcpy(bits.data(), &soup[9 * t], 36);
+    for (int r = 0; r < 3; ++r) {
+      std::array<uint32_t, 9> turned;
+      for (int k = 0; k < 9; ++k) turned[k] = bits[(k + 3 * r) % 9];
+      if (r == 0 || turned < best) best = turned;
+    }
+    out[t] = best;
+  }
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+// The damaged soups of compare_tool.sh: each step leaves its own mark on the
+// edges and no other, and the shuffle only reorders the same triangles.
+void checkSoupDamage() {
+  const char* what = "damaged sphere";
+  const auto census = [](const test::SphereWork& s) {
+    std::vector<uint32_t> indices;
+    for (const auto& t : s.triangles) indices.insert(indices.end(), t.begin(), t.end());
+    return test::edgeCensus(indices);
+  };
+  const test::SphereWork intact = test::intactSphere(20000, 50.0f);
+  const size_t n = intact.triangles.size();
+  expect(census(intact).closedManifoldOriented(), "the intact sphere is closed and oriented", what);
+  test::SplitMix rng{1};
+
+  test::SphereWork holes = intact;
+  const size_t taken = test::punchHoles(holes, rng);
+  const test::EdgeCensus h = census(holes);
+  expect(holes.triangles.size() + taken == n && h.boundary > 0 && h.nonManifold == 0 &&
+             h.misoriented == 0,
+         "holes open edges and nothing else", what);
+
+  test::SphereWork flipped = intact;
+  test::flipFaces(flipped, n / 100, n, rng);
+  const test::EdgeCensus f = census(flipped);
+  expect(
+      flipped.triangles.size() == n && f.misoriented > 0 && f.boundary == 0 && f.nonManifold == 0,
+      "flips mis-orient edges and nothing else", what);
+
+  test::SphereWork copies = intact;
+  test::duplicateFaces(copies, n / 100, n, rng);
+  const test::EdgeCensus d = census(copies);
+  expect(copies.triangles.size() == n + n / 100 && d.nonManifold > 0 && d.boundary == 0 &&
+             d.misoriented == 0,
+         "copies over-use edges and nothing else", what);
+
+  // Every added triangle must have zero area once snapped to the repair's
+  // 1/5000 grid: two corners at one point, or all three within one step.
+  test::SphereWork degenerate = intact;
+  test::addDegenerateFaces(degenerate, n / 200, n, rng);
+  bool collapse = degenerate.triangles.size() == n + n / 200;
+  for (size_t t = n; collapse && t < degenerate.triangles.size(); ++t) {
+    const std::array<uint32_t, 3>& v = degenerate.triangles[t];
+    const test::Point &a = degenerate.points[v[0]], &b = degenerate.points[v[1]],
+                      &c = degenerate.points[v[2]];
+    bool close = true;
+    for (int k = 0; k < 3; ++k)
+      close &= std::fabs(b[k] - a[k]) < 2e-4f && std::fabs(c[k] - a[k]) < 2e-4f;
+    collapse = close || a == b || b == c || c == a;
+  }
+  expect(collapse, "degenerate triangles collapse on the grid", what);
+
+  const std::vector<float> ordered = test::orderedSoup(flipped);
+  const std::vector<float> shuffled = test::shuffledSoup(flipped, rng);
+  expect(ordered != shuffled && canonicalTriangles(ordered) == canonicalTriangles(shuffled),
+         "the shuffle reorders the same triangles, windings kept", what);
+}
+
 // The meter's figures are what the weld benchmark reports as memory use.
 void checkHeapMeter() {
   const char* what = "heap meter";
@@ -171,6 +248,7 @@ int main() {
   vekmesh::bench::checkShapes();
   vekmesh::bench::checkSizes();
   vekmesh::bench::checkHeapMeter();
+  vekmesh::bench::checkSoupDamage();
   if (vekmesh::bench::g_failures) return 1;
   std::printf("benchmark self-check: all passed\n");
   return 0;

@@ -205,7 +205,17 @@ void printVerdict(const char* who, const Verdict& v) {
 
 bool summarize() {
   if (g_rows.empty()) return true;
-  std::printf("\nRepair summary (medians; ratio = median of paired ours/admesh times)\n");
+  std::printf(
+      "\nRepair summary (medians; ratio = median of paired ours/admesh times)\n"
+      "  ours:   modelRepairFromData64 through the shared library, from the soup in memory:\n"
+      "          the weld, the repair and the result copied out (freed outside the timer)\n"
+      "  admesh: stl_open of the same triangles as a binary STL file (in the page cache, so\n"
+      "          its time holds parsing a file that ours does not: see file_bench for reading\n"
+      "          alone, compare_tool.sh for whole processes), exact and nearby checks,\n"
+      "          unconnected facets removed, holes filled, normal directions and values\n"
+      "          (stl_close outside the timer)\n"
+      "  ours runs on every OpenMP thread (the grid snap is parallel), admesh on one; the\n"
+      "  sides alternate which goes first\n");
   std::printf("%-28s %10s %10s %11s %7s\n", "case", "triangles", "ours ms", "admesh ms", "ratio");
   bool failed = false;
   for (const Row& r : g_rows) {
@@ -216,7 +226,10 @@ bool summarize() {
       std::printf("%-28s %10zu %10.1f %11s %7s\n", r.name.c_str(), r.triangles, r.ours_ms, "-",
                   "-");
     printVerdict("ours", r.ours);
-    std::printf("  (tool's repair, duplicates removed at every size: %.1f ms)\n", r.tool_ms);
+    std::printf(
+        "  (tool's repair, duplicates removed at every size: %.1f ms, repairMesh alone on the "
+        "welded mesh)\n",
+        r.tool_ms);
     printVerdict("tool", r.tool);
     if (r.have_admesh) printVerdict("admesh", r.admesh);
     // From 300000 faces the export keeps duplicate faces by contract, so the

@@ -4,28 +4,13 @@
 #include "broken_sphere.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstring>
-
-#include "mesh_builders.h"
 
 namespace vekmesh::test {
 namespace {
 
 constexpr size_t kHoleCount = 20;
-
-struct SplitMix {
-  uint64_t state;
-  size_t below(size_t n) {
-    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return static_cast<size_t>((z ^ (z >> 31)) % n);
-  }
-};
-
-using Tri = std::array<uint32_t, 3>;
 
 // The repair's grid step, reproduced here so that the generator does not lean
 // on the code it tests: truncation toward zero of x * 5000 + 0.5.
@@ -37,27 +22,39 @@ bool sameGridPoint(const Point& a, const Point& b) {
 
 }  // namespace
 
-BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radius) {
-  SplitMix rng{seed};
-  const uint32_t stacks =
-      std::max<uint32_t>(6, static_cast<uint32_t>(std::lround(std::sqrt(target_triangles / 4.0))));
-  const uint32_t slices = 2 * stacks;
-  const IndexedMesh sphere = uvSphere(stacks, slices, radius);
-  const size_t triangles = sphere.triangleCount();
-  BrokenSphere out;
-  out.radius = radius;
-  out.intact_triangles = triangles;
-  out.intact_volume = signedVolume(sphere);
-  out.holes = kHoleCount;
+size_t SplitMix::below(size_t n) {
+  uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+  z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+  z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+  return static_cast<size_t>((z ^ (z >> 31)) % n);
+}
 
-  // Holes: centres on rings spread between the polar caps, several rings
-  // apart so that no two holes touch; 1 to 6 consecutive faces of the fan.
-  // Band i (between rings i and i + 1) holds, after the polar fan of `slices`
-  // faces, the pairs A(j), B(j) of slice j; the fan of ring i's vertex j in
-  // angular order is B_i(j), A_i(j), B_i(j-1), A_i-1(j-1), B_i-1(j-1), A_i-1(j).
-  std::vector<uint8_t> gone(triangles, 0);
+SphereWork intactSphere(size_t target_triangles, float radius) {
+  SphereWork out;
+  out.stacks =
+      std::max<uint32_t>(6, static_cast<uint32_t>(std::lround(std::sqrt(target_triangles / 4.0))));
+  out.slices = 2 * out.stacks;
+  const IndexedMesh sphere = uvSphere(out.stacks, out.slices, radius);
+  out.intact_volume = signedVolume(sphere);
+  out.points.resize(sphere.vertexCount());
+  std::memcpy(out.points.data(), sphere.positions.data(), sphere.positions.size() * sizeof(float));
+  out.triangles.resize(sphere.triangleCount());
+  std::memcpy(out.triangles.data(), sphere.triangles.data(),
+              sphere.triangles.size() * sizeof(uint32_t));
+  return out;
+}
+
+size_t punchHoles(SphereWork& sphere, SplitMix& rng) {
+  // Centres on rings spread between the polar caps, several rings apart so
+  // that no two holes touch; 1 to 6 consecutive faces of the fan. Band i
+  // (between rings i and i + 1) holds, after the polar fan of `slices` faces,
+  // the pairs A(j), B(j) of slice j; the fan of ring i's vertex j in angular
+  // order is B_i(j), A_i(j), B_i(j-1), A_i-1(j-1), B_i-1(j-1), A_i-1(j).
+  const uint32_t stacks = sphere.stacks, slices = sphere.slices;
+  std::vector<uint8_t> gone(sphere.triangles.size(), 0);
   const uint32_t first_ring = stacks / 6 + 1;
   const uint32_t span = stacks - 2 * first_ring;
+  size_t taken = 0;
   for (size_t h = 0; h < kHoleCount; ++h) {
     const uint32_t i = first_ring + static_cast<uint32_t>(h * span / kHoleCount);
     const uint32_t j = static_cast<uint32_t>(rng.below(slices)), w = (j + slices - 1) % slices;
@@ -68,27 +65,33 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
                            face(i - 1, w, 0), face(i - 1, w, 1), face(i - 1, j, 0)};
     const size_t take = 1 + h % 6;
     for (size_t k = 0; k < take; ++k) gone[fan[k]] = 1;
-    out.hole_faces += take;
+    taken += take;
   }
+  size_t kept = 0;
+  for (size_t f = 0; f < sphere.triangles.size(); ++f)
+    if (!gone[f]) sphere.triangles[kept++] = sphere.triangles[f];
+  sphere.triangles.resize(kept);
+  return taken;
+}
 
-  std::vector<Point> points(sphere.vertexCount());
-  std::memcpy(points.data(), sphere.positions.data(), sphere.positions.size() * sizeof(float));
-  std::vector<Tri> soup;
-  for (size_t f = 0; f < triangles; ++f)
-    if (!gone[f]) std::memcpy(&soup.emplace_back(), &sphere.triangles[3 * f], sizeof(Tri));
-  const size_t kept = soup.size();
-  out.flipped = out.duplicated = kept / 100;
-  out.degenerate = kept / 200;
-  for (size_t k = 0; k < out.flipped; ++k) {
-    Tri& t = soup[rng.below(kept)];
+void flipFaces(SphereWork& sphere, size_t count, size_t among, SplitMix& rng) {
+  for (size_t k = 0; k < count; ++k) {
+    std::array<uint32_t, 3>& t = sphere.triangles[rng.below(among)];
     std::swap(t[0], t[1]);
   }
-  for (size_t k = 0; k < out.duplicated; ++k) soup.push_back(soup[rng.below(kept)]);
-  for (size_t k = 0; k < out.degenerate; ++k) {
-    const Tri& t = soup[rng.below(kept)];
+}
+
+void duplicateFaces(SphereWork& sphere, size_t count, size_t among, SplitMix& rng) {
+  for (size_t k = 0; k < count; ++k) sphere.triangles.push_back(sphere.triangles[rng.below(among)]);
+}
+
+void addDegenerateFaces(SphereWork& sphere, size_t count, size_t among, SplitMix& rng) {
+  std::vector<Point>& points = sphere.points;
+  for (size_t k = 0; k < count; ++k) {
+    const std::array<uint32_t, 3> t = sphere.triangles[rng.below(among)];
     if (k % 2 == 0) {
       // Two bit-identical corners: the weld drops it at once.
-      soup.push_back({t[0], t[0], t[1]});
+      sphere.triangles.push_back({t[0], t[0], t[1]});
     } else {
       // Three distinct corners a few hundred-thousandths apart that only the
       // grid snap brings together.
@@ -100,20 +103,51 @@ BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radi
       const uint32_t ib = static_cast<uint32_t>(points.size());
       points.push_back(b);
       points.push_back(c);
-      soup.push_back({t[0], ib, ib + 1});
+      sphere.triangles.push_back({t[0], ib, ib + 1});
     }
   }
+}
 
-  // Shuffle the triangles and rotate each one's corners (winding kept).
-  for (size_t i = soup.size(); i > 1; --i) std::swap(soup[i - 1], soup[rng.below(i)]);
-  out.corners.reserve(soup.size() * 9);
-  for (const Tri& t : soup) {
+std::vector<float> orderedSoup(const SphereWork& sphere) {
+  std::vector<float> corners;
+  corners.reserve(sphere.triangles.size() * 9);
+  for (const std::array<uint32_t, 3>& t : sphere.triangles)
+    for (uint32_t v : t)
+      corners.insert(corners.end(), sphere.points[v].begin(), sphere.points[v].end());
+  return corners;
+}
+
+std::vector<float> shuffledSoup(const SphereWork& sphere, SplitMix& rng) {
+  std::vector<std::array<uint32_t, 3>> order = sphere.triangles;
+  for (size_t i = order.size(); i > 1; --i) std::swap(order[i - 1], order[rng.below(i)]);
+  std::vector<float> corners;
+  corners.reserve(order.size() * 9);
+  for (const std::array<uint32_t, 3>& t : order) {
     const size_t r = rng.below(3);
     for (size_t c = 0; c < 3; ++c) {
-      const Point& p = points[t[(c + r) % 3]];
-      out.corners.insert(out.corners.end(), p.begin(), p.end());
+      const Point& p = sphere.points[t[(c + r) % 3]];
+      corners.insert(corners.end(), p.begin(), p.end());
     }
   }
+  return corners;
+}
+
+BrokenSphere makeBrokenSphere(size_t target_triangles, uint64_t seed, float radius) {
+  SplitMix rng{seed};
+  SphereWork sphere = intactSphere(target_triangles, radius);
+  BrokenSphere out;
+  out.radius = radius;
+  out.intact_triangles = sphere.triangles.size();
+  out.intact_volume = sphere.intact_volume;
+  out.holes = kHoleCount;
+  out.hole_faces = punchHoles(sphere, rng);
+  const size_t kept = sphere.triangles.size();
+  out.flipped = out.duplicated = kept / 100;
+  out.degenerate = kept / 200;
+  flipFaces(sphere, out.flipped, kept, rng);
+  duplicateFaces(sphere, out.duplicated, kept, rng);
+  addDegenerateFaces(sphere, out.degenerate, kept, rng);
+  out.corners = shuffledSoup(sphere, rng);
   return out;
 }
 
