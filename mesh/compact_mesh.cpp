@@ -5,6 +5,7 @@
 // but by welding the referenced vertices instead of every corner.
 #include <algorithm>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/prefetch.h"
 #include "mesh/vertex_welder.h"
@@ -34,6 +35,10 @@ void compactMesh(SubMesh& mesh) {
     live += f.removed == 0;
   }
   if (live == 0) return;
+  // The new lists come from the new faces alone; the old ones go first so
+  // that the two sets never coexist.
+  mesh.incidentCorners.clear();
+  mesh.incidentCorners.shrinkToFit();
 
   // The box over every corner of a live face is the box over the vertices
   // they use.
@@ -129,8 +134,7 @@ size_t liveFaceCount(const SubMesh& mesh) {
 }
 
 void rebuildTopology(SubMesh& mesh) {
-  compactMesh(mesh);
-  buildShells(mesh);
+  rebuildTopologyWithAdjacency(mesh);
 }
 
 }  // namespace vekmesh

@@ -43,6 +43,11 @@ void IncidentCorners::clear() {
   corners_.clear();
 }
 
+void IncidentCorners::shrinkToFit() {
+  offsets_.shrink_to_fit();
+  corners_.shrink_to_fit();
+}
+
 void IncidentCorners::cover(size_t vertex_count) {
   if (offsets_.empty()) offsets_.push_back(0);
   if (vertex_count + 1 > offsets_.size()) offsets_.resize(vertex_count + 1, offsets_.back());

@@ -53,6 +53,8 @@ class IncidentCorners {
   size_t entryCount() const { return corners_.size(); }
 
   void clear();
+  // Hands the storage back as well.
+  void shrinkToFit();
 
   // Empty lists for the vertices up to `vertex_count` that have none yet.
   void cover(size_t vertex_count);

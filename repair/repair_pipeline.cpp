@@ -26,8 +26,7 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   // One adjacency serves steps 3, 5 and 6: faces are only removed (which the
   // later steps check) or turned (which unifyOrientation keeps it current for)
   // until hole filling appends its patches.
-  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
-  buildShells(mesh, adjacency);
+  CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
   // The exports leave the duplicates of large meshes in place on purpose:
   // hosts rely on that face count. Later steps skip removed faces, so the
   // adjacency stays valid.
@@ -41,6 +40,8 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   } else {
     log.caution("holes left open: the model carries textures");
   }
+  // The old adjacency goes before compaction builds the new mesh beside the old.
+  adjacency = CornerAdjacency{};
   report.adjacency = rebuildTopologyWithAdjacency(mesh);
   log.parameter("duplicates", report.duplicates_removed);
   log.parameter("faces turned", report.faces_turned);
