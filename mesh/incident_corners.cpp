@@ -4,6 +4,8 @@
 // order without sorting.
 #include "mesh/incident_corners.h"
 
+#include <algorithm>
+
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 
@@ -14,6 +16,11 @@ bool inRange(const int32_t* v, size_t vertex_count) {
   for (int c = 0; c < 3; ++c)
     if (v[c] < 0 || static_cast<size_t>(v[c]) >= vertex_count) return false;
   return true;
+}
+
+// Faces past what an entry can name stay out of the lists.
+size_t listableFaces(const std::vector<Face>& faces) {
+  return std::min(faces.size(), IncidentCorners::kMaxFaces);
 }
 
 // Counts into offsets: offsets[v] becomes the first slot of v's list and the
@@ -54,21 +61,21 @@ void IncidentCorners::cover(size_t vertex_count) {
 }
 
 void IncidentCorners::rebuild(const std::vector<Face>& faces, size_t vertex_count) {
+  const size_t face_count = listableFaces(faces);
   std::vector<uint32_t> counts(vertex_count, 0);
-  for (const Face& f : faces) {
-    if (!inRange(f.v, vertex_count)) continue;
-    for (int c = 0; c < 3; ++c) ++counts[f.v[c]];
+  for (size_t f = 0; f < face_count; ++f) {
+    if (!inRange(faces[f].v, vertex_count)) continue;
+    for (int c = 0; c < 3; ++c) ++counts[faces[f].v[c]];
   }
   // Faces out of range keep their place in the numbering but list nothing.
   std::vector<uint32_t> next = prefixSums(offsets_, std::move(counts));
   corners_.resize(offsets_.back());
-  const size_t face_count = faces.size();
   for (size_t f = 0; f < face_count; ++f) {
     if (f + kAhead < face_count && inRange(faces[f + kAhead].v, vertex_count))
       for (int c = 0; c < 3; ++c) prefetchWrite(&corners_[next[faces[f + kAhead].v[c]]]);
     const int32_t* v = faces[f].v;
     if (!inRange(v, vertex_count)) continue;
-    for (uint32_t c = 0; c < 3; ++c) corners_[next[v[c]]++] = CornerRef{uint32_t(f), c};
+    for (uint32_t c = 0; c < 3; ++c) corners_[next[v[c]]++] = encode(uint32_t(f), c);
   }
 }
 
@@ -76,8 +83,9 @@ void IncidentCorners::appendFaces(const std::vector<Face>& faces, size_t first_f
                                   size_t vertex_count) {
   const size_t old_count = vertexCount();
   if (vertex_count < old_count) vertex_count = old_count;
+  const size_t face_count = listableFaces(faces);
   std::vector<uint32_t> added(vertex_count, 0);
-  for (size_t f = first_face; f < faces.size(); ++f)
+  for (size_t f = first_face; f < face_count; ++f)
     if (inRange(faces[f].v, vertex_count))
       for (int c = 0; c < 3; ++c) ++added[faces[f].v[c]];
   // New slots for each list: its old entries, then room for the added ones.
@@ -88,7 +96,7 @@ void IncidentCorners::appendFaces(const std::vector<Face>& faces, size_t first_f
     sum += (v < old_count ? offsets_[v + 1] - offsets_[v] : 0) + added[v];
   }
   offsets[vertex_count] = sum;
-  std::vector<CornerRef> corners(sum);
+  std::vector<uint32_t> corners(sum);
   std::vector<uint32_t>& next = added;  // reused as each list's next free slot
   for (size_t v = 0; v < vertex_count; ++v) {
     uint32_t slot = offsets[v];
@@ -96,9 +104,9 @@ void IncidentCorners::appendFaces(const std::vector<Face>& faces, size_t first_f
       for (uint32_t i = offsets_[v]; i < offsets_[v + 1]; ++i) corners[slot++] = corners_[i];
     next[v] = slot;
   }
-  for (size_t f = first_face; f < faces.size(); ++f) {
+  for (size_t f = first_face; f < face_count; ++f) {
     if (!inRange(faces[f].v, vertex_count)) continue;
-    for (uint32_t c = 0; c < 3; ++c) corners[next[faces[f].v[c]]++] = CornerRef{uint32_t(f), c};
+    for (uint32_t c = 0; c < 3; ++c) corners[next[faces[f].v[c]]++] = encode(uint32_t(f), c);
   }
   offsets_.swap(offsets);
   corners_.swap(corners);
@@ -111,7 +119,18 @@ void IncidentCorners::append(const IncidentCorners& other, uint32_t face_base) {
   offsets_.pop_back();
   for (const uint32_t o : other.offsets_) offsets_.push_back(entry_base + o);
   corners_.reserve(corners_.size() + other.corners_.size());
-  for (const CornerRef& r : other.corners_) corners_.push_back({r.face + face_base, r.corner});
+  for (const uint32_t e : other.corners_) {
+    const CornerRef r = decode(e);
+    corners_.push_back(encode(r.face + face_base, r.corner));
+  }
+}
+
+void IncidentCorners::swapFirstCorners(size_t v, uint32_t face) {
+  if (v + 1 >= offsets_.size()) return;
+  for (uint32_t i = offsets_[v]; i < offsets_[v + 1]; ++i) {
+    const CornerRef r = decode(corners_[i]);
+    if (r.face == face && r.corner < 2) corners_[i] = encode(face, 1 - r.corner);
+  }
 }
 
 }  // namespace vekmesh

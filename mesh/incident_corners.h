@@ -1,7 +1,8 @@
 // Every vertex's incident corners in one flat array with offsets (compressed
-// rows): the corners of vertex v are entries offsets[v] .. offsets[v + 1].
-// One allocation for the whole mesh instead of one per vertex keeps a vertex
-// record at 16 bytes and the lists of neighbouring vertices side by side.
+// rows): the corners of vertex v are entries offsets[v] .. offsets[v + 1],
+// each (face, corner) packed in 32 bits. One allocation for the whole mesh
+// instead of one per vertex keeps a vertex record at 16 bytes, an entry at 4
+// and the lists of neighbouring vertices side by side.
 // Built by a counting sort of the faces' corners, so each list holds its
 // corners in face order, then corner order: the order in which the faces were
 // made.
@@ -23,28 +24,44 @@ struct CornerRef {
 
 class IncidentCorners {
  public:
-  template <class T>
+  // Entries are stored as 3 face + corner in 32 bits, so lists can cover
+  // meshes of up to this many faces; corners of later faces are not listed.
+  static constexpr size_t kMaxFaces = 0xFFFFFFFFu / 3;
+
+  static constexpr CornerRef decode(uint32_t entry) { return {entry / 3, entry % 3}; }
+  static constexpr uint32_t encode(uint32_t face, uint32_t corner) { return 3 * face + corner; }
+
+  // Reads entries as CornerRef values.
+  class Iterator {
+   public:
+    explicit Iterator(const uint32_t* p) : p_(p) {}
+    CornerRef operator*() const { return decode(*p_); }
+    Iterator& operator++() {
+      ++p_;
+      return *this;
+    }
+    bool operator!=(const Iterator& o) const { return p_ != o.p_; }
+    bool operator==(const Iterator& o) const { return p_ == o.p_; }
+
+   private:
+    const uint32_t* p_;
+  };
+
   struct Range {
-    T* first = nullptr;
-    T* last = nullptr;
-    T* begin() const { return first; }
-    T* end() const { return last; }
-    T* data() const { return first; }
+    const uint32_t* first = nullptr;
+    const uint32_t* last = nullptr;
+    Iterator begin() const { return Iterator(first); }
+    Iterator end() const { return Iterator(last); }
+    const uint32_t* data() const { return first; }
     size_t size() const { return static_cast<size_t>(last - first); }
     bool empty() const { return first == last; }
-    T& operator[](size_t i) const { return first[i]; }
+    CornerRef operator[](size_t i) const { return decode(first[i]); }
   };
 
   // The list of vertex v; empty for a vertex the lists do not cover yet.
-  Range<const CornerRef> operator[](size_t v) const {
+  Range operator[](size_t v) const {
     if (v + 1 >= offsets_.size()) return {};
-    const CornerRef* base = corners_.data();
-    return {base + offsets_[v], base + offsets_[v + 1]};
-  }
-  // Entries may be changed in place (a turned face renumbers its corners).
-  Range<CornerRef> operator[](size_t v) {
-    if (v + 1 >= offsets_.size()) return {};
-    CornerRef* base = corners_.data();
+    const uint32_t* base = corners_.data();
     return {base + offsets_[v], base + offsets_[v + 1]};
   }
 
@@ -72,9 +89,22 @@ class IncidentCorners {
   // numbers raised by `face_base`.
   void append(const IncidentCorners& other, uint32_t face_base);
 
+  // Swaps corners 0 and 1 of the entries of `face` in vertex v's list.
+  void swapFirstCorners(size_t v, uint32_t face);
+
+  // Swaps corners 0 and 1 of every entry whose face `turned(face)` selects,
+  // as turning those faces over (swapping their first two vertices) needs.
+  template <class Turned>
+  void swapFirstCorners(Turned&& turned) {
+    for (uint32_t& e : corners_) {
+      const CornerRef r = decode(e);
+      if (r.corner < 2 && turned(r.face)) e = encode(r.face, 1 - r.corner);
+    }
+  }
+
  private:
   std::vector<uint32_t> offsets_;  // vertexCount() + 1 entries, or none
-  std::vector<CornerRef> corners_;
+  std::vector<uint32_t> corners_;  // encode(face, corner)
 };
 
 }  // namespace vekmesh

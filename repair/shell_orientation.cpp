@@ -48,28 +48,13 @@ double upwardNormalSum(const SubMesh& mesh, int32_t vertex, bool skip_removed,
   return sum[0] * 0.0 + sum[1] * 0.0 + sum[2];
 }
 
-namespace {
-
-// Renumbers the entry of face `f` in `vertex`'s list from corner `from` to `to`.
-void renumberCorner(SubMesh& mesh, int32_t vertex, uint32_t f, uint32_t from, uint32_t to) {
-  for (CornerRef& r : mesh.incidentCorners[static_cast<size_t>(vertex)])
-    if (r.face == f && r.corner == from) {
-      r.corner = to;
-      return;
-    }
-}
-
-}  // namespace
-
 void turnFaceOver(SubMesh& mesh, uint32_t f) {
   Face& face = mesh.faces[f];
   const int32_t a = face.v[0], b = face.v[1];
-  // A face with a repeated index has two entries on one vertex; renumbering
-  // through a sentinel keeps the two from being confused.
-  constexpr uint32_t kSentinel = 3;
-  renumberCorner(mesh, a, f, 0, kSentinel);
-  renumberCorner(mesh, b, f, 1, 0);
-  renumberCorner(mesh, a, f, kSentinel, 1);
+  // A face with a repeated index has both entries on one vertex: that list
+  // is swapped once.
+  mesh.incidentCorners.swapFirstCorners(static_cast<size_t>(a), f);
+  if (b != a) mesh.incidentCorners.swapFirstCorners(static_cast<size_t>(b), f);
   std::swap(face.v[0], face.v[1]);
   for (int i = 0; i < 3; ++i) std::swap(face.colors[0][i], face.colors[1][i]);
   if (face.material >= 0) std::swap(face.uv[0], face.uv[1]);
@@ -87,9 +72,7 @@ void applyTurns(SubMesh& mesh, const FaceBits& turned) {
   }
   if (!any) return;
   // Corners 0 and 1 trade places; corner 2 stays.
-  for (size_t v = 0; v < mesh.incidentCorners.vertexCount(); ++v)
-    for (CornerRef& r : mesh.incidentCorners[v])
-      if (r.corner < 2 && turned.test(r.face)) r.corner = 1 - r.corner;
+  mesh.incidentCorners.swapFirstCorners([&](uint32_t face) { return turned.test(face); });
 }
 
 }  // namespace vekmesh

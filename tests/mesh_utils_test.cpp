@@ -144,6 +144,10 @@ TEST(IncidentCorners, ListCornersInFaceOrderWhenBuiltOrGrown) {
   EXPECT_EQ(listsOf(lists, 4),
             (std::vector<L>{{{0, 0}, {2, 0}, {2, 2}}, {{0, 1}}, {{0, 2}}, {{2, 1}}}));
   EXPECT_TRUE(lists[4].empty());  // past the covered vertices: empty, not out of bounds
+  // Turning face 2 over swaps its corners 0 and 1, both listed at vertex 0.
+  lists.swapFirstCorners(0, 2);
+  EXPECT_EQ(listsOf(lists, 1)[0], (L{{0, 0}, {2, 1}, {2, 2}}));
+  lists.swapFirstCorners(0, 2);
 
   // Faces appended later, one bringing vertex 4, join the ends of the lists.
   faces.push_back(faceOf(4, 2, 1));
