@@ -6,6 +6,7 @@
 #include "mesh/corner_adjacency.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
@@ -58,6 +59,26 @@ void recordCorner(const std::vector<Entry>& entries, size_t i, Partners&& partne
   }
 }
 
+// Appends to `duplicates` the faces met at x, their lowest vertex, whose other
+// two vertices repeat those of a lower-numbered face met there; sets
+// `repeated` when a face met at x names a vertex twice. `keyed` is scratch.
+void findDuplicates(int32_t x, const std::vector<Entry>& entries,
+                    std::vector<std::tuple<int32_t, int32_t, uint32_t>>& keyed,
+                    std::vector<uint32_t>& duplicates, bool& repeated) {
+  keyed.clear();
+  for (const Entry& e : entries) {
+    if (e.next == e.prev || e.next == x || e.prev == x) repeated = true;
+    if (x < e.next && x < e.prev)
+      keyed.emplace_back(std::min(e.next, e.prev), std::max(e.next, e.prev), e.face);
+  }
+  // Sorting by (other two vertices, face) puts each set's lowest face first.
+  std::sort(keyed.begin(), keyed.end());
+  for (size_t i = 1; i < keyed.size(); ++i)
+    if (std::get<0>(keyed[i]) == std::get<0>(keyed[i - 1]) &&
+        std::get<1>(keyed[i]) == std::get<1>(keyed[i - 1]))
+      duplicates.push_back(std::get<2>(keyed[i]));
+}
+
 // Records the partners of every listed corner of vertex x. `entries` and
 // `keyed` are the caller's scratch space.
 void sweepVertex(const SubMesh& mesh, size_t x, RemovedFaces removed, std::vector<Entry>& entries,
@@ -101,7 +122,8 @@ void sweepVertex(const SubMesh& mesh, size_t x, RemovedFaces removed, std::vecto
 
 }  // namespace
 
-CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) {
+CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
+                                     bool list_duplicates) {
   const size_t face_count = mesh.faces.size();
   CornerAdjacency adjacency;
   adjacency.across.resize(face_count * 3);
@@ -117,14 +139,19 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
 
   // Each corner's slots are written only while sweeping the vertex that lists
   // it, so vertices can be swept in parallel; the result does not depend on
-  // the number of threads.
+  // the number of threads (the duplicate list is sorted at the end).
+  list_duplicates = list_duplicates && removed == RemovedFaces::kSkip;
+  bool repeated = false;
   const int64_t vertex_count =
       static_cast<int64_t>(std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount()));
   const Face* faces = mesh.faces.data();
 #pragma omp parallel if (vertex_count >= kParallelMinimum)
   {
     std::vector<Entry> entries;
-    std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
+    std::vector<std::pair<int32_t, uint32_t>> keyed;           // (far vertex, entry) for long lists
+    std::vector<std::tuple<int32_t, int32_t, uint32_t>> sets;  // scratch of findDuplicates
+    std::vector<uint32_t> duplicates;
+    bool repeated_here = false;
 #pragma omp for schedule(static)
     for (int64_t x = 0; x < vertex_count; ++x) {
       if (x + int64_t(kPrefetchAhead) < vertex_count)
@@ -133,7 +160,20 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed) 
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
         }
       sweepVertex(mesh, static_cast<size_t>(x), removed, entries, keyed, adjacency);
+      if (list_duplicates)
+        findDuplicates(static_cast<int32_t>(x), entries, sets, duplicates, repeated_here);
     }
+#pragma omp critical(vekmesh_adjacency_duplicates)
+    {
+      adjacency.duplicate_faces.insert(adjacency.duplicate_faces.end(), duplicates.begin(),
+                                       duplicates.end());
+      repeated = repeated || repeated_here;
+    }
+  }
+  if (list_duplicates) {
+    std::sort(adjacency.duplicate_faces.begin(), adjacency.duplicate_faces.end());
+    adjacency.duplicates_listed = true;
+    adjacency.repeated_vertex_face = repeated;
   }
   return adjacency;
 }

@@ -29,11 +29,22 @@ struct CornerAdjacency {
   std::vector<int32_t> across;
   // Index 3 f + c: 1 when that single face runs the edge in the same direction.
   std::vector<uint8_t> same_direction;
+
+  // Only when asked for (live faces only): every live face whose three
+  // vertices are those of a lower-numbered live face, ascending. Meaningful
+  // only while no live face repeats a vertex, which `repeated_vertex_face`
+  // tells.
+  bool duplicates_listed = false;
+  bool repeated_vertex_face = false;
+  std::vector<uint32_t> duplicate_faces;
 };
 
 // Needs current incidentCorners. Corners of faces that are not listed (or
-// removed faces, with kSkip) get kOpen.
-CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed);
+// removed faces, with kSkip) get kOpen. With `list_duplicates` (and kSkip),
+// the sweep also lists the duplicate faces: it meets each face at its lowest
+// vertex with the other two at hand.
+CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
+                                     bool list_duplicates = false);
 
 // buildShells (mesh_utils.h) with an adjacency built with RemovedFaces::kSkip
 // on the mesh as it is now.

@@ -1,5 +1,7 @@
 // Duplicate faces: every copy of a face shares its vertex v[0], so one walk of
-// that vertex's incidentCorners per live face finds all later copies.
+// that vertex's incidentCorners per live face finds all later copies; or,
+// cheaper, the list the adjacency sweep made while it met each face at its
+// lowest vertex.
 #include "repair/duplicate_faces.h"
 
 namespace vekmesh {
@@ -36,6 +38,21 @@ size_t removeDuplicateFaces(SubMesh& mesh) {
         ++removed;
       }
     }
+  }
+  return removed;
+}
+
+size_t removeDuplicateFaces(SubMesh& mesh, const CornerAdjacency& adjacency) {
+  if (!adjacency.duplicates_listed || adjacency.repeated_vertex_face)
+    return removeDuplicateFaces(mesh);
+  // Sets of faces with three distinct vertices are equivalence classes, so
+  // removing all but the lowest face of each is what the walk in index order
+  // does.
+  size_t removed = 0;
+  for (const uint32_t f : adjacency.duplicate_faces) {
+    if (f >= mesh.faces.size() || mesh.faces[f].removed) continue;
+    mesh.faces[f].removed = 1;
+    ++removed;
   }
   return removed;
 }

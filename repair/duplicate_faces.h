@@ -4,6 +4,7 @@
 
 #include <cstddef>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -16,6 +17,11 @@ constexpr size_t kDuplicateRemovalFaceLimit = 300000;
 // order survives. Returns the number of faces removed. Needs current
 // incidentCorners; the removed faces stay listed there until compaction.
 size_t removeDuplicateFaces(SubMesh& mesh);
+
+// The same from the duplicate list of `adjacency` when it was built with one
+// and the mesh has not changed since; otherwise (or when some live face
+// repeats a vertex, where sets are not a plain equivalence) as above.
+size_t removeDuplicateFaces(SubMesh& mesh, const CornerAdjacency& adjacency);
 
 // True when live faces a and b use the same three vertices, in either winding.
 bool sameVertexSet(const Face& a, const Face& b);

@@ -26,13 +26,15 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   // One adjacency serves steps 3, 5 and 6: faces are only removed (which the
   // later steps check) or turned (which unifyOrientation keeps it current for)
   // until hole filling appends its patches.
-  CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
   // The exports leave the duplicates of large meshes in place on purpose:
   // hosts rely on that face count. Later steps skip removed faces, so the
   // adjacency stays valid.
-  if (options.duplicates == DuplicateRemoval::kAlways ||
-      mesh.faces.size() < kDuplicateRemovalFaceLimit)
-    report.duplicates_removed = removeDuplicateFaces(mesh);
+  const bool remove_duplicates = options.duplicates == DuplicateRemoval::kAlways ||
+                                 mesh.faces.size() < kDuplicateRemovalFaceLimit;
+  CornerAdjacency adjacency =
+      buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/remove_duplicates);
+  buildShells(mesh, adjacency);
+  if (remove_duplicates) report.duplicates_removed = removeDuplicateFaces(mesh, adjacency);
   report.faces_turned = unifyOrientation(mesh, adjacency);
   if (options.hole_filling == HoleFilling::kAlways || !anyLiveFaceHasMaterial(mesh)) {
     report.holes_filled = true;

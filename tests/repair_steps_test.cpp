@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -55,10 +56,28 @@ TEST(RemoveDuplicateFaces, KeepsTheFirstCopyInEitherWinding) {
   // the same corners with face 7 reversed, every one a copy of an earlier face.
   TriMesh mesh = test::buildMesh(soup);
   ASSERT_EQ(mesh.faces.size(), 25u);
+  // The adjacency sweep's list gives the same faces as the walk.
+  TriMesh swept = mesh;
+  const CornerAdjacency adjacency = buildCornerAdjacency(swept, RemovedFaces::kSkip, true);
+  EXPECT_EQ(removeDuplicateFaces(swept, adjacency), 13u);
   EXPECT_EQ(removeDuplicateFaces(mesh), 13u);
-  for (size_t f = 0; f < mesh.faces.size(); ++f)
+  for (size_t f = 0; f < mesh.faces.size(); ++f) {
     EXPECT_EQ(mesh.faces[f].removed != 0, f >= 12) << f;
+    EXPECT_EQ(swept.faces[f].removed, mesh.faces[f].removed) << f;
+  }
   EXPECT_EQ(removeDuplicateFaces(mesh), 0u);
+
+  // A face naming a vertex twice makes the list unusable: the walk decides.
+  TriMesh pinched = test::buildMesh(test::withTriangleDuplicated(test::cubeSoup(), 3));
+  pinched.faces[0].v[2] = pinched.faces[0].v[0];
+  pinched.incidentCorners.rebuild(pinched.faces, pinched.vertices.size());
+  TriMesh walked = pinched;
+  const CornerAdjacency pinched_adjacency =
+      buildCornerAdjacency(pinched, RemovedFaces::kSkip, true);
+  EXPECT_TRUE(pinched_adjacency.repeated_vertex_face);
+  EXPECT_EQ(removeDuplicateFaces(pinched, pinched_adjacency), removeDuplicateFaces(walked));
+  for (size_t f = 0; f < pinched.faces.size(); ++f)
+    EXPECT_EQ(pinched.faces[f].removed, walked.faces[f].removed) << f;
   compactMesh(mesh);
   EXPECT_FALSE(detectFlaws(mesh, 0));
 }
