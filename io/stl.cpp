@@ -91,7 +91,7 @@ void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared
       if (got < records) break;
     }
   }
-  buildTriMesh(mesh, static_cast<uint32_t>(triangles), corners.get(), nullptr, nullptr, nullptr);
+  buildTriMesh(mesh, static_cast<uint32_t>(triangles), std::move(corners));
 }
 
 }  // namespace

@@ -78,8 +78,9 @@ void compactMesh(SubMesh& mesh) {
   std::vector<uint32_t> class_vertex(class_size.size(), kNone);
   std::vector<Vertex> vertices;
   vertices.reserve(class_size.size());
-  std::vector<Face> faces;
-  faces.reserve(live);
+  // Faces are rewritten in place: a live face never moves up, so each write
+  // lands on a face already read.
+  size_t kept = 0;
   std::vector<TexCoord> tex_coords;
   for (size_t f = 0; f < face_count; ++f) {
     // The class tables are read at random; start two steps of loads ahead
@@ -115,14 +116,16 @@ void compactMesh(SubMesh& mesh) {
                                       textured ? mesh.texCoords[old.uv[c]].v : 0.0, index});
         face.uv[c] = static_cast<uint32_t>(index);
       }
-    faces.push_back(face);
+    mesh.faces[kept++] = face;
   }
+  mesh.faces.resize(kept);
+  // Hand back what many removed faces leave unused.
+  if (kept < face_count / 2) mesh.faces.shrink_to_fit();
 
   // Incidence: every kept corner in face order, as welding the live faces'
   // soup again would list them.
-  mesh.incidentCorners.rebuild(faces, vertices.size());
+  mesh.incidentCorners.rebuild(mesh.faces, vertices.size());
 
-  mesh.faces.swap(faces);
   mesh.vertices.swap(vertices);
   mesh.texCoords.swap(tex_coords);
 }

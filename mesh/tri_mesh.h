@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "mesh/incident_corners.h"
@@ -82,6 +83,11 @@ constexpr uint32_t prevCorner(uint32_t c) {
 // Clears faces, vertices and texCoords first; leaves the other members alone.
 void buildTriMesh(SubMesh& mesh, uint32_t count, const float* corners, const float* colors,
                   const float* uvs, const int32_t* materials);
+
+// The same for a reader that hands its corners over: they are released as soon
+// as the faces are made, before the incidence lists are built, which lowers
+// the peak of loading a large file.
+void buildTriMesh(SubMesh& mesh, uint32_t count, std::unique_ptr<float[]> corners);
 
 // The same from doubles; corners weld when they agree to about 1e-6 units.
 void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners, const double* colors,

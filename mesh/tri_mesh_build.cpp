@@ -3,6 +3,7 @@
 // and carrying colours, materials and per-corner texture coordinates along.
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 
 #include "mesh/color_byte.h"
@@ -84,8 +85,15 @@ struct BytesSoup {
   }
 };
 
+// Hole filling appends a few faces and vertices to a repaired mesh; room for
+// them from the start spares a copy of the whole array (and its peak) then.
+size_t withRoomForPatches(size_t faces) {
+  return faces + faces / 64 + 64;
+}
+
 template <class Soup>
-void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
+void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
+              const std::function<void()>& release_soup = nullptr) {
   mesh.faces.clear();
   mesh.vertices.clear();
   mesh.texCoords.clear();
@@ -140,7 +148,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
   // texture arrays are allocated once at their final size. Numbering is
   // first-seen, so a corner creates a vertex exactly when it names the next
   // number not made yet.
-  mesh.vertices.reserve(vertex_count);
+  mesh.vertices.reserve(withRoomForPatches(vertex_count));
   {
     size_t faces = 0, textured = 0;
     for (size_t t = 0; t < count; ++t) {
@@ -152,7 +160,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
       ++faces;
       if (soup.material(t) >= 0) ++textured;
     }
-    mesh.faces.reserve(faces);
+    mesh.faces.reserve(withRoomForPatches(faces));
     mesh.texCoords.reserve(textured * 3);
   }
 
@@ -174,6 +182,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup) {
     mesh.faces.push_back(f);
   }
   std::vector<int32_t>().swap(corner_vertex);
+  if (release_soup) release_soup();
   // Pass 5: the incidence lists, from the faces.
   mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
 }
@@ -190,6 +199,12 @@ void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners, co
                         const double* uvs, const int32_t* materials) {
   if (!corners) count = 0;
   weldSoup(mesh, count, DoubleSoup{corners, colors, uvs, materials});
+}
+
+void buildTriMesh(SubMesh& mesh, uint32_t count, std::unique_ptr<float[]> corners) {
+  if (!corners) count = 0;
+  weldSoup(mesh, count, FloatSoup{corners.get(), nullptr, nullptr, nullptr},
+           [&corners] { corners.reset(); });
 }
 
 void buildTriMesh(SubMesh& mesh, const ByteSoup& soup) {

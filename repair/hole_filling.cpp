@@ -54,6 +54,7 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
 
   const size_t first_patch_face = mesh.faces.size();
   std::vector<int32_t> rim_vertices;
+  std::vector<std::pair<HolePatch, std::vector<int32_t>>> patches;
   std::vector<Vec3d> rim, apex;
   for (const BoundaryLoop& loop : traced.loops) {
     // The faces along the hole run vertices[i] -> vertices[i + 1]; the patch
@@ -71,9 +72,21 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
       const size_t loop_edge = i + 1 < n ? n - 2 - i : n - 1;
       apex[i] = positionOf(mesh, loop.apexes[loop_edge]);
     }
-    const HolePatch patch = buildHolePatch(rim, apex);
+    HolePatch patch = buildHolePatch(rim, apex);
     if (patch.triangles.empty()) continue;
-    appendPatch(mesh, rim_vertices, patch, report);
+    patches.push_back({std::move(patch), rim_vertices});
+  }
+  // Growing the face array one patch at a time would double it (and hold
+  // both copies for a moment) on a large mesh with a few small holes.
+  size_t new_faces = 0, new_vertices = 0;
+  for (const auto& [patch, rim_of_patch] : patches) {
+    new_faces += patch.triangles.size();
+    new_vertices += patch.points.size();
+  }
+  mesh.faces.reserve(mesh.faces.size() + new_faces);
+  mesh.vertices.reserve(mesh.vertices.size() + new_vertices);
+  for (const auto& [patch, rim_of_patch] : patches) {
+    appendPatch(mesh, rim_of_patch, patch, report);
     ++report.loops_closed;
   }
   // The patches read only positions, so their corners join the lists in one
