@@ -45,10 +45,13 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   r.shells = mesh.shells.size();
   r.lower = {INFINITY, INFINITY, INFINITY};
   r.upper = {-INFINITY, -INFINITY, -INFINITY};
+  // Counts, area, bounds and volume in one pass over the faces.
+  VolumeSum volume(mesh);
   for (const Face& f : mesh.faces) {
     if (f.removed) continue;
     ++r.triangles;
     r.area += triangleArea(mesh, f);
+    volume.add(mesh, f);
     for (int c = 0; c < 3; ++c)
       for (int a = 0; a < 3; ++a) {
         // Most corners move neither bound; fmin and fmax (library calls) run
@@ -60,7 +63,7 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
       }
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
-  r.volume = enclosedVolume(mesh);
+  r.volume = volume.volume();
   // Post-detection would turn inside-out shells outwards; only its counts are
   // wanted here, so nothing is turned.
   const TopologyInspection topology = inspectTopology(mesh, adjacency, run);

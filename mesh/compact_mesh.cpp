@@ -7,6 +7,7 @@
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/vertex_welder.h"
 #include "mesh/weld_key.h"
@@ -50,34 +51,50 @@ void compactMesh(SubMesh& mesh) {
     if (used[v]) grid.widen(mesh.vertices[v].position);
   grid.finish();
 
-  // Weld classes of the used vertices, and how many vertices each holds.
+  // Weld classes of the used vertices, each named by its lowest vertex. The
+  // vertices are split into two halves by a bit of their hash and each half
+  // is welded with its own table, so two threads can weld at once; which
+  // half a vertex falls in does not depend on the thread count, nor do the
+  // classes.
   std::vector<uint32_t> weld_class(vertex_count, kNone);
-  std::vector<uint32_t> class_size;
+  size_t class_count = 0;
   {
-    VertexWelder welder(vertex_count);
-    constexpr size_t kAhead = 16;  // table slots are prefetched this far ahead
-    for (size_t v = 0; v < vertex_count; ++v) {
-      if (v + kAhead < vertex_count && used[v + kAhead]) {
-        const auto& p = mesh.vertices[v + kAhead].position;
-        welder.prefetch(VertexWelder::hash(grid.cell(p), WeldGrid::bitPatternKey(p)));
-      }
+    const int64_t n = static_cast<int64_t>(vertex_count);
+    std::vector<uint64_t> hashes(vertex_count);
+    std::vector<uint32_t> cells(vertex_count);
+#pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
+    for (int64_t v = 0; v < n; ++v) {
       if (!used[v]) continue;
       const auto& p = mesh.vertices[v].position;
-      bool inserted = false;
-      const uint32_t k = welder.findOrInsert(grid.cell(p), WeldGrid::bitPatternKey(p),
-                                             static_cast<uint32_t>(class_size.size()), inserted);
-      if (inserted) class_size.push_back(0);
-      ++class_size[k];
-      weld_class[v] = k;
+      cells[v] = grid.cell(p);
+      hashes[v] = VertexWelder::hash(cells[v], WeldGrid::bitPatternKey(p));
     }
+    constexpr int kHalves = 2;
+    size_t classes[kHalves] = {0, 0};
+#pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
+    for (int half = 0; half < kHalves; ++half) {
+      VertexWelder welder(vertex_count / kHalves);
+      auto mine = [&](int64_t v) { return used[v] && int(hashes[v] >> 63) == half; };
+      constexpr int64_t kAhead = 16;  // table slots are prefetched this far ahead
+      for (int64_t v = 0; v < n; ++v) {
+        if (v + kAhead < n && mine(v + kAhead)) welder.prefetch(hashes[v + kAhead]);
+        if (!mine(v)) continue;
+        bool inserted = false;
+        weld_class[v] = welder.findOrInsert(hashes[v], cells[v],
+                                            WeldGrid::bitPatternKey(mesh.vertices[v].position),
+                                            static_cast<uint32_t>(v), inserted);
+        classes[half] += inserted;
+      }
+    }
+    class_count = classes[0] + classes[1];
   }
 
   // New vertex numbers in first-seen corner order over the live faces, the
   // collapsing ones included (their vertices stay, as welding leaves them);
   // each new vertex takes the position its first corner had.
-  std::vector<uint32_t> class_vertex(class_size.size(), kNone);
+  std::vector<uint32_t> class_vertex(vertex_count, kNone);  // by class name
   std::vector<Vertex> vertices;
-  vertices.reserve(class_size.size());
+  vertices.reserve(class_count + class_count / 64 + 64);  // room for hole patches
   // Faces are rewritten in place: a live face never moves up, so each write
   // lands on a face already read.
   size_t kept = 0;

@@ -25,24 +25,33 @@ Vec3d vertexDifference(const Vertex& a, const Vertex& b) {
           double(b.position[2] - a.position[2])};
 }
 
-double enclosedVolume(const SubMesh& mesh) {
+VolumeSum::VolumeSum(const SubMesh& mesh) {
   float lowest_z = 1e9f;
   for (const Vertex& v : mesh.vertices)
     if (v.position[2] < lowest_z) lowest_z = v.position[2];
   // Measuring from the model's own floor keeps the tetrahedra small and the
   // sum well conditioned for models far from the origin in z.
-  const Vertex reference{{0.0f, 0.0f, lowest_z}, -1};
-  double sum = 0.0;
-  for (const Face& f : mesh.faces) {
-    if (f.removed) continue;
-    const Vec3d p = vertexDifference(reference, mesh.vertices[f.v[0]]);
-    const Vec3d q = vertexDifference(reference, mesh.vertices[f.v[1]]);
-    const Vec3d r = vertexDifference(reference, mesh.vertices[f.v[2]]);
-    const Vec3d pxq = {p[1] * q[2] - p[2] * q[1], p[2] * q[0] - p[0] * q[2],
-                       p[0] * q[1] - p[1] * q[0]};
-    sum += r[0] * pxq[0] + r[1] * pxq[1] + r[2] * pxq[2];
-  }
-  return sum > 0.0 ? sum / 6.0 : 0.0;
+  reference_ = Vertex{{0.0f, 0.0f, lowest_z}, -1};
+}
+
+void VolumeSum::add(const SubMesh& mesh, const Face& f) {
+  const Vec3d p = vertexDifference(reference_, mesh.vertices[f.v[0]]);
+  const Vec3d q = vertexDifference(reference_, mesh.vertices[f.v[1]]);
+  const Vec3d r = vertexDifference(reference_, mesh.vertices[f.v[2]]);
+  const Vec3d pxq = {p[1] * q[2] - p[2] * q[1], p[2] * q[0] - p[0] * q[2],
+                     p[0] * q[1] - p[1] * q[0]};
+  sum_ += r[0] * pxq[0] + r[1] * pxq[1] + r[2] * pxq[2];
+}
+
+double VolumeSum::volume() const {
+  return sum_ > 0.0 ? sum_ / 6.0 : 0.0;
+}
+
+double enclosedVolume(const SubMesh& mesh) {
+  VolumeSum sum(mesh);
+  for (const Face& f : mesh.faces)
+    if (!f.removed) sum.add(mesh, f);
+  return sum.volume();
 }
 
 std::pair<Vertex, Vertex> sampledBoundingBox(const SubMesh& mesh, uint32_t maxSamples) {

@@ -23,6 +23,19 @@ Vec3d vertexDifference(const Vertex& a, const Vertex& b);
 // negative: a mesh wound inwards has volume 0.
 double enclosedVolume(const SubMesh& mesh);
 
+// enclosedVolume face by face, for a pass that reads every live face anyway:
+// adding the live faces in order gives exactly enclosedVolume.
+class VolumeSum {
+ public:
+  explicit VolumeSum(const SubMesh& mesh);
+  void add(const SubMesh& mesh, const Face& f);
+  double volume() const;
+
+ private:
+  Vertex reference_{};
+  double sum_ = 0.0;
+};
+
 // Replaces `shells` with the edge-connected components of the live faces,
 // numbered by their lowest face, faces in breadth-first order. Needs current
 // incidentCorners.

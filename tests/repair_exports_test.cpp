@@ -1,6 +1,7 @@
 // The repair and detection exports as a host calls them: a 100k broken sphere,
 // the duplicate limit, post-detection, hostile soups, flawsDetect64's limit.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <array>
 #include <cmath>
@@ -37,7 +38,14 @@ std::vector<float> repaired64(const std::vector<float>& soup) {
 
 TEST(ModelRepairFromData64, MakesTheBrokenSphereClosedOrientedAndFull) {
   const test::BrokenSphere broken = test::makeBrokenSphere(100000);
+  // The parallel steps (adjacency, duplicates, compaction) give the same
+  // soup on one thread and on two.
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(1);
   const std::vector<float> out = repaired64(broken.corners);
+  omp_set_num_threads(2);
+  EXPECT_TRUE(repaired64(broken.corners) == out);
+  omp_set_num_threads(threads);
   const uint32_t out_count = static_cast<uint32_t>(out.size() / 9);
   TriMesh repaired;
   buildTriMesh(repaired, out_count, out.data(), nullptr, nullptr, nullptr);
