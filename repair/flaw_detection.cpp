@@ -5,6 +5,7 @@
 // read from the corner adjacency; only edges with several walk the lists.
 #include "repair/flaw_detection.h"
 
+#include <algorithm>
 #include <cassert>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "repair/shell_orientation.h"
 
@@ -164,6 +166,87 @@ bool detectFlaws(const SubMesh& mesh, uint32_t mode, const RunContext& run) {
 
 namespace {
 
+// What a run of faces of one shell adds: post-detection's first three counts,
+// the flaw verdicts of its edges, and its topmost vertex (the first of
+// greatest z, above -1000000, as shellTopVertex finds it).
+struct FaceRunCounts {
+  std::array<int64_t, 3> counters{};
+  std::array<bool, 3> flawed{};
+  double top_z = -1000000.0;
+  int32_t top = -1;
+};
+
+void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, const int32_t* faces,
+                  size_t n, bool verdicts, FaceRunCounts& out) {
+  for (size_t i = 0; i < n; ++i) {
+    const uint32_t f = static_cast<uint32_t>(faces[i]);
+    const Face& face = mesh.faces[f];
+    if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0])
+      ++out.counters[0];
+    for (uint32_t c = 0; c < 3; ++c) {
+      const size_t slot = size_t(f) * 3 + c;
+      const int32_t across = adjacency.across[slot];
+      EdgeUse use;
+      if (across == CornerAdjacency::kOpen) ++out.counters[1];
+      if (across >= 0) {
+        use.count = 1;
+        use.same_direction = adjacency.same_direction[slot] != 0;
+      } else if (across == CornerAdjacency::kSeveral) {
+        // A non-manifold edge is counted by the lowest-numbered of its faces.
+        bool lowest = true;
+        use = edgeUse(mesh, f, c, true, [&](uint32_t g) { lowest &= g > f; });
+        if (use.count >= 2 && lowest) ++out.counters[2];
+      }
+      if (verdicts)
+        for (uint32_t mode = 0; mode < 3; ++mode)
+          out.flawed[mode] = out.flawed[mode] || strictCornerFlaw(use, mode);
+    }
+    if (face.removed) continue;
+    for (int c = 0; c < 3; ++c) {
+      const double z = mesh.vertices[face.v[c]].position[2];
+      if (z > out.top_z) {
+        out.top_z = z;
+        out.top = face.v[c];
+      }
+    }
+  }
+}
+
+// A large shell is counted in fixed runs, two threads at a time; the runs are
+// merged in order, so the first top vertex found is the one a single pass
+// finds, whatever the thread count.
+constexpr size_t kFaceRun = 8192;
+
+FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                         const std::vector<int32_t>& shell, bool verdicts) {
+  const int64_t runs = static_cast<int64_t>((shell.size() + kFaceRun - 1) / kFaceRun);
+  if (runs <= 1) {
+    FaceRunCounts all;
+    countFaceRun(mesh, adjacency, shell.data(), shell.size(), verdicts, all);
+    return all;
+  }
+  std::vector<FaceRunCounts> parts(static_cast<size_t>(runs));
+#pragma omp parallel for schedule(static) if (int64_t(shell.size()) >= kParallelMinimum)
+  for (int64_t r = 0; r < runs; ++r) {
+    const size_t first = size_t(r) * kFaceRun;
+    countFaceRun(mesh, adjacency, shell.data() + first, std::min(kFaceRun, shell.size() - first),
+                 verdicts, parts[size_t(r)]);
+  }
+  FaceRunCounts all = parts[0];
+  for (size_t r = 1; r < parts.size(); ++r) {
+    const FaceRunCounts& p = parts[r];
+    for (int k = 0; k < 3; ++k) {
+      all.counters[k] += p.counters[k];
+      all.flawed[k] = all.flawed[k] || p.flawed[k];
+    }
+    if (p.top >= 0 && p.top_z > all.top_z) {
+      all.top_z = p.top_z;
+      all.top = p.top;
+    }
+  }
+  return all;
+}
+
 // Post-detection's counts, shell by shell. With `flawed`, the flaw test's
 // verdicts come from the same pass: valid only while no face is removed (the
 // shells are then exactly the walk's, in the walk's order), and `flawed` on
@@ -172,41 +255,22 @@ void countPerShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
                    std::array<int32_t, 4>& counters, FaceBits& turned,
                    std::array<bool, 3>* flawed = nullptr) {
   counters.fill(0);
-  auto add = [](int32_t& counter, size_t n) {
+  auto add = [](int32_t& counter, int64_t n) {
     // Saturate rather than wrap on absurd counts.
-    const int64_t sum = int64_t(counter) + int64_t(n);
+    const int64_t sum = int64_t(counter) + n;
     counter = sum > INT32_MAX ? INT32_MAX : static_cast<int32_t>(sum);
   };
   bool any_turned = false;
   // Shells are turned at the end; until then the normal sums read faces of
   // earlier shells (which may share a top vertex) as turned.
   for (const std::vector<int32_t>& shell : mesh.shells) {
-    for (const int32_t fi : shell) {
-      const uint32_t f = static_cast<uint32_t>(fi);
-      const Face& face = mesh.faces[f];
-      if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0])
-        add(counters[0], 1);
-      for (uint32_t c = 0; c < 3; ++c) {
-        const size_t slot = size_t(f) * 3 + c;
-        const int32_t across = adjacency.across[slot];
-        EdgeUse use;
-        if (across == CornerAdjacency::kOpen) add(counters[1], 1);
-        if (across >= 0) {
-          use.count = 1;
-          use.same_direction = adjacency.same_direction[slot] != 0;
-        } else if (across == CornerAdjacency::kSeveral) {
-          // A non-manifold edge is counted by the lowest-numbered of its faces.
-          bool lowest = true;
-          use = edgeUse(mesh, f, c, true, [&](uint32_t g) { lowest &= g > f; });
-          if (use.count >= 2 && lowest) add(counters[2], 1);
-        }
-        if (flawed)
-          for (uint32_t mode = 0; mode < 3; ++mode)
-            if (!(*flawed)[mode]) (*flawed)[mode] = strictCornerFlaw(use, mode);
-      }
+    const FaceRunCounts counted = countShell(mesh, adjacency, shell, flawed != nullptr);
+    for (int k = 0; k < 3; ++k) add(counters[k], counted.counters[k]);
+    if (flawed) {
+      for (int k = 0; k < 3; ++k) (*flawed)[k] = (*flawed)[k] || counted.flawed[k];
+      if (shell.size() % 2 == 1) (*flawed)[0] = (*flawed)[1] = true;
     }
-    if (flawed && shell.size() % 2 == 1) (*flawed)[0] = (*flawed)[1] = true;
-    const int32_t top = shellTopVertex(mesh, shell, true);
+    const int32_t top = counted.top;
     if (top < 0) continue;
     const double sum = upwardNormalSum(mesh, top, true, &turned);
     // The flaw test takes no face as turned: its sum differs only once some
@@ -215,7 +279,7 @@ void countPerShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
       (*flawed)[0] = (any_turned ? upwardNormalSum(mesh, top, false) : sum) < kInsideOutThreshold;
     if (sum < kInsideOutThreshold) {
       for (const int32_t f : shell) turned.set(static_cast<size_t>(f));
-      add(counters[3], shell.size());
+      add(counters[3], static_cast<int64_t>(shell.size()));
       any_turned = true;
     }
   }
