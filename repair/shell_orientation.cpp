@@ -2,36 +2,68 @@
 // face over while keeping incidentCorners current.
 #include "repair/shell_orientation.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 
 namespace vekmesh {
 
-int32_t shellTopVertex(const SubMesh& mesh, const std::vector<int32_t>& shell_faces,
-                       bool skip_removed) {
-  double best_z = -1000000.0;
-  int32_t best = -1;
+namespace {
+
+struct Top {
+  double z = -1000000.0;
+  int32_t vertex = -1;
+};
+
+// The first vertex of greatest z over faces[0 .. n).
+Top topOfRun(const SubMesh& mesh, const int32_t* faces, size_t n, bool skip_removed) {
+  Top best;
   // Faces are prefetched 16 ahead in the list and their vertices 8 ahead.
-  const size_t n = shell_faces.size();
   for (size_t i = 0; i < n; ++i) {
-    if (i + 16 < n) prefetchRead(&mesh.faces[shell_faces[i + 16]]);
+    if (i + 16 < n) prefetchRead(&mesh.faces[faces[i + 16]]);
     if (i + 8 < n) {
-      const Face& ahead = mesh.faces[shell_faces[i + 8]];
+      const Face& ahead = mesh.faces[faces[i + 8]];
       for (int c = 0; c < 3; ++c) prefetchRead(&mesh.vertices[ahead.v[c]]);
     }
-    const Face& face = mesh.faces[shell_faces[i]];
+    const Face& face = mesh.faces[faces[i]];
     if (skip_removed && face.removed) continue;
     for (int c = 0; c < 3; ++c) {
       const double z = mesh.vertices[face.v[c]].position[2];
-      if (z > best_z) {
-        best_z = z;
-        best = face.v[c];
+      if (z > best.z) {
+        best.z = z;
+        best.vertex = face.v[c];
       }
     }
   }
   return best;
+}
+
+// Large shells are searched in fixed runs, two threads at a time, and the
+// runs' answers taken in order with the same strict comparison: the first
+// top found is the one a single pass finds, whatever the thread count.
+constexpr size_t kRun = 8192;
+
+}  // namespace
+
+int32_t shellTopVertex(const SubMesh& mesh, const std::vector<int32_t>& shell_faces,
+                       bool skip_removed) {
+  const size_t n = shell_faces.size();
+  const int64_t runs = static_cast<int64_t>((n + kRun - 1) / kRun);
+  if (runs <= 1) return topOfRun(mesh, shell_faces.data(), n, skip_removed).vertex;
+  std::vector<Top> tops(static_cast<size_t>(runs));
+#pragma omp parallel for schedule(static) if (int64_t(n) >= kParallelMinimum)
+  for (int64_t r = 0; r < runs; ++r) {
+    const size_t first = size_t(r) * kRun;
+    tops[size_t(r)] =
+        topOfRun(mesh, shell_faces.data() + first, std::min(kRun, n - first), skip_removed);
+  }
+  Top best = tops[0];
+  for (const Top& t : tops)
+    if (t.vertex >= 0 && t.z > best.z) best = t;
+  return best.vertex;
 }
 
 double upwardNormalSum(const SubMesh& mesh, int32_t vertex, bool skip_removed,
