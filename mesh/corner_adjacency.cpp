@@ -27,6 +27,19 @@ struct Entry {
   int32_t prev;  // far vertex of the edge arriving at x
 };
 
+void storeCorner(const Entry& e, uint32_t count, uint32_t partner, bool same,
+                 CornerAdjacency& adjacency) {
+  const size_t slot = size_t(e.face) * 3 + e.corner;
+  if (count == 0) {
+    adjacency.across[slot] = CornerAdjacency::kOpen;
+  } else if (count == 1) {
+    adjacency.across[slot] = static_cast<int32_t>(partner);
+    adjacency.same_direction[slot] = same ? 1 : 0;
+  } else {
+    adjacency.across[slot] = CornerAdjacency::kSeveral;
+  }
+}
+
 // Records the partners of entry i among `entries` (the whole list of x).
 // Opposite winding is tested first, as a walk of the list does.
 template <class Partners>
@@ -49,14 +62,29 @@ void recordCorner(const std::vector<Entry>& entries, size_t i, Partners&& partne
     ++count;
     partner = o.face;
   });
-  const size_t slot = size_t(e.face) * 3 + e.corner;
-  if (count == 0) {
-    adjacency.across[slot] = CornerAdjacency::kOpen;
-  } else if (count == 1) {
-    adjacency.across[slot] = static_cast<int32_t>(partner);
-    adjacency.same_direction[slot] = same ? 1 : 0;
-  } else {
-    adjacency.across[slot] = CornerAdjacency::kSeveral;
+  storeCorner(e, count, partner, same, adjacency);
+}
+
+// recordCorner for every entry of a short list, without branches in the
+// inner loop: a vertex of a closed mesh lists about six corners, so this loop
+// is most of the sweep.
+void recordShortList(const std::vector<Entry>& entries, CornerAdjacency& adjacency) {
+  const size_t n = entries.size();
+  for (size_t i = 0; i < n; ++i) {
+    const Entry& e = entries[i];
+    const int32_t y = e.next;
+    uint32_t count = 0;
+    uint32_t partner = 0;
+    bool same = false;
+    for (size_t j = 0; j < n; ++j) {
+      const Entry& o = entries[j];
+      const bool opposite = o.prev == y;
+      const bool match = o.face != e.face && (opposite || o.next == y);
+      count += match;
+      partner = match ? o.face : partner;
+      same = match ? !opposite : same;
+    }
+    storeCorner(e, count, partner, same, adjacency);
   }
 }
 
@@ -97,13 +125,7 @@ void sweepVertex(const SubMesh& mesh, const int32_t* face_vertices, size_t x,
   }
   const size_t n = entries.size();
   if (n <= kPairwiseLimit) {
-    for (size_t i = 0; i < n; ++i)
-      recordCorner(
-          entries, i,
-          [&](int32_t, auto&& visit) {
-            for (const Entry& o : entries) visit(o);
-          },
-          adjacency);
+    recordShortList(entries, adjacency);
     return;
   }
   // A long list: index entries by their far vertices, so each corner only
