@@ -168,18 +168,22 @@ namespace {
 
 // What a run of faces of one shell adds: post-detection's first three counts,
 // the flaw verdicts of its edges, and its topmost vertex (the first of
-// greatest z, above -1000000, as shellTopVertex finds it).
+// greatest z, above -1000000, as shellTopVertex finds it). `tied` tells that
+// another vertex reaches that z too, where the order of the run decides.
 struct FaceRunCounts {
   std::array<int64_t, 3> counters{};
   std::array<bool, 3> flawed{};
   double top_z = -1000000.0;
   int32_t top = -1;
+  bool tied = false;
 };
 
-void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, const int32_t* faces,
-                  size_t n, bool verdicts, FaceRunCounts& out) {
+// Counts faces face_at(0) .. face_at(n - 1).
+template <class FaceAt>
+void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at, size_t n,
+                  bool verdicts, FaceRunCounts& out) {
   for (size_t i = 0; i < n; ++i) {
-    const uint32_t f = static_cast<uint32_t>(faces[i]);
+    const uint32_t f = face_at(i);
     const Face& face = mesh.faces[f];
     if (face.v[0] == face.v[1] || face.v[1] == face.v[2] || face.v[2] == face.v[0])
       ++out.counters[0];
@@ -207,30 +211,35 @@ void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, const i
       if (z > out.top_z) {
         out.top_z = z;
         out.top = face.v[c];
+        out.tied = false;
+      } else if (out.top >= 0 && z == out.top_z && face.v[c] != out.top) {
+        out.tied = true;
       }
     }
   }
 }
 
-// A large shell is counted in fixed runs, two threads at a time; the runs are
-// merged in order, so the first top vertex found is the one a single pass
+// Large runs are counted in fixed pieces, two threads at a time; the pieces
+// are merged in order, so the first top vertex found is the one a single pass
 // finds, whatever the thread count.
 constexpr size_t kFaceRun = 8192;
 
-FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
-                         const std::vector<int32_t>& shell, bool verdicts) {
-  const int64_t runs = static_cast<int64_t>((shell.size() + kFaceRun - 1) / kFaceRun);
+template <class FaceAt>
+FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at,
+                         size_t n, bool verdicts) {
+  const int64_t runs = static_cast<int64_t>((n + kFaceRun - 1) / kFaceRun);
   if (runs <= 1) {
     FaceRunCounts all;
-    countFaceRun(mesh, adjacency, shell.data(), shell.size(), verdicts, all);
+    countFaceRun(mesh, adjacency, face_at, n, verdicts, all);
     return all;
   }
   std::vector<FaceRunCounts> parts(static_cast<size_t>(runs));
-#pragma omp parallel for schedule(static) if (int64_t(shell.size()) >= kParallelMinimum)
+#pragma omp parallel for schedule(static) if (int64_t(n) >= kParallelMinimum)
   for (int64_t r = 0; r < runs; ++r) {
     const size_t first = size_t(r) * kFaceRun;
-    countFaceRun(mesh, adjacency, shell.data() + first, std::min(kFaceRun, shell.size() - first),
-                 verdicts, parts[size_t(r)]);
+    countFaceRun(
+        mesh, adjacency, [&](size_t i) { return face_at(first + i); },
+        std::min(kFaceRun, n - first), verdicts, parts[size_t(r)]);
   }
   FaceRunCounts all = parts[0];
   for (size_t r = 1; r < parts.size(); ++r) {
@@ -239,12 +248,34 @@ FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
       all.counters[k] += p.counters[k];
       all.flawed[k] = all.flawed[k] || p.flawed[k];
     }
-    if (p.top >= 0 && p.top_z > all.top_z) {
+    if (p.top < 0) continue;
+    if (p.top_z > all.top_z) {
       all.top_z = p.top_z;
       all.top = p.top;
+      all.tied = p.tied;
+    } else if (all.top >= 0 && p.top_z == all.top_z) {
+      all.tied = all.tied || p.tied || p.top != all.top;
     }
   }
   return all;
+}
+
+// A shell's counts. A shell holding every face (the usual single-shell
+// model) is read in face order, which is what memory likes; everything but
+// the top vertex is a sum or an "any", and the top vertex is the same in both
+// orders unless another vertex reaches its height, when the shell's own order
+// decides.
+FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                         const std::vector<int32_t>& shell, bool verdicts) {
+  if (shell.size() == mesh.faces.size()) {
+    FaceRunCounts all = countFaces(
+        mesh, adjacency, [](size_t i) { return static_cast<uint32_t>(i); }, shell.size(), verdicts);
+    if (all.tied) all.top = shellTopVertex(mesh, shell, true);
+    return all;
+  }
+  return countFaces(
+      mesh, adjacency, [&shell](size_t i) { return static_cast<uint32_t>(shell[i]); }, shell.size(),
+      verdicts);
 }
 
 // Post-detection's counts, shell by shell. With `flawed`, the flaw test's
