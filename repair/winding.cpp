@@ -29,10 +29,14 @@ class OrientationWalk {
   }
 
   size_t run() {
-    const size_t face_count = mesh_.faces.size();
-    std::vector<int32_t> shell_of(face_count, -1);
-    for (size_t s = 0; s < mesh_.shells.size(); ++s)
-      for (const int32_t f : mesh_.shells[s]) shell_of[f] = static_cast<int32_t>(s);
+    // Which shell each face is in, for the seed search; with one shell every
+    // live face is in it and no table is needed.
+    std::vector<int32_t> shell_of;
+    if (mesh_.shells.size() > 1) {
+      shell_of.assign(mesh_.faces.size(), -1);
+      for (size_t s = 0; s < mesh_.shells.size(); ++s)
+        for (const int32_t f : mesh_.shells[s]) shell_of[f] = static_cast<int32_t>(s);
+    }
 
     size_t walk_turns = 0;
     for (size_t s = 0; s < mesh_.shells.size(); ++s) {
@@ -43,7 +47,10 @@ class OrientationWalk {
       if (top < 0) continue;
       if (upwardSum(top) < kInsideOutThreshold)
         for (const int32_t f : shell)
-          if (!removed_.test(f)) toggle(f);
+          if (!removed_.test(f)) {
+            toggle(f);
+            any_turned_ = true;
+          }
       const int64_t seed = chooseSeed(top, shell_of, static_cast<int32_t>(s));
       if (seed >= 0) walk_turns += walk(static_cast<uint32_t>(seed));
     }
@@ -83,7 +90,7 @@ class OrientationWalk {
     int64_t seed = -1;
     float best = 0.0f;
     for (const CornerRef& r : mesh_.incidentCorners[top]) {
-      if (removed_.test(r.face) || shell_of[r.face] != shell) continue;
+      if (removed_.test(r.face) || (!shell_of.empty() && shell_of[r.face] != shell)) continue;
       if (normal(r.face)[2] < kInsideOutThreshold) continue;
       const auto v = current(r.face);
       const float z = (mesh_.vertices[v[0]].position[2] + mesh_.vertices[v[1]].position[2] +
@@ -120,6 +127,7 @@ class OrientationWalk {
           if (same) {
             toggle(g);
             ++turns;
+            any_turned_ = true;
           }
           visited_.set(g);
           queue_.push_back(static_cast<uint32_t>(g));
@@ -146,6 +154,7 @@ class OrientationWalk {
       if (same) {
         toggle(r.face);
         ++turns;
+        any_turned_ = true;
       }
       visited_.set(r.face);
       queue_.push_back(r.face);
@@ -157,6 +166,9 @@ class OrientationWalk {
   // corners (a turned face's edges 1 and 2 trade places) and flips the
   // direction bit of every pair in which exactly one face was turned.
   void apply() {
+    // A toggle can undo another, so "some face was toggled" is only a hint
+    // that work may be left; with none, faces and adjacency are as they were.
+    if (!any_turned_) return;
     applyTurns(mesh_, turned_);
     const size_t face_count = mesh_.faces.size();
     for (size_t f = 0; f < face_count; ++f) {
@@ -176,6 +188,7 @@ class OrientationWalk {
   SubMesh& mesh_;
   CornerAdjacency& adjacency_;
   FaceBits turned_, removed_, visited_;
+  bool any_turned_ = false;
   std::vector<uint32_t> queue_;
 };
 
