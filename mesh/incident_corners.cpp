@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 
@@ -21,22 +22,6 @@ bool inRange(const int32_t* v, size_t vertex_count) {
 // Faces past what an entry can name stay out of the lists.
 size_t listableFaces(const std::vector<Face>& faces) {
   return std::min(faces.size(), IncidentCorners::kMaxFaces);
-}
-
-// Counts into offsets: offsets[v] becomes the first slot of v's list and the
-// returned vector the next free slot of each list.
-std::vector<uint32_t> prefixSums(std::vector<uint32_t>& offsets, std::vector<uint32_t>&& counts) {
-  const size_t n = counts.size();
-  offsets.resize(n + 1);
-  uint32_t sum = 0;
-  for (size_t v = 0; v < n; ++v) {
-    offsets[v] = sum;
-    const uint32_t c = counts[v];
-    counts[v] = sum;
-    sum += c;
-  }
-  offsets[n] = sum;
-  return std::move(counts);
 }
 
 // How far ahead the scatter prefetches its slots: on a shuffled mesh each
@@ -62,20 +47,48 @@ void IncidentCorners::cover(size_t vertex_count) {
 
 void IncidentCorners::rebuild(const std::vector<Face>& faces, size_t vertex_count) {
   const size_t face_count = listableFaces(faces);
-  std::vector<uint32_t> counts(vertex_count, 0);
-  for (size_t f = 0; f < face_count; ++f) {
-    if (!inRange(faces[f].v, vertex_count)) continue;
-    for (int c = 0; c < 3; ++c) ++counts[faces[f].v[c]];
+  // The faces are split into two halves, counted and scattered by two
+  // threads; each list takes the first half's corners before the second's,
+  // so the lists are in face order whatever the thread count. Faces out of
+  // range keep their place in the numbering but list nothing.
+  constexpr int kHalves = 2;
+  const size_t half_size = (face_count + 1) / 2;
+  std::vector<uint32_t> counts[kHalves];
+  const bool parallel = int64_t(face_count) >= kParallelMinimum;
+#pragma omp parallel for schedule(static) if (parallel)
+  for (int h = 0; h < kHalves; ++h) {
+    std::vector<uint32_t>& count = counts[h];
+    count.assign(vertex_count, 0);
+    const size_t last = std::min(face_count, size_t(h + 1) * half_size);
+    for (size_t f = size_t(h) * half_size; f < last; ++f) {
+      if (!inRange(faces[f].v, vertex_count)) continue;
+      for (int c = 0; c < 3; ++c) ++count[faces[f].v[c]];
+    }
   }
-  // Faces out of range keep their place in the numbering but list nothing.
-  std::vector<uint32_t> next = prefixSums(offsets_, std::move(counts));
-  corners_.resize(offsets_.back());
-  for (size_t f = 0; f < face_count; ++f) {
-    if (f + kAhead < face_count && inRange(faces[f + kAhead].v, vertex_count))
-      for (int c = 0; c < 3; ++c) prefetchWrite(&corners_[next[faces[f + kAhead].v[c]]]);
-    const int32_t* v = faces[f].v;
-    if (!inRange(v, vertex_count)) continue;
-    for (uint32_t c = 0; c < 3; ++c) corners_[next[v[c]]++] = encode(uint32_t(f), c);
+  // counts[h][v] becomes the first slot of half h's corners in v's list.
+  offsets_.resize(vertex_count + 1);
+  uint32_t sum = 0;
+  for (size_t v = 0; v < vertex_count; ++v) {
+    offsets_[v] = sum;
+    for (int h = 0; h < kHalves; ++h) {
+      const uint32_t c = counts[h][v];
+      counts[h][v] = sum;
+      sum += c;
+    }
+  }
+  offsets_[vertex_count] = sum;
+  corners_.resize(sum);
+#pragma omp parallel for schedule(static) if (parallel)
+  for (int h = 0; h < kHalves; ++h) {
+    std::vector<uint32_t>& next = counts[h];
+    const size_t last = std::min(face_count, size_t(h + 1) * half_size);
+    for (size_t f = size_t(h) * half_size; f < last; ++f) {
+      if (f + kAhead < last && inRange(faces[f + kAhead].v, vertex_count))
+        for (int c = 0; c < 3; ++c) prefetchWrite(&corners_[next[faces[f + kAhead].v[c]]]);
+      const int32_t* v = faces[f].v;
+      if (!inRange(v, vertex_count)) continue;
+      for (uint32_t c = 0; c < 3; ++c) corners_[next[v[c]]++] = encode(uint32_t(f), c);
+    }
   }
 }
 

@@ -166,6 +166,17 @@ TEST(IncidentCorners, ListCornersInFaceOrderWhenBuiltOrGrown) {
   EXPECT_TRUE(lists[5].empty());
   EXPECT_EQ(listsOf(lists, 9)[8], (L{{10, 2}}));
   EXPECT_EQ(lists.entryCount(), 12u);
+
+  // A mesh large enough to be listed by two threads keeps face order too.
+  const TriMesh sphere = test::buildMesh(test::uvSphereSoup(1.0f, 200, 100));
+  ASSERT_GT(sphere.faces.size(), 30000u);
+  for (size_t v = 0; v < sphere.vertices.size(); ++v) {
+    const auto list = sphere.incidentCorners[v];
+    for (size_t i = 1; i < list.size(); ++i)
+      ASSERT_LT(3 * list[i - 1].face + list[i - 1].corner, 3 * list[i].face + list[i].corner)
+          << "vertex " << v;
+  }
+  EXPECT_EQ(test::invariantViolation(sphere), "");
 }
 
 }  // namespace
