@@ -177,10 +177,15 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
           const size_t projected = static_cast<size_t>(double(next) * share);
           vertices.reserve(withRoomForPatches(projected + projected / 8));
         }
-        vertices.push_back(Vertex{p, v[c]});
+        Vertex& vertex = vertices.emplace_back();
+        vertex.position = p;
+        vertex.index = v[c];
       }
       if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
-      Face f;
+      // Vertices and faces are written in place: a record assembled on the
+      // stack from narrow fields and then copied whole stalls on the copy's
+      // wide load, which cannot be forwarded from the narrow stores.
+      Face& f = mesh.faces.emplace_back();
       whiteFace(f);
       soup.attributes(t, f);
       for (int c = 0; c < 3; ++c) f.v[c] = v[c];
@@ -191,7 +196,6 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
           mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
           f.uv[k] = static_cast<uint32_t>(index);
         }
-      mesh.faces.push_back(f);
     }
   }  // the table is released before the incidence lists are made
   trimExcess(vertices);
