@@ -47,8 +47,8 @@ template <class Real, uint64_t (*Key)(const Point&)>
 struct SoupView {
   const Real *corners, *colors, *uvs;
   const int32_t* materials;
-  Point corner(size_t t, int c) const {
-    const Real* p = corners + 9 * t + 3 * c;
+  Point corner(size_t i) const {  // corner i of the soup: corner i % 3 of triangle i / 3
+    const Real* p = corners + 3 * i;
     return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2])};
   }
   static uint64_t key(const Point& p) { return Key(p); }
@@ -70,8 +70,8 @@ using DoubleSoup = SoupView<double, scaledKey>;
 
 struct BytesSoup {
   const ByteSoup& soup;
-  Point corner(size_t t, int c) const {
-    const float* p = soup.corners.data() + 9 * t + 3 * c;
+  Point corner(size_t i) const {
+    const float* p = soup.corners.data() + 3 * i;
     return {p[0], p[1], p[2]};
   }
   static uint64_t key(const Point& p) { return bitPatternKey(p); }
@@ -91,6 +91,26 @@ size_t withRoomForPatches(size_t faces) {
   return faces + faces / 64 + 64;
 }
 
+// Faces of the soup that stay textured (material 0 or more) at most.
+template <class Soup>
+size_t texturedAtMost(uint32_t count, const Soup& soup) {
+  size_t textured = 0;
+  for (size_t t = 0; t < count; ++t) textured += soup.material(t) >= 0;
+  return textured;
+}
+
+// Arrays are reserved before their final size is known; one left more than
+// twice too large is copied into an exact one (a small copy, then).
+template <class T>
+void trimExcess(std::vector<T>& items) {
+  const size_t wanted = withRoomForPatches(items.size());
+  if (items.capacity() <= 2 * wanted) return;
+  std::vector<T> exact;
+  exact.reserve(wanted);
+  exact.assign(items.begin(), items.end());
+  items.swap(exact);
+}
+
 template <class Soup>
 void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
               const std::function<void()>& release_soup = nullptr) {
@@ -101,90 +121,87 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
   if (count == 0) return;
   const size_t corner_count = size_t(count) * 3;
 
-  // Pass 1: the box over every corner.
+  // Two corners of different bits weld when their keys and their cells agree.
+  // Keys of different points seldom agree, so the box that cells need (a pass
+  // over every corner) is only made when two of them first do.
   WeldGrid grid;
-  for (size_t t = 0; t < count; ++t)
-    for (int c = 0; c < 3; ++c) grid.widen(soup.corner(t, c));
-  grid.finish();
+  bool grid_finished = false;
+  auto same_class = [&](const Point& a, const Point& b) {
+    if (Soup::key(a) != Soup::key(b)) return false;
+    if (!grid_finished) {
+      for (size_t i = 0; i < corner_count; ++i) grid.widen(soup.corner(i));
+      grid.finish();
+      grid_finished = true;
+    }
+    return grid.cell(a) == grid.cell(b);
+  };
 
-  // Pass 2: one vertex per distinct (cell, key), numbered in first-seen order.
-  // Only the number of vertices is kept here; they are made in pass 3, so that
-  // their array is sized exactly instead of doubling (and moving every vertex).
-  std::vector<int32_t> corner_vertex(corner_count);
-  uint32_t vertex_count = 0;
+  // One pass welds the corners and makes the vertices and the faces: a vertex
+  // when its first corner comes, a face once its three corners are welded.
+  // Collapsed triangles are known only then, so faces are reserved for every
+  // triangle; vertices for half as many, as a closed mesh has, and past that
+  // for as many as the share of the soup seen so far promises.
+  std::vector<Vertex>& vertices = mesh.vertices;
+  vertices.reserve(withRoomForPatches(corner_count / 6));
+  mesh.faces.reserve(withRoomForPatches(count));
+  mesh.texCoords.reserve(3 * texturedAtMost(count, soup));
   {
-    // A closed mesh has about half as many vertices as triangles, so the table
-    // starts at most half full for one; soups that share less make it grow.
-    VertexWelder welder(corner_count / 6);
+    // The table starts at most half full for a closed mesh; soups that share
+    // less make it grow.
+    PointWelder<Soup::key> welder(corner_count / 6);
+    auto stored = [&vertices](uint32_t v) -> const Point& { return vertices[v].position; };
     // Each corner is hashed, and its slot prefetched, kAhead corners before its
     // lookup, so that the table's cache misses overlap instead of queueing.
     constexpr size_t kAhead = 16;
-    struct Pending {
-      uint64_t key;
-      uint64_t hash;
-      uint32_t cell;
-    };
-    Pending pending[kAhead];
-    auto prepare = [&](size_t corner) {
-      const Point p = soup.corner(corner / 3, static_cast<int>(corner % 3));
-      const uint32_t cell = grid.cell(p);
-      const uint64_t key = Soup::key(p);
-      const uint64_t hash = VertexWelder::hash(cell, key);
+    uint64_t pending[kAhead];
+    auto prepare = [&](size_t i) {
+      const uint64_t hash = welder.hash(soup.corner(i));
       welder.prefetch(hash);
-      pending[corner % kAhead] = Pending{key, hash, cell};
+      pending[i % kAhead] = hash;
     };
     for (size_t i = 0; i < kAhead && i < corner_count; ++i) prepare(i);
-    for (size_t i = 0; i < corner_count; ++i) {
-      const Pending q = pending[i % kAhead];
-      if (i + kAhead < corner_count) prepare(i + kAhead);
-      bool inserted = false;
-      const uint32_t id = welder.findOrInsert(q.hash, q.cell, q.key, vertex_count, inserted);
-      if (inserted) ++vertex_count;
-      corner_vertex[i] = static_cast<int32_t>(id);
-    }
-  }  // the table is released before the mesh grows
-
-  // Pass 3: make the vertices and count the faces, so that the face and
-  // texture arrays are allocated once at their final size. Numbering is
-  // first-seen, so a corner creates a vertex exactly when it names the next
-  // number not made yet.
-  mesh.vertices.reserve(withRoomForPatches(vertex_count));
-  {
-    size_t faces = 0, textured = 0;
     for (size_t t = 0; t < count; ++t) {
-      const int32_t* v = &corner_vertex[3 * t];
-      for (int c = 0; c < 3; ++c)
-        if (static_cast<size_t>(v[c]) == mesh.vertices.size())
-          mesh.vertices.push_back(Vertex{soup.corner(t, c), v[c]});
-      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
-      ++faces;
-      if (soup.material(t) >= 0) ++textured;
-    }
-    mesh.faces.reserve(withRoomForPatches(faces));
-    mesh.texCoords.reserve(textured * 3);
-  }
-
-  // Pass 4: the faces, in input order less the collapsed triangles.
-  for (size_t t = 0; t < count; ++t) {
-    const int32_t* v = &corner_vertex[3 * t];
-    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
-    Face f;
-    whiteFace(f);
-    soup.attributes(t, f);
-    for (uint32_t c = 0; c < 3; ++c) f.v[c] = v[c];
-    if (f.material >= 0)
-      for (int k = 0; k < 3; ++k) {
-        const auto uv = soup.uv(t, k);
-        const uint64_t index = mesh.texCoords.size();
-        mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
-        f.uv[k] = static_cast<uint32_t>(index);
+      int32_t v[3];
+      for (int c = 0; c < 3; ++c) {
+        const size_t i = 3 * t + c;
+        const uint64_t hash = pending[i % kAhead];
+        if (i + kAhead < corner_count) prepare(i + kAhead);
+        const Point p = soup.corner(i);
+        const uint32_t next = static_cast<uint32_t>(vertices.size());
+        bool inserted = false;
+        v[c] =
+            static_cast<int32_t>(welder.findOrInsert(hash, p, next, inserted, stored, same_class));
+        if (!inserted) continue;
+        if (vertices.size() == vertices.capacity()) {
+          const double share = double(corner_count) / double(i + 1);
+          const size_t projected = static_cast<size_t>(double(next) * share);
+          vertices.reserve(withRoomForPatches(projected + projected / 8));
+        }
+        Vertex& vertex = vertices.emplace_back();
+        vertex.position = p;
+        vertex.index = v[c];
       }
-    mesh.faces.push_back(f);
-  }
-  std::vector<int32_t>().swap(corner_vertex);
+      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+      // Vertices and faces are written in place: a record assembled on the
+      // stack from narrow fields and then copied whole stalls on the copy's
+      // wide load, which cannot be forwarded from the narrow stores.
+      Face& f = mesh.faces.emplace_back();
+      whiteFace(f);
+      soup.attributes(t, f);
+      for (int c = 0; c < 3; ++c) f.v[c] = v[c];
+      if (f.material >= 0)
+        for (int k = 0; k < 3; ++k) {
+          const auto uv = soup.uv(t, k);
+          const uint64_t index = mesh.texCoords.size();
+          mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
+          f.uv[k] = static_cast<uint32_t>(index);
+        }
+    }
+  }  // the table is released before the incidence lists are made
+  trimExcess(vertices);
+  trimExcess(mesh.faces);
   if (release_soup) release_soup();
-  // Pass 5: the incidence lists, from the faces.
-  mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
+  mesh.incidentCorners.rebuild(mesh.faces, vertices.size());
 }
 
 }  // namespace

@@ -1,11 +1,15 @@
-// Open-addressing hash table that assigns vertex indices to (cell, key) pairs in
-// first-seen order. It replaces a 101^3 grid of small ordered maps: identity is
+// Open-addressing hash tables that assign vertex indices to (cell, key) pairs in
+// first-seen order. They replace a 101^3 grid of small ordered maps: identity is
 // the pair, not the coordinates, so the welded vertices and their order are the
 // same while a lookup costs one probe sequence instead of a tree walk.
+// VertexWelder is given the pair; PointWelder is given the point and works the
+// pair out only when two different points share a key (linear probing both).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace vekmesh {
@@ -61,9 +65,12 @@ class VertexWelder {
   }
 
   static uint64_t hash(uint32_t cell, uint64_t key) {
-    // The key is a linear mix of float bit patterns; stir it so that nearby
-    // coordinates spread over the table (final mixer of MurmurHash3).
-    uint64_t h = key ^ (uint64_t(cell) * 0x9E3779B97F4A7C15ull);
+    return stir(key ^ (uint64_t(cell) * 0x9E3779B97F4A7C15ull));
+  }
+
+  // The key is a linear mix of float bit patterns; stir it so that nearby
+  // coordinates spread over the table (final mixer of MurmurHash3).
+  static uint64_t stir(uint64_t h) {
     h ^= h >> 33;
     h *= 0xFF51AFD7ED558CCDull;
     h ^= h >> 33;
@@ -87,6 +94,109 @@ class VertexWelder {
     for (const Slot& s : old) {
       if (s.value == kEmpty) continue;
       size_t i = static_cast<size_t>(hash(s.cell, s.key)) & mask_;
+      while (slots_[i].value != kEmpty) i = (i + 1) & mask_;
+      slots_[i] = s;
+    }
+  }
+
+  std::vector<Slot> slots_;
+  size_t mask_ = 0;
+  size_t size_ = 0;
+};
+
+// The same first-seen numbering, keyed by the points themselves. A slot holds
+// a vertex number and the low 32 bits of its hash; the vertex's position is
+// the caller's (`stored(value)`), made when the lookup inserts it. Eight-byte
+// slots keep the table half the size of one holding the points, and a vertex
+// is looked at only when the hash bits agree. Points with equal bits share
+// their key and their cell, so a lookup that meets its own bits is decided
+// without either; only a different point of the same hash needs the caller's
+// `same_class(stored, point)`, which compares keys and then cells. The cell,
+// and with it the box over the whole soup, is then needed only when two
+// different points share a key, which is rare.
+// `Key` is the weld's key of a point, which the hash stirs.
+template <uint64_t (*Key)(const std::array<float, 3>&)>
+class PointWelder {
+ public:
+  using Point = std::array<float, 3>;
+  static constexpr uint32_t kEmpty = 0xFFFFFFFFu;
+
+  // `expected` is a hint for the number of distinct entries.
+  explicit PointWelder(size_t expected) {
+    size_t capacity = 1024;
+    while (capacity < expected * 2) capacity <<= 1;
+    slots_.assign(capacity, Slot{0, kEmpty});
+    mask_ = capacity - 1;
+  }
+
+  static uint64_t hash(const Point& p) { return VertexWelder::stir(Key(p)); }
+
+  // Starts loading the slot where a lookup of hash `h` begins (see
+  // VertexWelder::prefetch).
+  void prefetch(uint64_t h) const {
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(&slots_[static_cast<size_t>(h) & mask_], 1);
+#else
+    (void)h;
+#endif
+  }
+
+  // Returns the vertex number stored for the class of `p` (whose hash is
+  // `h`), or stores `next` and returns it; `inserted` tells which, and the
+  // caller then makes vertex `next` at p before the next lookup.
+  template <class Stored, class SameClass>
+  uint32_t findOrInsert(uint64_t h, const Point& p, uint32_t next, bool& inserted, Stored&& stored,
+                        SameClass&& same_class) {
+    const uint32_t low = static_cast<uint32_t>(h);
+    size_t i = static_cast<size_t>(h) & mask_;
+    for (;;) {
+      const Slot s = slots_[i];
+      if (s.value == kEmpty) break;
+      if (s.low == low) {
+        const Point& q = stored(s.value);
+        if (sameBits(q, p) || same_class(q, p)) {
+          inserted = false;
+          return s.value;
+        }
+      }
+      i = (i + 1) & mask_;
+    }
+    inserted = true;
+    if ((size_ + 1) * 5 > slots_.size() * 3) {  // keep the load under 0.6
+      grow(stored);
+      i = static_cast<size_t>(h) & mask_;
+      while (slots_[i].value != kEmpty) i = (i + 1) & mask_;
+    }
+    slots_[i] = Slot{low, next};
+    ++size_;
+    return next;
+  }
+
+ private:
+  struct Slot {
+    uint32_t low;  // low 32 bits of the hash
+    uint32_t value;
+  };
+
+  static bool sameBits(const Point& a, const Point& b) {
+    uint32_t x[3], y[3];
+    std::memcpy(x, a.data(), sizeof x);
+    std::memcpy(y, b.data(), sizeof y);
+    return ((x[0] ^ y[0]) | (x[1] ^ y[1]) | (x[2] ^ y[2])) == 0;
+  }
+
+  // The low hash bits in each slot place it in a table of up to 2^32 slots;
+  // only larger ones hash the stored points again.
+  template <class Stored>
+  void grow(Stored&& stored) {
+    std::vector<Slot> old;
+    old.swap(slots_);
+    slots_.assign(old.size() * 2, Slot{0, kEmpty});
+    mask_ = slots_.size() - 1;
+    const bool low_bits_suffice = mask_ <= 0xFFFFFFFFu;
+    for (const Slot& s : old) {
+      if (s.value == kEmpty) continue;
+      size_t i = low_bits_suffice ? s.low & mask_ : hash(stored(s.value)) & mask_;
       while (slots_[i].value != kEmpty) i = (i + 1) & mask_;
       slots_[i] = s;
     }

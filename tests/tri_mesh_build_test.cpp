@@ -75,6 +75,7 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
 
 // The weld compares keys, not coordinates: two different points whose keys
 // coincide become one vertex when they share a cell, two when they do not.
+// Cells come from the box over the whole soup, corners after the pair included.
 TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {
   const Point p{1.5f, 1.5f, 0.0f};
   // 108881 * 110881 - 110881 * 108881 = 0: the key does not change.
@@ -82,19 +83,26 @@ TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {
   Point q;
   std::memcpy(q.data(), bits.data(), sizeof q);
 
-  for (const float size : {100.0f, 3.0f}) {
-    SCOPED_TRACE(size);
-    Soup soup;
-    soup.addTriangle({0, 0, 0}, {size, 0, 0}, {0, size, size});  // sets the cell size
-    soup.addTriangle(p, {2, 2, 2}, {2, 1, 2});
-    soup.addTriangle(q, {2.5f, 2, 2}, {2.5f, 1, 2});
-    const TriMesh mesh = test::buildMesh(soup);
-    ASSERT_EQ(mesh.faces.size(), 3u);
-    // Cells of 1: both points in cell (1, 1, 0), welded to the first. Cells of
-    // 0.03: y 1.5 and 1.487 fall in cells 50 and 49.
-    EXPECT_EQ(mesh.vertices.size(), size == 100.0f ? 8u : 9u);
-    EXPECT_EQ(mesh.faces[2].v[0] == mesh.faces[1].v[0], size == 100.0f);
-  }
+  for (const bool box_last : {false, true})
+    for (const float size : {100.0f, 3.0f}) {
+      SCOPED_TRACE(testing::Message() << size << (box_last ? " box last" : " box first"));
+      Soup soup;
+      auto box = [&] { soup.addTriangle({0, 0, 0}, {size, 0, 0}, {0, size, size}); };
+      if (!box_last) box();  // sets the cell size
+      soup.addTriangle(p, {2, 2, 2}, {2, 1, 2});
+      soup.addTriangle(q, {2.5f, 2, 2}, {2.5f, 1, 2});
+      soup.addTriangle(q, {3, 2, 2}, {3, 1, 2});  // finds the vertex q got again
+      if (box_last) box();
+      const TriMesh mesh = test::buildMesh(soup);
+      ASSERT_EQ(mesh.faces.size(), 4u);
+      // Cells of 1: both points in cell (1, 1, 0), welded to the first. Cells of
+      // 0.03: y 1.5 and 1.487 fall in cells 50 and 49.
+      EXPECT_EQ(mesh.vertices.size(), size == 100.0f ? 10u : 11u);
+      const Face* f = &mesh.faces[box_last ? 0 : 1];
+      EXPECT_EQ(f[1].v[0] == f[0].v[0], size == 100.0f);
+      EXPECT_EQ(f[2].v[0], f[1].v[0]);
+      EXPECT_EQ(test::invariantViolation(mesh), "");
+    }
 }
 
 // Far from the origin, flat, huge and overflowing extents all still weld
