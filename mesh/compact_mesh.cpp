@@ -55,34 +55,37 @@ void compactMesh(SubMesh& mesh) {
   // vertices are split into two halves by a bit of their hash and each half
   // is welded with its own table, so two threads can weld at once; which
   // half a vertex falls in does not depend on the thread count, nor do the
-  // classes.
+  // classes. Vertices are hashed by their key alone: equal bits decide at
+  // once, and cells are worked out only when different points share a key.
   std::vector<uint32_t> weld_class(vertex_count, kNone);
   size_t class_count = 0;
   {
+    using Welder = PointWelder<WeldGrid::bitPatternKey>;
     const int64_t n = static_cast<int64_t>(vertex_count);
     std::vector<uint64_t> hashes(vertex_count);
-    std::vector<uint32_t> cells(vertex_count);
 #pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
-    for (int64_t v = 0; v < n; ++v) {
-      if (!used[v]) continue;
-      const auto& p = mesh.vertices[v].position;
-      cells[v] = grid.cell(p);
-      hashes[v] = VertexWelder::hash(cells[v], WeldGrid::bitPatternKey(p));
-    }
+    for (int64_t v = 0; v < n; ++v)
+      if (used[v]) hashes[v] = Welder::hash(mesh.vertices[v].position);
+    auto stored = [&](uint32_t v) -> const std::array<float, 3>& {
+      return mesh.vertices[v].position;
+    };
+    auto same_class = [&](const std::array<float, 3>& q, const std::array<float, 3>& p) {
+      return WeldGrid::bitPatternKey(q) == WeldGrid::bitPatternKey(p) &&
+             grid.cell(q) == grid.cell(p);
+    };
     constexpr int kHalves = 2;
     size_t classes[kHalves] = {0, 0};
 #pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
     for (int half = 0; half < kHalves; ++half) {
-      VertexWelder welder(vertex_count / kHalves);
+      Welder welder(vertex_count / kHalves);
       auto mine = [&](int64_t v) { return used[v] && int(hashes[v] >> 63) == half; };
       constexpr int64_t kAhead = 16;  // table slots are prefetched this far ahead
       for (int64_t v = 0; v < n; ++v) {
         if (v + kAhead < n && mine(v + kAhead)) welder.prefetch(hashes[v + kAhead]);
         if (!mine(v)) continue;
         bool inserted = false;
-        weld_class[v] = welder.findOrInsert(hashes[v], cells[v],
-                                            WeldGrid::bitPatternKey(mesh.vertices[v].position),
-                                            static_cast<uint32_t>(v), inserted);
+        weld_class[v] = welder.findOrInsert(hashes[v], mesh.vertices[v].position,
+                                            static_cast<uint32_t>(v), inserted, stored, same_class);
         classes[half] += inserted;
       }
     }
