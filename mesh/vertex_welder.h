@@ -12,6 +12,8 @@
 #include <cstring>
 #include <vector>
 
+#include "mesh/prefetch.h"
+
 namespace vekmesh {
 
 class VertexWelder {
@@ -56,13 +58,7 @@ class VertexWelder {
   // first probe misses; callers that know their next keys hide that latency by
   // prefetching a few lookups ahead. A prefetch made before the table grew only
   // loads a useless line.
-  void prefetch(uint64_t h) const {
-#if defined(__GNUC__) || defined(__clang__)
-    __builtin_prefetch(&slots_[static_cast<size_t>(h) & mask_], 1);
-#else
-    (void)h;
-#endif
-  }
+  void prefetch(uint64_t h) const { prefetchWrite(&slots_[static_cast<size_t>(h) & mask_]); }
 
   static uint64_t hash(uint32_t cell, uint64_t key) {
     return stir(key ^ (uint64_t(cell) * 0x9E3779B97F4A7C15ull));
@@ -133,13 +129,7 @@ class PointWelder {
 
   // Starts loading the slot where a lookup of hash `h` begins (see
   // VertexWelder::prefetch).
-  void prefetch(uint64_t h) const {
-#if defined(__GNUC__) || defined(__clang__)
-    __builtin_prefetch(&slots_[static_cast<size_t>(h) & mask_], 1);
-#else
-    (void)h;
-#endif
-  }
+  void prefetch(uint64_t h) const { prefetchWrite(&slots_[static_cast<size_t>(h) & mask_]); }
 
   // Returns the vertex number stored for the class of `p` (whose hash is
   // `h`), or stores `next` and returns it; `inserted` tells which, and the
