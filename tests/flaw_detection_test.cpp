@@ -3,11 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <random>
+#include <utility>
 
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
+#include "repair/shell_orientation.h"
 
 namespace vekmesh {
 namespace {
@@ -109,6 +114,45 @@ TEST(PostDetection, CountsEachKindOfFlaw) {
   collapsed.faces[0].v[2] = collapsed.faces[0].v[0];
   EXPECT_TRUE(postDetection(collapsed, counters));
   EXPECT_EQ(counters[0], 1);
+}
+
+TEST(InspectTopology, BreaksTiesAtTheTopInTheShellsOrder) {
+  // A sphere with z rounded to whole units puts the pole and its first ring at
+  // one height; faces turned at random make the upward sums around those tied
+  // vertices disagree, so whether the shell counts as inside out depends on
+  // which of them the shell's breadth-first order meets first. Inspection
+  // reads a one-shell mesh in face order and must still answer by the walk.
+  std::mt19937 random(7);
+  int order_mattered = 0;
+  for (int trial = 0; trial < 60; ++trial) {
+    Soup soup = test::uvSphereSoup(1.0f, 16, 8);
+    for (size_t k = 2; k < soup.corners.size(); k += 3)
+      soup.corners[k] = std::round(soup.corners[k]);
+    // Triangles shuffled, so that face order and the walk meet the top apart.
+    for (uint32_t t = soup.triangleCount() - 1; t > 0; --t) {
+      const uint32_t u = static_cast<uint32_t>(random() % (t + 1));
+      std::swap_ranges(soup.corners.begin() + 9 * t, soup.corners.begin() + 9 * t + 9,
+                       soup.corners.begin() + 9 * u);
+    }
+    for (uint32_t t = 0; t < soup.triangleCount(); ++t)
+      if (random() % 3 == 0)
+        for (int a = 0; a < 3; ++a) std::swap(soup.corners[9 * t + a], soup.corners[9 * t + 3 + a]);
+    TriMesh mesh = test::buildMesh(soup);
+    const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
+    ASSERT_EQ(mesh.shells.size(), 1u);
+
+    std::vector<int32_t> in_face_order(mesh.faces.size());
+    for (size_t f = 0; f < in_face_order.size(); ++f) in_face_order[f] = static_cast<int32_t>(f);
+    auto inside_out = [&](const std::vector<int32_t>& order) {
+      return upwardNormalSum(mesh, shellTopVertex(mesh, order, true), true) < kInsideOutThreshold;
+    };
+    const bool by_walk = inside_out(mesh.shells[0]);
+    order_mattered += by_walk != inside_out(in_face_order);
+    EXPECT_EQ(inspectTopology(mesh, adjacency).counters[3],
+              by_walk ? static_cast<int32_t>(mesh.faces.size()) : 0)
+        << trial;
+  }
+  EXPECT_GT(order_mattered, 0) << "no trial where the order of tied vertices decides";
 }
 
 }  // namespace
