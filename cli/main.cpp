@@ -1,9 +1,6 @@
 // The vekmesh command-line tool: inspect, repair, reduce, separate and convert
 // models from a terminal, on the same core as the shared library.
 #include <CLI/CLI.hpp>
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -171,13 +168,6 @@ void runConvert(const Options& o) {
 
 int main(int argc, char** argv) {
   using namespace vekmesh::cli;
-#ifdef __GLIBC__
-  // Mesh arrays of a megabyte or more get pages of their own that go back to
-  // the system when freed; otherwise the allocator's threshold creeps up and
-  // freed arrays linger in the heap, so that the process holds more than the
-  // mesh needs at its peak.
-  mallopt(M_MMAP_THRESHOLD, 1 << 20);
-#endif
   Options o;
   CLI::App app{"vekmesh: inspect, repair, reduce, separate and convert triangle meshes (STL, OBJ)"};
   app.require_subcommand(1);
