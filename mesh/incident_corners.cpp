@@ -54,7 +54,7 @@ void IncidentCorners::rebuild(const std::vector<Face>& faces, size_t vertex_coun
   constexpr int kHalves = 2;
   const size_t half_size = (face_count + 1) / 2;
   std::vector<uint32_t> counts[kHalves];
-  const bool parallel = int64_t(face_count) >= kParallelMinimum;
+  [[maybe_unused]] const bool parallel = int64_t(face_count) >= kParallelMinimum;
 #pragma omp parallel for schedule(static) if (parallel)
   for (int h = 0; h < kHalves; ++h) {
     std::vector<uint32_t>& count = counts[h];
