@@ -54,7 +54,9 @@ void IncidentCorners::rebuild(const std::vector<Face>& faces, size_t vertex_coun
   constexpr int kHalves = 2;
   const size_t half_size = (face_count + 1) / 2;
   std::vector<uint32_t> counts[kHalves];
-  [[maybe_unused]] const bool parallel = int64_t(face_count) >= kParallelMinimum;
+  // A corner costs little here, so a team pays off only on large meshes; on a
+  // busy machine a second thread that is slow to come costs more than it saves.
+  [[maybe_unused]] const bool parallel = int64_t(face_count) >= 16 * kParallelMinimum;
 #pragma omp parallel for schedule(static) if (parallel)
   for (int h = 0; h < kHalves; ++h) {
     std::vector<uint32_t>& count = counts[h];

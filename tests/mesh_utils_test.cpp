@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "mesh/parallel_loops.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
 
@@ -168,8 +169,8 @@ TEST(IncidentCorners, ListCornersInFaceOrderWhenBuiltOrGrown) {
   EXPECT_EQ(lists.entryCount(), 12u);
 
   // A mesh large enough to be listed by two threads keeps face order too.
-  const TriMesh sphere = test::buildMesh(test::uvSphereSoup(1.0f, 200, 100));
-  ASSERT_GT(sphere.faces.size(), 30000u);
+  const TriMesh sphere = test::buildMesh(test::uvSphereSoup(1.0f, 600, 240));
+  ASSERT_GT(sphere.faces.size(), 16u * kParallelMinimum);
   for (size_t v = 0; v < sphere.vertices.size(); ++v) {
     const auto list = sphere.incidentCorners[v];
     for (size_t i = 1; i < list.size(); ++i)
