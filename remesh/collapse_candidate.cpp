@@ -63,31 +63,45 @@ bool planCollapse(const ReducerState& s, uint32_t a, uint32_t b, const CollapseB
   // `t` below runs from a (0) to b (1); keep/drop and the blend parameter
   // are settled at the end. A new point must beat the better end by more than
   // single-precision rounding can show: otherwise the end is taken, so flat
-  // and lattice-aligned parts keep their exact coordinates.
+  // and lattice-aligned parts keep their exact coordinates. `cost` follows `t`:
+  // Q at the point chosen so far, so no point is evaluated twice.
   const double ea = evaluate(q, pa), eb = evaluate(q, pb);
-  const double best_end = std::fmin(ea, eb);
+  // Both are 0 or more and never NaN (evaluate clamps), so this is fmin
+  // without the library call.
+  const double best_end = ea <= eb ? ea : eb;
   const double slack = zero_tolerance_sq * q.weight;
   double t = ea <= eb ? 0.0 : 1.0;
+  double cost = best_end;
   double p[3];
-  bool placed = false;  // p already holds the minimiser
+  bool placed = false;  // p already holds the chosen point
   if (ka == kFree && kb == kFree) {
     if (placement == Placement::kOptimal) {
       double mid[3];
       lerp(pa, pb, 0.5, mid);
       // A nearly flat neighbourhood can put the minimiser far away along the
       // surface; only a point near the edge is a sensible merge.
+      double at_p;
       if (minimizer(q, p) && distance2(p, mid) <= distance2(pa, pb) &&
-          evaluate(q, p) + slack < best_end) {
+          (at_p = evaluate(q, p)) + slack < best_end) {
         placed = true;
         t = segmentParameter(pa, pb, p);
-      } else if (evaluate(q, mid) + slack < best_end) {
-        t = 0.5;
+        cost = at_p;
+      } else {
+        const double at_mid = evaluate(q, mid);
+        if (at_mid + slack < best_end) {
+          t = 0.5;
+          cost = at_mid;
+          for (int i = 0; i < 3; ++i) p[i] = mid[i];
+          placed = true;
+        }
       }
     }
   } else if (ka == kFree) {
     t = 1.0;  // a joins the constrained b where b is
+    cost = eb;
   } else if (kb == kFree) {
     t = 0.0;
+    cost = ea;
   } else {
     // Both constrained: only along a shared boundary or seam edge, and never
     // between two fixed vertices.
@@ -97,20 +111,28 @@ bool planCollapse(const ReducerState& s, uint32_t a, uint32_t b, const CollapseB
     out.along_feature = true;
     if (ka == kFixed) {
       t = 0.0;
+      cost = ea;
     } else if (kb == kFixed) {
       t = 1.0;
+      cost = eb;
     } else if (ka == kBoundarySlide && placement == Placement::kOptimal) {
       const double ts = bestOnSegment(q, pa, pb);
       double pt[3];
       lerp(pa, pb, ts, pt);
-      if (ts > 0.0 && ts < 1.0 && evaluate(q, pt) + slack < best_end) t = ts;
+      const double at_pt = evaluate(q, pt);
+      if (ts > 0.0 && ts < 1.0 && at_pt + slack < best_end) {
+        t = ts;
+        cost = at_pt;
+        for (int i = 0; i < 3; ++i) p[i] = pt[i];
+        placed = true;
+      }
     }
     // Seam vertices stay on an end, so the attributes on both sides of the
     // seam are copied rather than blended across it.
   }
+  // Otherwise the point is an end, where Q is ea or eb already.
   if (!placed) lerp(pa, pb, t, p);
 
-  const double cost = evaluate(q, p);
   // Mean squared distance of p from the planes the two vertices stand for.
   const double limit = bounds.max_error_sq + zero_tolerance_sq;
   if (!(cost <= limit * q.weight) && !(q.weight <= 0.0 && cost <= zero_tolerance_sq)) return false;

@@ -61,6 +61,7 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
         s.mark[w] = stamp;
         around.push_back(w);
         prefetchRecord(s, w);
+        __builtin_prefetch(&s.version[w]);  // read by the plan and the entry
       }
     }
   for (uint32_t w : around) {
