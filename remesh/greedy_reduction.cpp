@@ -122,7 +122,7 @@ std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSet
   // Fixed chunks in face order, concatenated in order: the same list for any
   // thread count.
   constexpr size_t kChunks = 64;
-  const size_t nf = s.face.size();
+  const size_t nf = s.faceCount();
   std::vector<std::vector<QueueEntry>> parts(kChunks);
 #pragma omp parallel for schedule(static)
   for (int64_t i = 0; i < static_cast<int64_t>(kChunks); ++i) {

@@ -186,7 +186,7 @@ void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc, bool
   if (!s.uniform_attributes) blendCornerAttributes(s, sc, c.t);
   for (int i = 0; i < sc.edge_faces; ++i) {
     const uint32_t f = sc.edge_keep[i] / 3;
-    s.face[f].dead = 1;
+    s.face_dead[f] = 1;
     for (uint32_t k = 3 * f; k < 3 * f + 3; ++k) s.unlink(k);
   }
   for (uint32_t k : sc.drop_corners)

@@ -111,17 +111,19 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     for (size_t f = 0; f < nf; ++f)
       source_face[start[group(m.faces[f])]++] = static_cast<uint32_t>(f);
   }
-  face.allocate(nf);
+  corner.allocate(3 * nf);
+  ring_prev.allocate(3 * nf);
+  face_dead.allocate(nf);
   live_faces = 0;
 #pragma omp parallel for schedule(static) reduction(+ : live_faces)
   for (int64_t f = 0; f < static_cast<int64_t>(nf); ++f) {
     const Face& src = m.faces[source_face[static_cast<size_t>(f)]];
-    FaceRecord& r = *new (&face[static_cast<size_t>(f)]) FaceRecord;
-    for (int c = 0; c < 3; ++c) {
-      r.v[c] = src.removed ? -1 : static_cast<int32_t>(working[src.v[c]]);
-      r.next[c] = r.prev[c] = kNone;
+    for (size_t c = 0; c < 3; ++c) {
+      const size_t k = 3 * static_cast<size_t>(f) + c;
+      corner[k].vertex = src.removed ? -1 : static_cast<int32_t>(working[src.v[c]]);
+      corner[k].next = ring_prev[k] = kNone;
     }
-    r.dead = src.removed ? 1 : 0;
+    face_dead[static_cast<size_t>(f)] = src.removed ? 1 : 0;
     live_faces += src.removed ? 0 : 1;
   }
 
@@ -129,17 +131,18 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // by a counting sort, then linked vertex by vertex in parallel.
   std::vector<uint32_t> offset(nv + 1, 0);
   for (size_t f = 0; f < nf; ++f)
-    if (!face[f].dead)
-      for (int c = 0; c < 3; ++c) ++offset[static_cast<size_t>(face[f].v[c]) + 1];
+    if (!face_dead[f])
+      for (size_t k = 3 * f; k < 3 * f + 3; ++k)
+        ++offset[static_cast<size_t>(corner[k].vertex) + 1];
   for (size_t v = 0; v < nv; ++v) offset[v + 1] += offset[v];
   {
     RecordArray<uint32_t> corners;  // every entry is written below
     corners.allocate(offset[nv]);
     std::vector<uint32_t> fill(offset.begin(), offset.end() - 1);
     for (size_t f = 0; f < nf; ++f)
-      if (!face[f].dead)
-        for (uint32_t c = 0; c < 3; ++c)
-          corners[fill[static_cast<size_t>(face[f].v[c])]++] = static_cast<uint32_t>(3 * f + c);
+      if (!face_dead[f])
+        for (size_t k = 3 * f; k < 3 * f + 3; ++k)
+          corners[fill[static_cast<size_t>(corner[k].vertex)]++] = static_cast<uint32_t>(k);
 #pragma omp parallel for schedule(static)
     for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
       const uint32_t first = offset[static_cast<size_t>(v)];
@@ -170,7 +173,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
 
 void ReducerState::store() const {
   SubMesh& m = *mesh;
-  const size_t nf = face.size();
+  const size_t nf = faceCount();
   const size_t nv = vertex.size();
   std::vector<uint32_t> working_face(nf);
   for (size_t f = 0; f < nf; ++f) working_face[source_face[f]] = static_cast<uint32_t>(f);
@@ -178,8 +181,8 @@ void ReducerState::store() const {
   // New numbers in the mesh's vertex order, for the vertices live faces use.
   std::vector<int32_t> new_index(nv, -1);
   for (size_t f = 0; f < nf; ++f) {
-    if (face[f].dead) continue;
-    for (int c = 0; c < 3; ++c) new_index[source_vertex[face[f].v[c]]] = 0;
+    if (face_dead[f]) continue;
+    for (size_t k = 3 * f; k < 3 * f + 3; ++k) new_index[source_vertex[corner[k].vertex]] = 0;
   }
   int32_t used = 0;
   for (size_t i = 0; i < nv; ++i)
@@ -204,10 +207,10 @@ void ReducerState::store() const {
   std::vector<TexCoord> tex;
   for (size_t i = 0; i < nf; ++i) {
     const uint32_t f = working_face[i];
-    if (face[f].dead) continue;
+    if (face_dead[f]) continue;
     Face out = m.faces[i];
     for (uint32_t c = 0; c < 3; ++c) {
-      const int32_t v = new_index[source_vertex[face[f].v[c]]];
+      const int32_t v = new_index[source_vertex[corner[3 * f + c].vertex]];
       out.v[c] = v;
       if (out.uv[c] != kNoTexCoord && out.uv[c] < m.texCoords.size()) {
         const TexCoord& t = m.texCoords[out.uv[c]];

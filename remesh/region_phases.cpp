@@ -112,8 +112,9 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
     size_t inside = 0;
     for (size_t f = s.block_faces[r]; f < s.block_faces[r + 1]; ++f) {
       if (s.faceDead(static_cast<uint32_t>(f))) continue;
-      const FaceRecord& face = s.face[f];
-      inside += region[face.v[0]] == r && region[face.v[1]] == r && region[face.v[2]] == r;
+      const uint32_t k = static_cast<uint32_t>(3 * f);
+      inside += region[s.cornerVertex(k)] == r && region[s.cornerVertex(k + 1)] == r &&
+                region[s.cornerVertex(k + 2)] == r;
     }
     share[r] = static_cast<double>(inside) / static_cast<double>(s.live_faces);
   }
