@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <vector>
 
 #include "remesh/reducer_state.h"
@@ -25,16 +26,22 @@ struct QueueEntry {
 // remembers its ends' versions when pushed; once either end has absorbed a
 // neighbour the entry is skipped when it comes up, so nothing is ever searched
 // or erased.
+//
+// A bin is a list of fixed-size chunks drawn from the queue's own pool: a
+// chunk emptied by pops goes back to the pool and is the next one a push
+// takes, while it is still in cache, and no bin ever grows by copying.
 class CollapseQueue {
  public:
-  CollapseQueue() : bins_(kBinCount), occupied_(kWords, 0) {}
+  // The bin records are left uninitialised: a record is valid only while its
+  // bin's occupied bit is set, so an idle queue touches none of their pages.
+  CollapseQueue() : bins_(new Bin[kBinCount]), occupied_(kWords, 0) {}
 
   // Empties the queue and gives its memory back.
   void clear() {
-    for (Bin& bin : bins_) {
-      std::vector<QueueEntry>().swap(bin.entries);
-      bin.next = 0;
-    }
+    slabs_.clear();
+    slabs_.shrink_to_fit();
+    free_ = nullptr;
+    slab_chunks_ = kFirstSlabChunks;
     std::fill(occupied_.begin(), occupied_.end(), 0);
     size_ = 0;
     low_word_ = 0;
@@ -49,8 +56,21 @@ class CollapseQueue {
 
   void push(const QueueEntry& e) {
     const uint32_t b = binOf(e);
-    bins_[b].entries.push_back(e);
-    occupied_[b / 64] |= uint64_t{1} << (b % 64);
+    uint64_t& word = occupied_[b / 64];
+    const uint64_t bit = uint64_t{1} << (b % 64);
+    Bin& bin = bins_[b];
+    if (!(word & bit)) {
+      Chunk* c = takeChunk();
+      bin.head = bin.tail = c;
+      bin.first = bin.end = 0;
+      word |= bit;
+    } else if (bin.end == kChunkEntries) {
+      Chunk* c = takeChunk();
+      bin.tail->next = c;
+      bin.tail = c;
+      bin.end = 0;
+    }
+    bin.tail->entries[bin.end++] = e;
     if (b / 64 < low_word_) low_word_ = b / 64;
     ++size_;
   }
@@ -62,15 +82,20 @@ class CollapseQueue {
       const uint32_t b = lowestBin();
       if (b == kNoBin) return false;
       Bin& bin = bins_[b];
-      out = bin.entries[bin.next++];
+      out = bin.head->entries[bin.first++];
       --size_;
-      if (bin.next == bin.entries.size()) {
-        std::vector<QueueEntry>().swap(bin.entries);
-        bin.next = 0;
+      if (bin.head == bin.tail && bin.first == bin.end) {
+        giveChunk(bin.head);
         occupied_[b / 64] &= ~(uint64_t{1} << (b % 64));
       } else {
+        if (bin.first == kChunkEntries) {
+          Chunk* done = bin.head;
+          bin.head = done->next;
+          bin.first = 0;
+          giveChunk(done);
+        }
         // The next entry's staleness test will read these.
-        const QueueEntry& n = bin.entries[bin.next];
+        const QueueEntry& n = bin.head->entries[bin.first];
         __builtin_prefetch(&s.version[n.a]);
         __builtin_prefetch(&s.version[n.b]);
       }
@@ -83,7 +108,16 @@ class CollapseQueue {
   std::vector<QueueEntry> release() {
     std::vector<QueueEntry> out;
     out.reserve(size_);
-    for (Bin& bin : bins_) out.insert(out.end(), bin.entries.begin() + bin.next, bin.entries.end());
+    for (size_t w = 0; w < kWords; ++w)
+      for (uint64_t bits = occupied_[w]; bits != 0; bits &= bits - 1) {
+        const Bin& bin = bins_[64 * w + static_cast<size_t>(__builtin_ctzll(bits))];
+        for (const Chunk* c = bin.head;; c = c->next) {
+          const uint32_t first = c == bin.head ? bin.first : 0;
+          const uint32_t end = c == bin.tail ? bin.end : kChunkEntries;
+          out.insert(out.end(), c->entries + first, c->entries + end);
+          if (c == bin.tail) break;
+        }
+      }
     clear();
     return out;
   }
@@ -95,7 +129,7 @@ class CollapseQueue {
   float peekCost() {
     const uint32_t b = lowestBin();
     if (b == kNoBin) return std::numeric_limits<float>::infinity();
-    return bins_[b].entries[bins_[b].next].cost;
+    return bins_[b].head->entries[bins_[b].first].cost;
   }
 
   // Both ends alive and unchanged since the push. The sum alone is not
@@ -112,15 +146,50 @@ class CollapseQueue {
   static constexpr uint32_t kNoBin = 0xFFFFFFFFu;
   static constexpr size_t kWords = (kBinCount + 63) / 64;
 
+  // 31 entries and the link fill eight cache lines.
+  static constexpr uint32_t kChunkEntries = 31;
+  struct alignas(64) Chunk {
+    QueueEntry entries[kChunkEntries];
+    Chunk* next;
+  };
+  // Slabs of chunks double from this size up to the last, so that small
+  // queues stay small and large ones need few allocations.
+  static constexpr size_t kFirstSlabChunks = 16;
+  static constexpr size_t kLastSlabChunks = 4096;
+
+  // Entries head->entries[first] .. tail->entries[end - 1], in order along
+  // the chunks' links.
   struct Bin {
-    std::vector<QueueEntry> entries;
-    size_t next = 0;  // first entry not yet popped
+    Chunk* head;
+    Chunk* tail;
+    uint32_t first, end;
   };
 
   static uint32_t binOf(const QueueEntry& e) {
     uint32_t bits;
     std::memcpy(&bits, &e.cost, sizeof bits);
     return bits >= 0x7F800000u ? kBinCount - 1 : bits >> 17;
+  }
+
+  Chunk* takeChunk() {
+    if (!free_) {
+      // A fresh slab's chunks are left uninitialised; each is threaded onto
+      // the free list as it is handed out.
+      slabs_.emplace_back(new Chunk[slab_chunks_]);
+      Chunk* slab = slabs_.back().get();
+      for (size_t i = 0; i + 1 < slab_chunks_; ++i) slab[i].next = &slab[i + 1];
+      slab[slab_chunks_ - 1].next = nullptr;
+      free_ = slab;
+      slab_chunks_ = std::min(2 * slab_chunks_, kLastSlabChunks);
+    }
+    Chunk* c = free_;
+    free_ = c->next;
+    return c;
+  }
+
+  void giveChunk(Chunk* c) {
+    c->next = free_;
+    free_ = c;
   }
 
   // Words below low_word_ are known to be empty.
@@ -134,8 +203,11 @@ class CollapseQueue {
     return kNoBin;
   }
 
-  std::vector<Bin> bins_;
+  std::unique_ptr<Bin[]> bins_;
   std::vector<uint64_t> occupied_;
+  std::vector<std::unique_ptr<Chunk[]>> slabs_;
+  Chunk* free_ = nullptr;
+  size_t slab_chunks_ = kFirstSlabChunks;
   size_t size_ = 0;
   size_t low_word_ = 0;
 };
