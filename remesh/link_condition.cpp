@@ -15,15 +15,32 @@ namespace {
 // corner angle of about 1e-7 radians).
 constexpr double kDegenerateSine2 = 1e-14;
 
-void gatherRing(const ReducerState& s, uint32_t v, std::vector<uint32_t>& out) {
-  out.clear();
-  const uint32_t h = s.vertex[v].head;
-  if (h == kNone) return;
-  uint32_t k = h;
-  do {
-    out.push_back(k);
-    k = s.ringNext(k);
-  } while (k != h);
+// The rings of u and v into `ru` and `rv`, each from its head. A ring is a
+// chain of dependent loads, so the two are walked in step: each step waits
+// for one load latency, not two.
+void gatherRings(const ReducerState& s, uint32_t u, uint32_t v, std::vector<uint32_t>& ru,
+                 std::vector<uint32_t>& rv) {
+  ru.clear();
+  rv.clear();
+  const uint32_t hu = s.vertex[u].head, hv = s.vertex[v].head;
+  uint32_t ku = hu, kv = hv;
+  bool more_u = hu != kNone, more_v = hv != kNone;
+  while (more_u && more_v) {
+    ru.push_back(ku);
+    rv.push_back(kv);
+    ku = s.ringNext(ku);
+    kv = s.ringNext(kv);
+    more_u = ku != hu;
+    more_v = kv != hv;
+  }
+  for (; more_u; more_u = ku != hu) {
+    ru.push_back(ku);
+    ku = s.ringNext(ku);
+  }
+  for (; more_v; more_v = kv != hv) {
+    rv.push_back(kv);
+    kv = s.ringNext(kv);
+  }
 }
 
 // Every vertex of the faces in `corners` belongs to the worker's region.
@@ -96,8 +113,7 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
   const uint32_t u = c.keep, v = c.drop;
   if (s.vertex[u].valence > kMaxValence || s.vertex[v].valence > kMaxValence)
     return Verdict::kRefused;
-  gatherRing(s, u, sc.keep_corners);
-  gatherRing(s, v, sc.drop_corners);
+  gatherRings(s, u, v, sc.keep_corners, sc.drop_corners);
   if (sc.region && (!inRegion(s, sc, sc.keep_corners) || !inRegion(s, sc, sc.drop_corners)))
     return Verdict::kOutsideRegion;
 
