@@ -24,6 +24,59 @@ QueueEntry entryFor(const ReducerState& s, const Collapse& c) {
   return {static_cast<float>(c.priority), c.keep, c.drop, s.version[c.keep] + s.version[c.drop]};
 }
 
+// Plans edges in the order they are added and hands those within the bounds
+// to `take` in that order. Two pairable edges in a row are planned together
+// (planPair); one left waiting when its successor is not pairable is planned
+// alone first, so the order never changes.
+template <class Take>
+class OrderedPlanner {
+ public:
+  OrderedPlanner(const ReducerState& s, const ReduceSettings& settings, Take take)
+      : s_(s), settings_(settings), take_(take) {}
+  ~OrderedPlanner() { flush(); }
+
+  void add(uint32_t a, uint32_t b) {
+    if (pairable(s_, a, b, settings_.placement)) {
+      if (!waiting_) {
+        waiting_ = true;
+        a_ = a;
+        b_ = b;
+        return;
+      }
+      waiting_ = false;
+      Collapse c0, c1;
+      const unsigned within =
+          planPair(s_, a_, b_, a, b, settings_.bounds, settings_.zero_tolerance_sq, c0, c1);
+      if (within & 1u) take_(c0);
+      if (within & 2u) take_(c1);
+      return;
+    }
+    flush();
+    planOne(a, b);
+  }
+
+  // Plans an edge left waiting for a partner.
+  void flush() {
+    if (!waiting_) return;
+    waiting_ = false;
+    planOne(a_, b_);
+  }
+
+ private:
+  void planOne(uint32_t a, uint32_t b) {
+    Collapse c;
+    if (planCollapse(s_, a, b, settings_.bounds, settings_.zero_tolerance_sq, settings_.placement,
+                     c))
+      take_(c);
+  }
+
+  const ReducerState& s_;
+  const ReduceSettings& settings_;
+  Take take_;
+  bool waiting_ = false;
+  uint32_t a_ = 0, b_ = 0;
+};
+
 // The collapse a current entry stands for. The entry's versions are those it
 // was planned with, so the plan would come out the same: with endpoint
 // placement it is rebuilt without pricing the edge again.
@@ -64,11 +117,8 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
         __builtin_prefetch(&s.version[w]);  // read by the plan and the entry
       }
     }
-  for (uint32_t w : around) {
-    Collapse c;
-    if (planCollapse(s, u, w, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
-      queue.push(entryFor(s, c));
-  }
+  OrderedPlanner planner(s, settings, [&](const Collapse& c) { queue.push(entryFor(s, c)); });
+  for (uint32_t w : around) planner.add(u, w);
 }
 
 }  // namespace
@@ -101,6 +151,7 @@ void appendCandidates(const ReducerState& s, const ReduceSettings& settings, siz
   // Faces a few ahead have their vertices' records requested: the edges'
   // ends are met at random within the block, and the pricing is short.
   constexpr size_t kAhead = 4;
+  OrderedPlanner planner(s, settings, [&](const Collapse& c) { out.push_back(entryFor(s, c)); });
   for (size_t f = begin; f < end; ++f) {
     if (f + kAhead < end)
       for (uint32_t k = static_cast<uint32_t>(3 * (f + kAhead)); k < 3 * (f + kAhead) + 3; ++k) {
@@ -119,9 +170,7 @@ void appendCandidates(const ReducerState& s, const ReduceSettings& settings, siz
         uint32_t at_a[2];
         if (edgeCorners(s, a, b, at_a) != 1) continue;
       }
-      Collapse c;
-      if (planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
-        out.push_back(entryFor(s, c));
+      planner.add(a, b);
     }
   }
 }
