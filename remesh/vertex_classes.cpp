@@ -70,11 +70,37 @@ struct RingCorner {
   int32_t next, prev;
 };
 
+// The planes of recently met faces. Every face is met once from each of its
+// vertices, and neighbouring vertices are mostly near one another in the
+// working order, so most planes are found here rather than solved again
+// (a square root and three divisions). A worker's own, so no sharing.
+class PlaneCache {
+ public:
+  PlaneCache() : slots_(kSlots) {}
+  const Plane& plane(const ReducerState& s, uint32_t f) {
+    Slot& slot = slots_[f & (kSlots - 1)];
+    if (slot.face != f) {
+      slot.face = f;
+      slot.plane = facePlane(s, f);
+    }
+    return slot.plane;
+  }
+
+ private:
+  static constexpr size_t kSlots = 4096;
+  struct Slot {
+    uint32_t face = kNone;
+    Plane plane;
+  };
+  std::vector<Slot> slots_;
+};
+
 // Scratch of one worker.
 struct ClassifyScratch {
   std::vector<RingCorner> ring;
   std::vector<RingEdge> edges;
   std::vector<uint32_t> parent;
+  PlaneCache planes;
 };
 
 // True when the faces around v form one closed fan of inner edges, each with
@@ -129,7 +155,7 @@ void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
   do {
     ring.push_back({k, s.cornerVertex(ReducerState::nextInFace(k)),
                     s.cornerVertex(ReducerState::prevInFace(k))});
-    const Plane pl = facePlane(s, k / 3);
+    const Plane& pl = scratch.planes.plane(s, k / 3);
     if (pl.valid) q += planeQuadric(pl.n, pl.d, pl.area, pl.area);
     k = s.ringNext(k);
   } while (k != h);
