@@ -103,11 +103,10 @@ class CollapseQueue {
     }
   }
 
-  // The entries not yet popped, current or not, in queue order; the queue is
-  // left empty.
-  std::vector<QueueEntry> release() {
-    std::vector<QueueEntry> out;
-    out.reserve(size_);
+  // Appends the entries not yet popped, current or not, to `out` in queue
+  // order; the queue is left empty.
+  void releaseInto(std::vector<QueueEntry>& out) {
+    out.reserve(out.size() + size_);
     for (size_t w = 0; w < kWords; ++w)
       for (uint64_t bits = occupied_[w]; bits != 0; bits &= bits - 1) {
         const Bin& bin = bins_[64 * w + static_cast<size_t>(__builtin_ctzll(bits))];
@@ -119,7 +118,6 @@ class CollapseQueue {
         }
       }
     clear();
-    return out;
   }
 
   size_t size() const { return size_; }
