@@ -103,6 +103,22 @@ class CollapseQueue {
     }
   }
 
+  // The first of the next few entries that is current now, without popping
+  // it: most likely the next collapse, whose data can be fetched early.
+  bool peekCurrent(const ReducerState& s, QueueEntry& out) {
+    const uint32_t b = lowestBin();
+    if (b == kNoBin) return false;
+    const Bin& bin = bins_[b];
+    const uint32_t filled = bin.head == bin.tail ? bin.end : kChunkEntries;
+    const uint32_t last = std::min(filled, bin.first + kPeekEntries);
+    for (uint32_t i = bin.first; i < last; ++i)
+      if (current(s, bin.head->entries[i])) {
+        out = bin.head->entries[i];
+        return true;
+      }
+    return false;
+  }
+
   // Appends the entries not yet popped, current or not, to `out` in queue
   // order; the queue is left empty.
   void releaseInto(std::vector<QueueEntry>& out) {
@@ -143,6 +159,9 @@ class CollapseQueue {
   static constexpr uint32_t kBinCount = (0x7F800000u >> 17) + 1;
   static constexpr uint32_t kNoBin = 0xFFFFFFFFu;
   static constexpr size_t kWords = (kBinCount + 63) / 64;
+
+  // How far peekCurrent looks.
+  static constexpr uint32_t kPeekEntries = 8;
 
   // 31 entries and the link fill eight cache lines.
   static constexpr uint32_t kChunkEntries = 31;

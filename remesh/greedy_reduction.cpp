@@ -93,11 +93,40 @@ bool planFromEntry(const ReducerState& s, const ReduceSettings& settings, const 
   return true;
 }
 
+// Walks the corner rings of the ends of the collapse likely to come next, a
+// step at a time between other work, asking for each corner's line ahead of
+// the step that reads it: a ring is a chain of dependent loads that would
+// otherwise be waited for one by one when its collapse is tested. Only
+// prefetches; a guess gone wrong costs a few loads.
+class RingLookahead {
+ public:
+  void start(const ReducerState& s, uint32_t a, uint32_t b) {
+    const uint32_t ends[2] = {a, b};
+    for (int i = 0; i < 2; ++i) {
+      head_[i] = at_[i] = s.vertex[ends[i]].head;
+      if (at_[i] != kNone) __builtin_prefetch(&s.corner[at_[i]]);
+    }
+  }
+  void step(const ReducerState& s) {
+    for (int i = 0; i < 2; ++i) {
+      if (at_[i] == kNone) continue;
+      at_[i] = s.ringNext(at_[i]);
+      if (at_[i] == head_[i] || at_[i] == kNone)
+        at_[i] = kNone;
+      else
+        __builtin_prefetch(&s.corner[at_[i]]);
+    }
+  }
+
+ private:
+  uint32_t head_[2] = {kNone, kNone}, at_[2] = {kNone, kNone};
+};
+
 // Queues the edges around `u` again after u has absorbed a neighbour. The
 // corners gathered by the collapse test are u's ring now, less the faces
 // that died: walking them spares a second walk of the ring.
 void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
-                   CollapseScratch& sc, uint32_t u) {
+                   CollapseScratch& sc, uint32_t u, const QueueEntry* ahead) {
   // Fresh marks for the de-duplication (the collapse test used the last).
   if (sc.stamp >= 0xFFFFFFF0u) return;
   const uint32_t stamp = ++sc.stamp;
@@ -117,8 +146,14 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
         __builtin_prefetch(&s.version[w]);  // read by the plan and the entry
       }
     }
+  // The next collapse's rings are walked between the plans.
+  RingLookahead lookahead;
+  if (ahead) lookahead.start(s, ahead->a, ahead->b);
   OrderedPlanner planner(s, settings, [&](const Collapse& c) { queue.push(entryFor(s, c)); });
-  for (uint32_t w : around) planner.add(u, w);
+  for (uint32_t w : around) {
+    planner.add(u, w);
+    if (ahead) lookahead.step(s);
+  }
 }
 
 }  // namespace
@@ -211,6 +246,14 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
       queue.push(e);
       break;
     }
+    // The entry likely to come next: its ends' records are asked for now,
+    // and its rings walked ahead while this one's edges are queued again.
+    QueueEntry next;
+    const bool ahead = queue.peekCurrent(s, next);
+    if (ahead) {
+      prefetchRecord(s, next.a);
+      prefetchRecord(s, next.b);
+    }
     if (lazy) {
       // An end may have absorbed neighbours since the pricing: price again
       // (the error bound included) and wait in line if it became dearer.
@@ -229,7 +272,8 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
     if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
     if (verdict != Verdict::kAllowed) continue;
     applyCollapse(s, c, sc, !lazy);
-    if (requeue == Requeue::kAll) requeueAround(s, settings, queue, sc, c.keep);
+    if (requeue == Requeue::kAll)
+      requeueAround(s, settings, queue, sc, c.keep, ahead ? &next : nullptr);
   }
 }
 
