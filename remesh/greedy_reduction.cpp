@@ -126,7 +126,7 @@ class RingLookahead {
 // corners gathered by the collapse test are u's ring now, less the faces
 // that died: walking them spares a second walk of the ring.
 void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
-                   CollapseScratch& sc, uint32_t u, const QueueEntry* ahead) {
+                   CollapseScratch& sc, uint32_t u, RingLookahead& lookahead) {
   // Fresh marks for the de-duplication (the collapse test used the last).
   if (sc.stamp >= 0xFFFFFFF0u) return;
   const uint32_t stamp = ++sc.stamp;
@@ -147,12 +147,10 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
       }
     }
   // The next collapse's rings are walked between the plans.
-  RingLookahead lookahead;
-  if (ahead) lookahead.start(s, ahead->a, ahead->b);
   OrderedPlanner planner(s, settings, [&](const Collapse& c) { queue.push(entryFor(s, c)); });
   for (uint32_t w : around) {
     planner.add(u, w);
-    if (ahead) lookahead.step(s);
+    lookahead.step(s);
   }
 }
 
@@ -268,12 +266,15 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
     } else if (!planFromEntry(s, settings, e, c)) {
       continue;
     }
+    // By now the next entry's records have arrived: its rings' first corners
+    // are asked for while this collapse is tested and made.
+    RingLookahead lookahead;
+    if (ahead) lookahead.start(s, next.a, next.b);
     const Verdict verdict = collapseAllowed(s, c, settings.bounds, sc);
     if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
     if (verdict != Verdict::kAllowed) continue;
     applyCollapse(s, c, sc, !lazy);
-    if (requeue == Requeue::kAll)
-      requeueAround(s, settings, queue, sc, c.keep, ahead ? &next : nullptr);
+    if (requeue == Requeue::kAll) requeueAround(s, settings, queue, sc, c.keep, lookahead);
   }
 }
 
