@@ -74,6 +74,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
 
   // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
+  std::vector<uint8_t> mesh_block;  // the blocks in the mesh's vertex order
   {
     size_t start[kMaxBlockCount + 1] = {};
     for (uint8_t x : block) ++start[x + 1];
@@ -87,6 +88,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     std::vector<uint8_t> by_working(nv);
     for (size_t w = 0; w < nv; ++w) by_working[w] = block[source_vertex[w]];
     block.swap(by_working);
+    mesh_block.swap(by_working);
   }
   vertex.allocate(nv);
   version.allocate(nv);
@@ -103,13 +105,17 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // Faces grouped by the block of their first vertex, each group in order.
   {
     size_t start[kMaxBlockCount + 1] = {};
-    auto group = [&](const Face& f) { return f.removed ? 0 : block[working[f.v[0]]]; };
-    for (const Face& f : m.faces) ++start[group(f) + 1];
+    std::vector<uint8_t> group(nf);
+    for (size_t f = 0; f < nf; ++f) {
+      const Face& face = m.faces[f];
+      group[f] = face.removed ? 0 : mesh_block[static_cast<size_t>(face.v[0])];
+      ++start[group[f] + 1];
+    }
+    std::vector<uint8_t>().swap(mesh_block);
     for (int r = 0; r < block_count; ++r) start[r + 1] += start[r];
     std::copy(start, start + block_count + 1, block_faces);
     source_face.resize(nf);
-    for (size_t f = 0; f < nf; ++f)
-      source_face[start[group(m.faces[f])]++] = static_cast<uint32_t>(f);
+    for (size_t f = 0; f < nf; ++f) source_face[start[group[f]]++] = static_cast<uint32_t>(f);
   }
   corner.allocate(3 * nf);
   ring_prev.allocate(3 * nf);
