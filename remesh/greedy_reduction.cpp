@@ -24,6 +24,59 @@ QueueEntry entryFor(const ReducerState& s, const Collapse& c) {
   return {static_cast<float>(c.priority), c.keep, c.drop, s.version[c.keep] + s.version[c.drop]};
 }
 
+// Plans edges in the order they are added and hands those within the bounds
+// to `take` in that order. Two pairable edges in a row are planned together
+// (planPair); one left waiting when its successor is not pairable is planned
+// alone first, so the order never changes.
+template <class Take>
+class OrderedPlanner {
+ public:
+  OrderedPlanner(const ReducerState& s, const ReduceSettings& settings, Take take)
+      : s_(s), settings_(settings), take_(take) {}
+  ~OrderedPlanner() { flush(); }
+
+  void add(uint32_t a, uint32_t b) {
+    if (pairable(s_, a, b, settings_.placement)) {
+      if (!waiting_) {
+        waiting_ = true;
+        a_ = a;
+        b_ = b;
+        return;
+      }
+      waiting_ = false;
+      Collapse c0, c1;
+      const unsigned within =
+          planPair(s_, a_, b_, a, b, settings_.bounds, settings_.zero_tolerance_sq, c0, c1);
+      if (within & 1u) take_(c0);
+      if (within & 2u) take_(c1);
+      return;
+    }
+    flush();
+    planOne(a, b);
+  }
+
+  // Plans an edge left waiting for a partner.
+  void flush() {
+    if (!waiting_) return;
+    waiting_ = false;
+    planOne(a_, b_);
+  }
+
+ private:
+  void planOne(uint32_t a, uint32_t b) {
+    Collapse c;
+    if (planCollapse(s_, a, b, settings_.bounds, settings_.zero_tolerance_sq, settings_.placement,
+                     c))
+      take_(c);
+  }
+
+  const ReducerState& s_;
+  const ReduceSettings& settings_;
+  Take take_;
+  bool waiting_ = false;
+  uint32_t a_ = 0, b_ = 0;
+};
+
 // The collapse a current entry stands for. The entry's versions are those it
 // was planned with, so the plan would come out the same: with endpoint
 // placement it is rebuilt without pricing the edge again.
@@ -40,11 +93,40 @@ bool planFromEntry(const ReducerState& s, const ReduceSettings& settings, const 
   return true;
 }
 
+// Walks the corner rings of the ends of the collapse likely to come next, a
+// step at a time between other work, asking for each corner's line ahead of
+// the step that reads it: a ring is a chain of dependent loads that would
+// otherwise be waited for one by one when its collapse is tested. Only
+// prefetches; a guess gone wrong costs a few loads.
+class RingLookahead {
+ public:
+  void start(const ReducerState& s, uint32_t a, uint32_t b) {
+    const uint32_t ends[2] = {a, b};
+    for (int i = 0; i < 2; ++i) {
+      head_[i] = at_[i] = s.vertex[ends[i]].head;
+      if (at_[i] != kNone) __builtin_prefetch(&s.corner[at_[i]]);
+    }
+  }
+  void step(const ReducerState& s) {
+    for (int i = 0; i < 2; ++i) {
+      if (at_[i] == kNone) continue;
+      at_[i] = s.ringNext(at_[i]);
+      if (at_[i] == head_[i] || at_[i] == kNone)
+        at_[i] = kNone;
+      else
+        __builtin_prefetch(&s.corner[at_[i]]);
+    }
+  }
+
+ private:
+  uint32_t head_[2] = {kNone, kNone}, at_[2] = {kNone, kNone};
+};
+
 // Queues the edges around `u` again after u has absorbed a neighbour. The
 // corners gathered by the collapse test are u's ring now, less the faces
 // that died: walking them spares a second walk of the ring.
 void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
-                   CollapseScratch& sc, uint32_t u) {
+                   CollapseScratch& sc, uint32_t u, RingLookahead& lookahead) {
   // Fresh marks for the de-duplication (the collapse test used the last).
   if (sc.stamp >= 0xFFFFFFF0u) return;
   const uint32_t stamp = ++sc.stamp;
@@ -61,12 +143,14 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
         s.mark[w] = stamp;
         around.push_back(w);
         prefetchRecord(s, w);
+        __builtin_prefetch(&s.version[w]);  // read by the plan and the entry
       }
     }
+  // The next collapse's rings are walked between the plans.
+  OrderedPlanner planner(s, settings, [&](const Collapse& c) { queue.push(entryFor(s, c)); });
   for (uint32_t w : around) {
-    Collapse c;
-    if (planCollapse(s, u, w, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
-      queue.push(entryFor(s, c));
+    planner.add(u, w);
+    lookahead.step(s);
   }
 }
 
@@ -97,7 +181,16 @@ bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_
 
 void appendCandidates(const ReducerState& s, const ReduceSettings& settings, size_t begin,
                       size_t end, std::vector<QueueEntry>& out) {
+  // Faces a few ahead have their vertices' records requested: the edges'
+  // ends are met at random within the block, and the pricing is short.
+  constexpr size_t kAhead = 4;
+  OrderedPlanner planner(s, settings, [&](const Collapse& c) { out.push_back(entryFor(s, c)); });
   for (size_t f = begin; f < end; ++f) {
+    if (f + kAhead < end)
+      for (uint32_t k = static_cast<uint32_t>(3 * (f + kAhead)); k < 3 * (f + kAhead) + 3; ++k) {
+        const int32_t w = s.cornerVertex(k);
+        if (w >= 0) prefetchRecord(s, static_cast<uint32_t>(w));
+      }
     if (s.faceDead(static_cast<uint32_t>(f))) continue;
     for (uint32_t k = static_cast<uint32_t>(3 * f); k < 3 * f + 3; ++k) {
       const uint32_t a = static_cast<uint32_t>(s.cornerVertex(k));
@@ -110,9 +203,7 @@ void appendCandidates(const ReducerState& s, const ReduceSettings& settings, siz
         uint32_t at_a[2];
         if (edgeCorners(s, a, b, at_a) != 1) continue;
       }
-      Collapse c;
-      if (planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq, settings.placement, c))
-        out.push_back(entryFor(s, c));
+      planner.add(a, b);
     }
   }
 }
@@ -121,7 +212,7 @@ std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSet
   // Fixed chunks in face order, concatenated in order: the same list for any
   // thread count.
   constexpr size_t kChunks = 64;
-  const size_t nf = s.face.size();
+  const size_t nf = s.faceCount();
   std::vector<std::vector<QueueEntry>> parts(kChunks);
 #pragma omp parallel for schedule(static)
   for (int64_t i = 0; i < static_cast<int64_t>(kChunks); ++i) {
@@ -153,6 +244,14 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
       queue.push(e);
       break;
     }
+    // The entry likely to come next: its ends' records are asked for now,
+    // and its rings walked ahead while this one's edges are queued again.
+    QueueEntry next;
+    const bool ahead = queue.peekCurrent(s, next);
+    if (ahead) {
+      prefetchRecord(s, next.a);
+      prefetchRecord(s, next.b);
+    }
     if (lazy) {
       // An end may have absorbed neighbours since the pricing: price again
       // (the error bound included) and wait in line if it became dearer.
@@ -167,11 +266,15 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
     } else if (!planFromEntry(s, settings, e, c)) {
       continue;
     }
+    // By now the next entry's records have arrived: its rings' first corners
+    // are asked for while this collapse is tested and made.
+    RingLookahead lookahead;
+    if (ahead) lookahead.start(s, next.a, next.b);
     const Verdict verdict = collapseAllowed(s, c, settings.bounds, sc);
     if (verdict == Verdict::kOutsideRegion && deferred) deferred->push_back(e);
     if (verdict != Verdict::kAllowed) continue;
     applyCollapse(s, c, sc, !lazy);
-    if (requeue == Requeue::kAll) requeueAround(s, settings, queue, sc, c.keep);
+    if (requeue == Requeue::kAll) requeueAround(s, settings, queue, sc, c.keep, lookahead);
   }
 }
 

@@ -15,15 +15,32 @@ namespace {
 // corner angle of about 1e-7 radians).
 constexpr double kDegenerateSine2 = 1e-14;
 
-void gatherRing(const ReducerState& s, uint32_t v, std::vector<uint32_t>& out) {
-  out.clear();
-  const uint32_t h = s.vertex[v].head;
-  if (h == kNone) return;
-  uint32_t k = h;
-  do {
-    out.push_back(k);
-    k = s.ringNext(k);
-  } while (k != h);
+// The rings of u and v into `ru` and `rv`, each from its head. A ring is a
+// chain of dependent loads, so the two are walked in step: each step waits
+// for one load latency, not two.
+void gatherRings(const ReducerState& s, uint32_t u, uint32_t v, std::vector<uint32_t>& ru,
+                 std::vector<uint32_t>& rv) {
+  ru.clear();
+  rv.clear();
+  const uint32_t hu = s.vertex[u].head, hv = s.vertex[v].head;
+  uint32_t ku = hu, kv = hv;
+  bool more_u = hu != kNone, more_v = hv != kNone;
+  while (more_u && more_v) {
+    ru.push_back(ku);
+    rv.push_back(kv);
+    ku = s.ringNext(ku);
+    kv = s.ringNext(kv);
+    more_u = ku != hu;
+    more_v = kv != hv;
+  }
+  for (; more_u; more_u = ku != hu) {
+    ru.push_back(ku);
+    ku = s.ringNext(ku);
+  }
+  for (; more_v; more_v = kv != hv) {
+    rv.push_back(kv);
+    kv = s.ringNext(kv);
+  }
 }
 
 // Every vertex of the faces in `corners` belongs to the worker's region.
@@ -62,6 +79,48 @@ bool normalKept(const ReducerState& s, uint32_t k, const double p[3], double min
   return cosine >= min_cosine && cosine > 0.0;
 }
 
+// normalKept for corners k0 and k1 at once, one in each lane of two-wide
+// vector arithmetic (GCC and Clang vector extensions): each lane does
+// normalKept's operations in its order, so the answer is normalKept(k0) &&
+// normalKept(k1) whatever the rounding.
+bool normalsKept(const ReducerState& s, uint32_t k0, uint32_t k1, const double p[3],
+                 double min_cosine) {
+  using Double2 = double __attribute__((vector_size(16)));
+  using Mask2 = int64_t __attribute__((vector_size(16)));
+  const double* a0 = s.pos(static_cast<uint32_t>(s.cornerVertex(k0)));
+  const double* b0 = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k0))));
+  const double* c0 = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::prevInFace(k0))));
+  const double* a1 = s.pos(static_cast<uint32_t>(s.cornerVertex(k1)));
+  const double* b1 = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k1))));
+  const double* c1 = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::prevInFace(k1))));
+  Double2 a[3], b[3], c[3];
+  for (int i = 0; i < 3; ++i) {
+    a[i] = Double2{a0[i], a1[i]};
+    b[i] = Double2{b0[i], b1[i]};
+    c[i] = Double2{c0[i], c1[i]};
+  }
+  const Double2 e1[3] = {b[0] - a[0], b[1] - a[1], b[2] - a[2]};
+  const Double2 e2[3] = {c[0] - a[0], c[1] - a[1], c[2] - a[2]};
+  const Double2 n0[3] = {e1[1] * e2[2] - e1[2] * e2[1], e1[2] * e2[0] - e1[0] * e2[2],
+                         e1[0] * e2[1] - e1[1] * e2[0]};
+  const Double2 g1[3] = {b[0] - p[0], b[1] - p[1], b[2] - p[2]};
+  const Double2 g2[3] = {c[0] - p[0], c[1] - p[1], c[2] - p[2]};
+  const Double2 n1[3] = {g1[1] * g2[2] - g1[2] * g2[1], g1[2] * g2[0] - g1[0] * g2[2],
+                         g1[0] * g2[1] - g1[1] * g2[0]};
+  const Double2 l1 = n1[0] * n1[0] + n1[1] * n1[1] + n1[2] * n1[2];
+  const Double2 g11 = g1[0] * g1[0] + g1[1] * g1[1] + g1[2] * g1[2];
+  const Double2 g22 = g2[0] * g2[0] + g2[1] * g2[1] + g2[2] * g2[2];
+  const Mask2 sound = l1 > kDegenerateSine2 * g11 * g22;
+  const Double2 l0 = n0[0] * n0[0] + n0[1] * n0[1] + n0[2] * n0[2];
+  const Double2 ll = l0 * l1;
+  const Double2 root = {std::sqrt(ll[0]), std::sqrt(ll[1])};
+  const Double2 cosine = (n0[0] * n1[0] + n0[1] * n1[1] + n0[2] * n1[2]) / root;
+  const Double2 zero = {0.0, 0.0};
+  const Mask2 kept =
+      sound & (~(l0 > zero) | ((cosine >= Double2{min_cosine, min_cosine}) & (cosine > zero)));
+  return kept[0] && kept[1];
+}
+
 }  // namespace
 
 int edgeCorners(const ReducerState& s, uint32_t a, uint32_t b, uint32_t corners_at_a[2]) {
@@ -96,8 +155,7 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
   const uint32_t u = c.keep, v = c.drop;
   if (s.vertex[u].valence > kMaxValence || s.vertex[v].valence > kMaxValence)
     return Verdict::kRefused;
-  gatherRing(s, u, sc.keep_corners);
-  gatherRing(s, v, sc.drop_corners);
+  gatherRings(s, u, v, sc.keep_corners, sc.drop_corners);
   if (sc.region && (!inRegion(s, sc, sc.keep_corners) || !inRegion(s, sc, sc.drop_corners)))
     return Verdict::kOutsideRegion;
 
@@ -130,6 +188,9 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
     sc.edge_drop[sc.edge_faces] = k;
     sc.edge_keep[sc.edge_faces] = to_keep ? kn : kp;
     opposite[sc.edge_faces] = s.cornerVertex(to_keep ? kp : kn);
+    // Unlinking the face's corners, if the collapse is made, reads their
+    // backward links, kept apart from the corners.
+    __builtin_prefetch(&s.ring_prev[k - k % 3]);
     forward += from_keep;
     ++sc.edge_faces;
   }
@@ -172,12 +233,19 @@ Verdict collapseAllowed(ReducerState& s, const Collapse& c, const CollapseBounds
     }
   }
 
-  for (uint32_t k : sc.keep_corners)
-    if (!sc.isEdgeFace(k / 3) && !normalKept(s, k, c.p, bounds.min_cosine))
-      return Verdict::kRefused;
-  for (uint32_t k : sc.drop_corners)
-    if (!sc.isEdgeFace(k / 3) && !normalKept(s, k, c.p, bounds.min_cosine))
-      return Verdict::kRefused;
+  // Every face that moves, two at a time: the verdict is the same in any order.
+  uint32_t waiting = kNone;
+  for (const std::vector<uint32_t>* ring : {&sc.keep_corners, &sc.drop_corners})
+    for (uint32_t k : *ring) {
+      if (sc.isEdgeFace(k / 3)) continue;
+      if (waiting == kNone) {
+        waiting = k;
+        continue;
+      }
+      if (!normalsKept(s, waiting, k, c.p, bounds.min_cosine)) return Verdict::kRefused;
+      waiting = kNone;
+    }
+  if (waiting != kNone && !normalKept(s, waiting, c.p, bounds.min_cosine)) return Verdict::kRefused;
   return Verdict::kAllowed;
 }
 
@@ -186,7 +254,7 @@ void applyCollapse(ReducerState& s, const Collapse& c, CollapseScratch& sc, bool
   if (!s.uniform_attributes) blendCornerAttributes(s, sc, c.t);
   for (int i = 0; i < sc.edge_faces; ++i) {
     const uint32_t f = sc.edge_keep[i] / 3;
-    s.face[f].dead = 1;
+    s.face_dead[f] = 1;
     for (uint32_t k = 3 * f; k < 3 * f + 3; ++k) s.unlink(k);
   }
   for (uint32_t k : sc.drop_corners)

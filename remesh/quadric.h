@@ -51,6 +51,12 @@ inline double evaluate(const Quadric& q, const double p[3]) {
   return r > 0.0 ? r : 0.0;
 }
 
+// std::fmax without the library call it compiles to: a NaN gives the other
+// argument. (Which zero a tie of zeros gives does not matter to its one use.)
+inline double maxOf(double a, double b) {
+  return a < b || a != a ? b : a;
+}
+
 // The point where Q is smallest, when A is safely invertible: the solution of
 // A p = -b by the adjugate. Returns false for a (nearly) singular A, i.e. when
 // the planes do not pin a point down (flat or creased surface).
@@ -61,7 +67,7 @@ inline bool minimizer(const Quadric& q, double p[3]) {
   const double det = q.xx * c00 + q.xy * c01 + q.xz * c02;
   // Compared with the cube of the largest diagonal term: a relative test, so
   // that the decision does not depend on the model's units.
-  const double scale = std::fmax(q.xx, std::fmax(q.yy, q.zz));
+  const double scale = maxOf(q.xx, maxOf(q.yy, q.zz));
   if (!(std::fabs(det) > 1e-12 * scale * scale * scale)) return false;
   const double c11 = q.xx * q.zz - q.xz * q.xz;
   const double c12 = q.xy * q.xz - q.xx * q.yz;

@@ -74,6 +74,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
 
   // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
+  std::vector<uint8_t> mesh_block;  // the blocks in the mesh's vertex order
   {
     size_t start[kMaxBlockCount + 1] = {};
     for (uint8_t x : block) ++start[x + 1];
@@ -87,6 +88,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     std::vector<uint8_t> by_working(nv);
     for (size_t w = 0; w < nv; ++w) by_working[w] = block[source_vertex[w]];
     block.swap(by_working);
+    mesh_block.swap(by_working);
   }
   vertex.allocate(nv);
   version.allocate(nv);
@@ -103,25 +105,31 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // Faces grouped by the block of their first vertex, each group in order.
   {
     size_t start[kMaxBlockCount + 1] = {};
-    auto group = [&](const Face& f) { return f.removed ? 0 : block[working[f.v[0]]]; };
-    for (const Face& f : m.faces) ++start[group(f) + 1];
+    std::vector<uint8_t> group(nf);
+    for (size_t f = 0; f < nf; ++f) {
+      const Face& face = m.faces[f];
+      group[f] = face.removed ? 0 : mesh_block[static_cast<size_t>(face.v[0])];
+      ++start[group[f] + 1];
+    }
+    std::vector<uint8_t>().swap(mesh_block);
     for (int r = 0; r < block_count; ++r) start[r + 1] += start[r];
     std::copy(start, start + block_count + 1, block_faces);
     source_face.resize(nf);
-    for (size_t f = 0; f < nf; ++f)
-      source_face[start[group(m.faces[f])]++] = static_cast<uint32_t>(f);
+    for (size_t f = 0; f < nf; ++f) source_face[start[group[f]]++] = static_cast<uint32_t>(f);
   }
-  face.allocate(nf);
+  corner.allocate(3 * nf);
+  ring_prev.allocate(3 * nf);
+  face_dead.allocate(nf);
   live_faces = 0;
 #pragma omp parallel for schedule(static) reduction(+ : live_faces)
   for (int64_t f = 0; f < static_cast<int64_t>(nf); ++f) {
     const Face& src = m.faces[source_face[static_cast<size_t>(f)]];
-    FaceRecord& r = *new (&face[static_cast<size_t>(f)]) FaceRecord;
-    for (int c = 0; c < 3; ++c) {
-      r.v[c] = src.removed ? -1 : static_cast<int32_t>(working[src.v[c]]);
-      r.next[c] = r.prev[c] = kNone;
+    for (size_t c = 0; c < 3; ++c) {
+      const size_t k = 3 * static_cast<size_t>(f) + c;
+      corner[k].vertex = src.removed ? -1 : static_cast<int32_t>(working[src.v[c]]);
+      corner[k].next = ring_prev[k] = kNone;
     }
-    r.dead = src.removed ? 1 : 0;
+    face_dead[static_cast<size_t>(f)] = src.removed ? 1 : 0;
     live_faces += src.removed ? 0 : 1;
   }
 
@@ -129,17 +137,18 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // by a counting sort, then linked vertex by vertex in parallel.
   std::vector<uint32_t> offset(nv + 1, 0);
   for (size_t f = 0; f < nf; ++f)
-    if (!face[f].dead)
-      for (int c = 0; c < 3; ++c) ++offset[static_cast<size_t>(face[f].v[c]) + 1];
+    if (!face_dead[f])
+      for (size_t k = 3 * f; k < 3 * f + 3; ++k)
+        ++offset[static_cast<size_t>(corner[k].vertex) + 1];
   for (size_t v = 0; v < nv; ++v) offset[v + 1] += offset[v];
   {
     RecordArray<uint32_t> corners;  // every entry is written below
     corners.allocate(offset[nv]);
     std::vector<uint32_t> fill(offset.begin(), offset.end() - 1);
     for (size_t f = 0; f < nf; ++f)
-      if (!face[f].dead)
-        for (uint32_t c = 0; c < 3; ++c)
-          corners[fill[static_cast<size_t>(face[f].v[c])]++] = static_cast<uint32_t>(3 * f + c);
+      if (!face_dead[f])
+        for (size_t k = 3 * f; k < 3 * f + 3; ++k)
+          corners[fill[static_cast<size_t>(corner[k].vertex)]++] = static_cast<uint32_t>(k);
 #pragma omp parallel for schedule(static)
     for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
       const uint32_t first = offset[static_cast<size_t>(v)];
@@ -170,7 +179,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
 
 void ReducerState::store() const {
   SubMesh& m = *mesh;
-  const size_t nf = face.size();
+  const size_t nf = faceCount();
   const size_t nv = vertex.size();
   std::vector<uint32_t> working_face(nf);
   for (size_t f = 0; f < nf; ++f) working_face[source_face[f]] = static_cast<uint32_t>(f);
@@ -178,8 +187,8 @@ void ReducerState::store() const {
   // New numbers in the mesh's vertex order, for the vertices live faces use.
   std::vector<int32_t> new_index(nv, -1);
   for (size_t f = 0; f < nf; ++f) {
-    if (face[f].dead) continue;
-    for (int c = 0; c < 3; ++c) new_index[source_vertex[face[f].v[c]]] = 0;
+    if (face_dead[f]) continue;
+    for (size_t k = 3 * f; k < 3 * f + 3; ++k) new_index[source_vertex[corner[k].vertex]] = 0;
   }
   int32_t used = 0;
   for (size_t i = 0; i < nv; ++i)
@@ -204,10 +213,10 @@ void ReducerState::store() const {
   std::vector<TexCoord> tex;
   for (size_t i = 0; i < nf; ++i) {
     const uint32_t f = working_face[i];
-    if (face[f].dead) continue;
+    if (face_dead[f]) continue;
     Face out = m.faces[i];
     for (uint32_t c = 0; c < 3; ++c) {
-      const int32_t v = new_index[source_vertex[face[f].v[c]]];
+      const int32_t v = new_index[source_vertex[corner[3 * f + c].vertex]];
       out.v[c] = v;
       if (out.uv[c] != kNoTexCoord && out.uv[c] < m.texCoords.size()) {
         const TexCoord& t = m.texCoords[out.uv[c]];

@@ -1,6 +1,6 @@
 // The mesh reducer's working copy of a mesh, block by block: per vertex its
 // quadric, position and a circular doubly linked ring of its live corners, per
-// face its corners and ring links; a collapse merges two rings in O(1).
+// corner its vertex and ring links; a collapse merges two rings in O(1).
 #pragma once
 
 #include <algorithm>
@@ -59,12 +59,14 @@ struct alignas(64) VertexRecord {
   uint8_t on_boundary = 0;
 };
 
-// A face's corners: their vertices and their links in the rings of those
-// vertices. Corner k of the mesh is corner k % 3 of face k / 3.
-struct FaceRecord {
-  int32_t v[3];
-  uint32_t next[3], prev[3];
-  uint32_t dead;
+// Corner k of the mesh is corner k % 3 of face k / 3. Per corner, its vertex
+// and the next corner in that vertex's ring side by side: walking a ring reads
+// one array with no division, and the vertices of the corners met, which the
+// tests read next, come in the same lines. The backward links, used only when
+// rings change, and the faces' death marks are kept apart.
+struct CornerRecord {
+  int32_t vertex;
+  uint32_t next;
 };
 
 // An array of records left uninitialised when allocated: the loader fills
@@ -104,7 +106,9 @@ struct ReducerState {
   SubMesh* mesh = nullptr;
   double origin[3] = {0, 0, 0};  // subtracted from every position
   RecordArray<VertexRecord> vertex;
-  RecordArray<FaceRecord> face;
+  RecordArray<CornerRecord> corner;  // 3 per face
+  RecordArray<uint32_t> ring_prev;   // 3 per face
+  RecordArray<uint8_t> face_dead;    // 1 per face
   // Per vertex: bumped when it absorbs a neighbour, kDeadVersion once it has
   // been absorbed itself. Kept apart from the records: the queue tests it for
   // every entry it pops, most of them stale, and a compact array stays cached.
@@ -139,20 +143,20 @@ struct ReducerState {
   const double* pos(uint32_t v) const { return vertex[v].position; }
 
   // Corner k: its vertex and its neighbours in that vertex's ring.
-  int32_t& cornerVertex(uint32_t k) { return face[k / 3].v[k % 3]; }
-  int32_t cornerVertex(uint32_t k) const { return face[k / 3].v[k % 3]; }
-  uint32_t& ringNext(uint32_t k) { return face[k / 3].next[k % 3]; }
-  uint32_t ringNext(uint32_t k) const { return face[k / 3].next[k % 3]; }
-  uint32_t& ringPrev(uint32_t k) { return face[k / 3].prev[k % 3]; }
-  bool faceDead(uint32_t f) const { return face[f].dead != 0; }
+  size_t faceCount() const { return face_dead.size(); }
+  int32_t& cornerVertex(uint32_t k) { return corner[k].vertex; }
+  int32_t cornerVertex(uint32_t k) const { return corner[k].vertex; }
+  uint32_t& ringNext(uint32_t k) { return corner[k].next; }
+  uint32_t ringNext(uint32_t k) const { return corner[k].next; }
+  uint32_t& ringPrev(uint32_t k) { return ring_prev[k]; }
+  bool faceDead(uint32_t f) const { return face_dead[f] != 0; }
   // The mesh's face behind working face f (its colours, material, uv).
   Face& sourceFace(uint32_t f) const { return mesh->faces[source_face[f]]; }
 
   // The corner of face f that holds vertex v, or kNone.
   uint32_t cornerOf(uint32_t f, int32_t v) const {
-    const FaceRecord& r = face[f];
-    for (uint32_t c = 0; c < 3; ++c)
-      if (r.v[c] == v) return 3 * f + c;
+    for (uint32_t k = 3 * f; k < 3 * f + 3; ++k)
+      if (corner[k].vertex == v) return k;
     return kNone;
   }
   static uint32_t faceOf(uint32_t corner) { return corner / 3; }

@@ -101,21 +101,26 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   std::vector<std::vector<QueueEntry>> deferred(static_cast<size_t>(s.block_count)),
       border(static_cast<size_t>(s.block_count));
   std::vector<double> share(static_cast<size_t>(s.block_count), 0.0);
-#pragma omp parallel for schedule(static)
-  for (int r = 0; r < s.block_count; ++r) {
+#pragma omp parallel
+  {
+    // One list per worker, kept from block to block.
     std::vector<QueueEntry> priced;
-    priceBlock(s, settings, region, r, priced, queues[r], border[r]);
-    scratch[r].region = region.data();
-    scratch[r].region_id = static_cast<uint8_t>(r);
-    // Share of the mesh inside the region: the faces whose three vertices
-    // belong to it.
-    size_t inside = 0;
-    for (size_t f = s.block_faces[r]; f < s.block_faces[r + 1]; ++f) {
-      if (s.faceDead(static_cast<uint32_t>(f))) continue;
-      const FaceRecord& face = s.face[f];
-      inside += region[face.v[0]] == r && region[face.v[1]] == r && region[face.v[2]] == r;
+#pragma omp for schedule(static)
+    for (int r = 0; r < s.block_count; ++r) {
+      priceBlock(s, settings, region, r, priced, queues[r], border[r]);
+      scratch[r].region = region.data();
+      scratch[r].region_id = static_cast<uint8_t>(r);
+      // Share of the mesh inside the region: the faces whose three vertices
+      // belong to it.
+      size_t inside = 0;
+      for (size_t f = s.block_faces[r]; f < s.block_faces[r + 1]; ++f) {
+        if (s.faceDead(static_cast<uint32_t>(f))) continue;
+        const uint32_t k = static_cast<uint32_t>(3 * f);
+        inside += region[s.cornerVertex(k)] == r && region[s.cornerVertex(k + 1)] == r &&
+                  region[s.cornerVertex(k + 2)] == r;
+      }
+      share[r] = static_cast<double>(inside) / static_cast<double>(s.live_faces);
     }
-    share[r] = static_cast<double>(inside) / static_cast<double>(s.live_faces);
   }
 
   // The blocks remove their faces' share of what must go; the border's share
@@ -165,15 +170,20 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   }
 
   uint32_t stamp = 0;
+  size_t total = 0;
+  for (int r = 0; r < s.block_count; ++r)
+    total += border[r].size() + queues[r].size() + deferred[r].size();
   std::vector<QueueEntry> rest;
+  rest.reserve(total);
   for (int r = 0; r < s.block_count; ++r) {
     s.live_faces -= scratch[r].removed_faces;
     s.collapses += scratch[r].collapses;
     stamp = std::max(stamp, scratch[r].stamp);
-    std::vector<QueueEntry> left = queues[r].release();
     rest.insert(rest.end(), border[r].begin(), border[r].end());
-    rest.insert(rest.end(), left.begin(), left.end());
+    std::vector<QueueEntry>().swap(border[r]);
+    queues[r].releaseInto(rest);
     rest.insert(rest.end(), deferred[r].begin(), deferred[r].end());
+    std::vector<QueueEntry>().swap(deferred[r]);
   }
   finishSerially(s, settings, std::move(rest), stamp);
 }

@@ -1,6 +1,7 @@
 // Vertex classes and quadrics, vertex by vertex in a static OpenMP loop: ring
 // edges sorted by neighbour give boundary, seam and non-manifold edges, faces
-// joined across inner edges give pinches; planes are summed per vertex.
+// joined across inner edges give pinches; planes are summed per vertex. Most
+// vertices sit in one closed fan, recognised without sorting.
 #include "remesh/vertex_classes.h"
 
 #include <algorithm>
@@ -63,13 +64,81 @@ void addEdgeConstraint(Quadric& q, const double* a, const double* b, const doubl
   q += planeQuadric(m, d, e[0] * e[0] + e[1] * e[1] + e[2] * e[2], 0.0);
 }
 
+// A corner of the vertex's ring and the two other vertices of its face.
+struct RingCorner {
+  uint32_t corner;
+  int32_t next, prev;
+};
+
+// The planes of recently met faces. Every face is met once from each of its
+// vertices, and neighbouring vertices are mostly near one another in the
+// working order, so most planes are found here rather than solved again
+// (a square root and three divisions). A worker's own, so no sharing.
+class PlaneCache {
+ public:
+  PlaneCache() : slots_(kSlots) {}
+  const Plane& plane(const ReducerState& s, uint32_t f) {
+    Slot& slot = slots_[f & (kSlots - 1)];
+    if (slot.face != f) {
+      slot.face = f;
+      slot.plane = facePlane(s, f);
+    }
+    return slot.plane;
+  }
+
+ private:
+  static constexpr size_t kSlots = 4096;
+  struct Slot {
+    uint32_t face = kNone;
+    Plane plane;
+  };
+  std::vector<Slot> slots_;
+};
+
+// Scratch of one worker.
+struct ClassifyScratch {
+  std::vector<RingCorner> ring;
+  std::vector<RingEdge> edges;
+  std::vector<uint32_t> parent;
+  PlaneCache planes;
+};
+
+// True when the faces around v form one closed fan of inner edges, each with
+// one face either way, no face naming a vertex twice and (with attributes)
+// no seam: the common case, where the sorted edges below would find nothing
+// to add to the quadric and the vertex free. Face i's edge to its next vertex
+// must be the edge from its previous vertex of exactly one face j, and
+// following i -> j from the first face must come back only after all n.
+bool closedFan(const ReducerState& s, uint32_t v, const std::vector<RingCorner>& ring) {
+  const uint32_t n = static_cast<uint32_t>(ring.size());
+  for (const RingCorner& r : ring)
+    if (r.next == static_cast<int32_t>(v) || r.prev == static_cast<int32_t>(v) || r.next == r.prev)
+      return false;
+  uint32_t i = 0;
+  for (uint32_t step = 1;; ++step) {
+    uint32_t matches = 0, j = 0;
+    for (uint32_t c = 0; c < n; ++c) {
+      const bool match = ring[c].prev == ring[i].next;
+      matches += match;
+      j = match ? c : j;
+    }
+    if (matches != 1) return false;
+    if (!s.uniform_attributes && (!sameAttributes(s, ring[i].corner, ring[j].corner) ||
+                                  !sameAttributes(s, ReducerState::nextInFace(ring[i].corner),
+                                                  ReducerState::prevInFace(ring[j].corner))))
+      return false;
+    i = j;
+    if (i == 0) return step == n;
+    if (step == n) return false;
+  }
+}
+
 uint32_t findRoot(std::vector<uint32_t>& parent, uint32_t i) {
   while (parent[i] != i) i = parent[i] = parent[parent[i]];
   return i;
 }
 
-void classifyOne(ReducerState& s, uint32_t v, std::vector<RingEdge>& edges,
-                 std::vector<uint32_t>& parent) {
+void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
   Quadric q;
   const uint32_t h = s.vertex[v].head;
   if (h == kNone || s.vertex[v].valence > kMaxValence) {
@@ -80,21 +149,36 @@ void classifyOne(ReducerState& s, uint32_t v, std::vector<RingEdge>& edges,
   const double* pv = s.pos(v);
   if (!std::isfinite(pv[0]) || !std::isfinite(pv[1]) || !std::isfinite(pv[2])) locked = true;
 
-  edges.clear();
-  uint32_t slot = 0;
+  std::vector<RingCorner>& ring = scratch.ring;
+  ring.clear();
   uint32_t k = h;
   do {
-    const int32_t nb = s.cornerVertex(ReducerState::nextInFace(k));
-    const int32_t pr = s.cornerVertex(ReducerState::prevInFace(k));
-    // A face naming a vertex twice: nothing around it can be reasoned about.
-    if (nb == static_cast<int32_t>(v) || pr == static_cast<int32_t>(v) || nb == pr) locked = true;
-    edges.push_back({nb, k, slot, true});
-    edges.push_back({pr, k, slot, false});
-    const Plane pl = facePlane(s, k / 3);
+    ring.push_back({k, s.cornerVertex(ReducerState::nextInFace(k)),
+                    s.cornerVertex(ReducerState::prevInFace(k))});
+    const Plane& pl = scratch.planes.plane(s, k / 3);
     if (pl.valid) q += planeQuadric(pl.n, pl.d, pl.area, pl.area);
-    ++slot;
     k = s.ringNext(k);
   } while (k != h);
+
+  if (closedFan(s, v, ring)) {
+    s.vertex[v].quadric = q;
+    s.vertex[v].on_boundary = 0;
+    s.vertex[v].vertex_class = locked ? kLocked : kFree;
+    return;
+  }
+
+  std::vector<RingEdge>& edges = scratch.edges;
+  std::vector<uint32_t>& parent = scratch.parent;
+  edges.clear();
+  const uint32_t slot = static_cast<uint32_t>(ring.size());
+  for (uint32_t i = 0; i < slot; ++i) {
+    const RingCorner& r = ring[i];
+    // A face naming a vertex twice: nothing around it can be reasoned about.
+    if (r.next == static_cast<int32_t>(v) || r.prev == static_cast<int32_t>(v) || r.next == r.prev)
+      locked = true;
+    edges.push_back({r.next, r.corner, i, true});
+    edges.push_back({r.prev, r.corner, i, false});
+  }
 
   std::sort(edges.begin(), edges.end(), [](const RingEdge& a, const RingEdge& b) {
     return a.neighbour != b.neighbour ? a.neighbour < b.neighbour : a.corner < b.corner;
@@ -162,12 +246,12 @@ void classifyVertices(ReducerState& s) {
   const int64_t n = static_cast<int64_t>(s.vertexCount());
 #pragma omp parallel
   {
-    std::vector<RingEdge> edges;
-    std::vector<uint32_t> parent;
-    edges.reserve(2 * (kMaxValence + 1));
-    parent.reserve(kMaxValence + 1);
+    ClassifyScratch scratch;
+    scratch.ring.reserve(kMaxValence + 1);
+    scratch.edges.reserve(2 * (kMaxValence + 1));
+    scratch.parent.reserve(kMaxValence + 1);
 #pragma omp for schedule(static)
-    for (int64_t v = 0; v < n; ++v) classifyOne(s, static_cast<uint32_t>(v), edges, parent);
+    for (int64_t v = 0; v < n; ++v) classifyOne(s, static_cast<uint32_t>(v), scratch);
   }
 }
 

@@ -1,5 +1,7 @@
 // Tests of the two mesh reduction routines on boxes, sheets and spheres built
-// in code, with seams, bounds, thread counts and bad input.
+// in code, with seams, bounds, thread counts and bad input; and of the
+// reducer's parts whose fast paths must agree with the plain ones: the queue's
+// order, the paired candidate plans and the vertex classes.
 #include "remesh/mesh_reducer.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +9,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <deque>
 #include <limits>
+#include <map>
+#include <random>
 #include <set>
 #include <string>
 #include <tuple>
@@ -15,6 +21,11 @@
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
+#include "remesh/collapse_candidate.h"
+#include "remesh/collapse_queue.h"
+#include "remesh/greedy_reduction.h"
+#include "remesh/reducer_state.h"
+#include "remesh/vertex_classes.h"
 #include "repair/flaw_detection.h"
 
 namespace vekmesh {
@@ -201,6 +212,165 @@ TEST(MeshReducer, BadInputIsRefusedQuietly) {
     broken.faces[3].v[1] = 1 << 30;
     r.reduce(broken, 0.2, kUnbounded, 0.0, {});
     EXPECT_EQ(broken.faces.size(), soup.triangleCount());
+  }
+}
+
+// The queue against a plain model of its contract: bins of 1/64 octave
+// (infinity last) taken cheapest first, first in first out inside a bin,
+// entries whose ends changed since the push skipped; what is left comes back
+// in that order. Enough entries share a bin to run over many chunks, and
+// bins empty and fill again while popping, so chunks go back and are reused.
+TEST(CollapseQueue, PopsByBinThenArrivalSkipsStaleEntriesAndReleasesInOrder) {
+  using reducer::QueueEntry;
+  reducer::ReducerState s;
+  s.version.allocate(64);
+  std::fill(s.version.data(), s.version.data() + 64, 0u);
+  auto bin = [](float cost) {
+    uint32_t bits;
+    std::memcpy(&bits, &cost, sizeof bits);
+    return bits >= 0x7F800000u ? 0xFFFFFFFFu : bits >> 17;
+  };
+  auto current = [&](const QueueEntry& e) { return s.version[e.a] + s.version[e.b] == e.stamp; };
+  // 1.0 and 1.005 share a bin, so arrival and not cost orders them.
+  const float costs[] = {0.0f, 1.0f, 1.005f, 16.0f, 256.0f, std::numeric_limits<float>::infinity()};
+  reducer::CollapseQueue queue;
+  std::map<uint32_t, std::deque<QueueEntry>> model;
+  std::mt19937 random(7);
+  uint32_t serial = 0;  // every entry's ends are its own pair
+  auto push = [&] {
+    const QueueEntry e{costs[random() % 6], serial % 64, serial / 64, 0};
+    ++serial;
+    const QueueEntry stamped{e.cost, e.a, e.b, s.version[e.a] + s.version[e.b]};
+    queue.push(stamped);
+    model[bin(e.cost)].push_back(stamped);
+  };
+  auto popModel = [&](QueueEntry& out) {
+    while (!model.empty()) {
+      auto first = model.begin();
+      out = first->second.front();
+      first->second.pop_front();
+      if (first->second.empty()) model.erase(first);
+      if (current(out)) return true;
+    }
+    return false;
+  };
+  for (int i = 0; i < 600; ++i) push();
+  for (int round = 0; round < 500; ++round) {
+    if (round % 7 == 0) ++s.version[random() % 64];  // its entries go stale
+    QueueEntry peeked, got, want;
+    const bool peek = queue.peekCurrent(s, peeked);
+    const bool popped = queue.pop(s, got);
+    ASSERT_EQ(popped, popModel(want));
+    if (!popped) break;
+    ASSERT_EQ(std::tie(got.cost, got.a, got.b, got.stamp),
+              std::tie(want.cost, want.a, want.b, want.stamp));
+    if (peek) {
+      EXPECT_EQ(std::tie(peeked.a, peeked.b), std::tie(got.a, got.b));
+    }
+    if (round % 3 != 0) push();
+  }
+  std::vector<QueueEntry> left, expected;
+  queue.releaseInto(left);
+  for (const auto& [key, entries] : model)
+    expected.insert(expected.end(), entries.begin(), entries.end());
+  ASSERT_EQ(left.size(), expected.size());
+  for (size_t i = 0; i < left.size(); ++i)
+    ASSERT_EQ(std::tie(left[i].a, left[i].b), std::tie(expected[i].a, expected[i].b));
+  EXPECT_EQ(queue.size(), 0u);
+}
+
+// Two plans in vector lanes give what two single plans give, to the bit:
+// on a torus (the minimiser wins) and a box (flat sides and creases: the
+// midpoint or an end), with and without an error bound that refuses some.
+TEST(MeshReducer, PairedPlansMatchSinglePlansBitForBit) {
+  const Soup soup =
+      test::concatenate(test::torusSoup(1.0f, 0.3f, 90, 40), griddedBox(5, 1.0f, 0, 3));
+  auto bits = [](double x) {
+    uint64_t b;
+    std::memcpy(&b, &x, sizeof b);
+    return b;
+  };
+  for (double max_error : {kUnbounded, 1e-4}) {
+    TriMesh mesh = test::buildMesh(soup);
+    reducer::ReducerState s;
+    reducer::ReduceSettings settings;
+    ASSERT_TRUE(reducer::prepareReduction(mesh, 0.5, max_error, 0.0, reducer::Placement::kOptimal,
+                                          1, s, settings));
+    std::vector<std::pair<uint32_t, uint32_t>> edges;
+    for (uint32_t k = 0; k < 3 * s.faceCount(); ++k) {
+      const uint32_t a = static_cast<uint32_t>(s.cornerVertex(k));
+      const uint32_t b =
+          static_cast<uint32_t>(s.cornerVertex(reducer::ReducerState::nextInFace(k)));
+      if (reducer::pairable(s, a, b, settings.placement)) edges.emplace_back(a, b);
+    }
+    ASSERT_GT(edges.size(), 20000u);
+    size_t within = 0;
+    for (size_t i = 0; i + 1 < edges.size(); i += 2) {
+      reducer::Collapse paired[2], single[2];
+      const unsigned both = reducer::planPair(
+          s, edges[i].first, edges[i].second, edges[i + 1].first, edges[i + 1].second,
+          settings.bounds, settings.zero_tolerance_sq, paired[0], paired[1]);
+      for (int j = 0; j < 2; ++j) {
+        const auto [a, b] = edges[i + j];
+        const bool ok = reducer::planCollapse(s, a, b, settings.bounds, settings.zero_tolerance_sq,
+                                              settings.placement, single[j]);
+        ASSERT_EQ(ok, ((both >> j) & 1u) != 0) << a << " " << b;
+        if (!ok) continue;
+        ++within;
+        const reducer::Collapse& p = paired[j];
+        const reducer::Collapse& q = single[j];
+        ASSERT_EQ(std::tie(p.keep, p.drop, p.along_feature),
+                  std::tie(q.keep, q.drop, q.along_feature));
+        for (auto [x, y] :
+             {std::pair{p.t, q.t}, std::pair{p.cost, q.cost}, std::pair{p.priority, q.priority},
+              std::pair{p.p[0], q.p[0]}, std::pair{p.p[1], q.p[1]}, std::pair{p.p[2], q.p[2]}})
+          ASSERT_EQ(bits(x), bits(y)) << a << " " << b;
+      }
+    }
+    // The bound refuses some and not all.
+    EXPECT_GT(within, 0u);
+    if (max_error < kUnbounded) {
+      EXPECT_LT(within, edges.size() - 1);
+    }
+  }
+}
+
+// The classes found for fans: a vertex where two closed surfaces touch is
+// pinched and locked, an open sheet's rim slides along it, a colour seam's
+// vertices slide along the seam, and everything else is free.
+TEST(MeshReducer, VertexClassesTellClosedFansFromPinchesRimsAndSeams) {
+  Soup seam = test::uvSphereSoup(1.0f, 24, 12);
+  seam.colors.clear();
+  for (size_t t = 0; t < seam.triangleCount(); ++t) {
+    const bool upper = seam.corner(t, 0)[2] + seam.corner(t, 1)[2] + seam.corner(t, 2)[2] > 0;
+    for (int c = 0; c < 3; ++c) seam.colors.insert(seam.colors.end(), {upper ? 1.0f : 0.0f, 0, 0});
+  }
+  using Expect = uint8_t (*)(const test::Point& p);
+  const std::pair<Soup, Expect> cases[] = {
+      {test::twoCubesSharingVertexSoup(),
+       [](const test::Point& p) -> uint8_t {
+         return p == test::Point{1, 1, 1} ? reducer::kLocked : reducer::kFree;
+       }},
+      {griddedBox(4, 4.0f, 5),
+       [](const test::Point& p) -> uint8_t {
+         const bool rim = p[0] == 0 || p[0] == 4 || p[1] == 0 || p[1] == 4;
+         return rim ? reducer::kBoundarySlide : reducer::kFree;
+       }},
+      {seam,
+       [](const test::Point& p) -> uint8_t {
+         return std::fabs(p[2]) < 1e-6f ? reducer::kSeamSlide : reducer::kFree;
+       }},
+  };
+  for (const auto& [soup, expect] : cases) {
+    TriMesh mesh = test::buildMesh(soup);
+    reducer::ReducerState s;
+    ASSERT_TRUE(s.load(mesh, 1));
+    reducer::classifyVertices(s);
+    for (uint32_t w = 0; w < s.vertexCount(); ++w) {
+      const auto& position = mesh.vertices[s.source_vertex[w]].position;
+      const test::Point p{position[0], position[1], position[2]};
+      EXPECT_EQ(s.vertex[w].vertex_class, expect(p)) << p[0] << " " << p[1] << " " << p[2];
+    }
   }
 }
 
