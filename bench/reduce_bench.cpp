@@ -41,7 +41,7 @@ namespace {
 using test::EdgeCensus;
 using test::IndexedMesh;
 
-// Targets of the comparison (from the issue that landed the reducer).
+// Targets of the comparison.
 constexpr double kTimeRatioBudget = 2.0;          // ours / meshopt_simplify, both welding
 constexpr double kOpenMeshHausdorffBudget = 1.1;  // ours / OpenMesh
 constexpr double kFastThroughputBudget = 2e6;     // input triangles per second
