@@ -11,7 +11,6 @@
 namespace vekmesh::reducer {
 namespace {
 
-constexpr uint8_t kBorder = kBorderRegion;
 // Each phase may spend at most this share of what is still to be removed, so
 // that blocks with cheap collapses take more of the total than dear ones.
 constexpr double kPhaseShare = 0.5;
@@ -38,26 +37,7 @@ void finishSerially(ReducerState& s, const ReduceSettings& settings,
 }  // namespace
 
 std::vector<uint8_t> blockRegions(const ReducerState& s) {
-  const uint32_t nv = s.vertexCount();
-  std::vector<uint8_t> region(nv, kBorder);
-#pragma omp parallel for schedule(static)
-  for (int64_t i = 0; i < static_cast<int64_t>(nv); ++i) {
-    const uint32_t v = static_cast<uint32_t>(i);
-    const uint32_t h = s.vertex[v].head;
-    const double* p = s.pos(v);
-    if (h == kNone || !std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
-      continue;
-    const uint8_t mine = s.block[v];
-    bool inner = true;
-    uint32_t k = h;
-    do {
-      inner = s.block[s.cornerVertex(ReducerState::nextInFace(k))] == mine &&
-              s.block[s.cornerVertex(ReducerState::prevInFace(k))] == mine;
-      k = s.ringNext(k);
-    } while (inner && k != h);
-    if (inner) region[v] = mine;
-  }
-  return region;
+  return s.region;
 }
 
 size_t priceBlock(const ReducerState& s, const ReduceSettings& settings,
