@@ -75,6 +75,8 @@ bool planCollapse(const ReducerState& s, uint32_t a, uint32_t b, const CollapseB
   double p[3];
   bool placed = false;  // p already holds the chosen point
   if (ka == kFree && kb == kFree) {
+    // planPair repeats this branch lane by lane: a change here is one there
+    // (the tests compare the two bit for bit).
     if (placement == Placement::kOptimal) {
       double mid[3];
       lerp(pa, pb, 0.5, mid);

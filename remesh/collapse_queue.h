@@ -35,6 +35,9 @@ class CollapseQueue {
   // The bin records are left uninitialised: a record is valid only while its
   // bin's occupied bit is set, so an idle queue touches none of their pages.
   CollapseQueue() : bins_(new Bin[kBinCount]), occupied_(kWords, 0) {}
+  // The free list and the bins point into the slabs: not to be moved.
+  CollapseQueue(CollapseQueue&&) = delete;
+  CollapseQueue& operator=(CollapseQueue&&) = delete;
 
   // Empties the queue and gives its memory back.
   void clear() {

@@ -27,13 +27,13 @@ QueueEntry entryFor(const ReducerState& s, const Collapse& c) {
 // Plans edges in the order they are added and hands those within the bounds
 // to `take` in that order. Two pairable edges in a row are planned together
 // (planPair); one left waiting when its successor is not pairable is planned
-// alone first, so the order never changes.
+// alone first, so the order never changes. The caller flushes at the end (not
+// a destructor: `take` may allocate, and so throw).
 template <class Take>
 class OrderedPlanner {
  public:
   OrderedPlanner(const ReducerState& s, const ReduceSettings& settings, Take take)
       : s_(s), settings_(settings), take_(take) {}
-  ~OrderedPlanner() { flush(); }
 
   void add(uint32_t a, uint32_t b) {
     if (pairable(s_, a, b, settings_.placement)) {
@@ -152,6 +152,7 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
     planner.add(u, w);
     lookahead.step(s);
   }
+  planner.flush();
 }
 
 }  // namespace
@@ -206,6 +207,7 @@ void appendCandidates(const ReducerState& s, const ReduceSettings& settings, siz
       planner.add(a, b);
     }
   }
+  planner.flush();
 }
 
 std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSettings& settings) {

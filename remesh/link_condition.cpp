@@ -55,7 +55,8 @@ bool inRegion(const ReducerState& s, const CollapseScratch& sc,
 }
 
 // Does moving the corner `k` of a surviving face to `p` keep the face
-// non-degenerate and its normal within the bound?
+// non-degenerate and its normal within the bound? (normalsKept repeats it
+// two faces at a time: a change here is one there.)
 bool normalKept(const ReducerState& s, uint32_t k, const double p[3], double min_cosine) {
   const double* a = s.pos(static_cast<uint32_t>(s.cornerVertex(k)));
   const double* b = s.pos(static_cast<uint32_t>(s.cornerVertex(ReducerState::nextInFace(k))));

@@ -90,17 +90,6 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     block.swap(by_working);
     mesh_block.swap(by_working);
   }
-  vertex.allocate(nv);
-  version.allocate(nv);
-  mark.allocate(nv);
-#pragma omp parallel for schedule(static)
-  for (int64_t w = 0; w < static_cast<int64_t>(nv); ++w) {
-    VertexRecord* r = new (&vertex[static_cast<size_t>(w)]) VertexRecord{};
-    for (int k = 0; k < 3; ++k)
-      r->position[k] = m.vertices[source_vertex[static_cast<size_t>(w)]].position[k] - origin[k];
-    version[static_cast<size_t>(w)] = 0;
-    mark[static_cast<size_t>(w)] = 0;
-  }
 
   // Faces grouped by the block of their first vertex, each group in order.
   {
@@ -134,13 +123,17 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   }
 
   // Corner rings, each in corner order: the corners of every vertex gathered
-  // by a counting sort, then linked vertex by vertex in parallel.
+  // by a counting sort, then linked vertex by vertex in parallel as the
+  // vertex records are made (one pass over them).
   std::vector<uint32_t> offset(nv + 1, 0);
   for (size_t f = 0; f < nf; ++f)
     if (!face_dead[f])
       for (size_t k = 3 * f; k < 3 * f + 3; ++k)
         ++offset[static_cast<size_t>(corner[k].vertex) + 1];
   for (size_t v = 0; v < nv; ++v) offset[v + 1] += offset[v];
+  vertex.allocate(nv);
+  version.allocate(nv);
+  mark.allocate(nv);
   {
     RecordArray<uint32_t> corners;  // every entry is written below
     corners.allocate(offset[nv]);
@@ -151,9 +144,13 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
           corners[fill[static_cast<size_t>(corner[k].vertex)]++] = static_cast<uint32_t>(k);
 #pragma omp parallel for schedule(static)
     for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
+      VertexRecord& r = *new (&vertex[static_cast<size_t>(v)]) VertexRecord{};
+      for (int k = 0; k < 3; ++k)
+        r.position[k] = m.vertices[source_vertex[static_cast<size_t>(v)]].position[k] - origin[k];
+      version[static_cast<size_t>(v)] = 0;
+      mark[static_cast<size_t>(v)] = 0;
       const uint32_t first = offset[static_cast<size_t>(v)];
       const uint32_t n = offset[static_cast<size_t>(v) + 1] - first;
-      VertexRecord& r = vertex[static_cast<size_t>(v)];
       r.valence = n;
       if (n == 0) continue;
       r.head = corners[first];

@@ -33,6 +33,9 @@ constexpr uint32_t kDeadVersion = 0x80000000u;
 constexpr int kMaxBlocksPerAxis = 6;
 constexpr int kMaxBlockCount = kMaxBlocksPerAxis * kMaxBlocksPerAxis * kMaxBlocksPerAxis;
 
+// Region of a vertex next to another block, or without faces or position.
+constexpr uint8_t kBorderRegion = 0xFF;
+
 // More live faces than this around one vertex and collapses leave it alone:
 // every check walks the rings of both ends, and hostile fans must not make the
 // reduction quadratic.
@@ -118,6 +121,10 @@ struct ReducerState {
   std::vector<uint32_t> source_vertex, source_face;
   int block_count = 1;
   std::vector<uint8_t> block;  // per working vertex, 0 .. block_count - 1
+  // Per working vertex, set by classifyVertices (which walks every ring
+  // anyway): its block when it has faces, a finite position and every
+  // neighbour in the same block, else kBorderRegion.
+  std::vector<uint8_t> region;
   // Faces whose first vertex lies in block r: block_faces[r] .. block_faces[r + 1] - 1.
   size_t block_faces[kMaxBlockCount + 1] = {};
   bool uniform_attributes = false;  // one material, colour and no texture: nothing to blend

@@ -11,7 +11,6 @@
 namespace vekmesh::reducer {
 namespace {
 
-constexpr uint8_t kBorder = kBorderRegion;
 // Each phase may spend at most this share of what is still to be removed, so
 // that blocks with cheap collapses take more of the total than dear ones.
 constexpr double kPhaseShare = 0.5;
@@ -38,26 +37,7 @@ void finishSerially(ReducerState& s, const ReduceSettings& settings,
 }  // namespace
 
 std::vector<uint8_t> blockRegions(const ReducerState& s) {
-  const uint32_t nv = s.vertexCount();
-  std::vector<uint8_t> region(nv, kBorder);
-#pragma omp parallel for schedule(static)
-  for (int64_t i = 0; i < static_cast<int64_t>(nv); ++i) {
-    const uint32_t v = static_cast<uint32_t>(i);
-    const uint32_t h = s.vertex[v].head;
-    const double* p = s.pos(v);
-    if (h == kNone || !std::isfinite(p[0]) || !std::isfinite(p[1]) || !std::isfinite(p[2]))
-      continue;
-    const uint8_t mine = s.block[v];
-    bool inner = true;
-    uint32_t k = h;
-    do {
-      inner = s.block[s.cornerVertex(ReducerState::nextInFace(k))] == mine &&
-              s.block[s.cornerVertex(ReducerState::prevInFace(k))] == mine;
-      k = s.ringNext(k);
-    } while (inner && k != h);
-    if (inner) region[v] = mine;
-  }
-  return region;
+  return s.region;
 }
 
 size_t priceBlock(const ReducerState& s, const ReduceSettings& settings,
@@ -133,7 +113,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
   const double blocks_budget = static_cast<double>(needed) * inner;
   size_t removed = 0;
   float ceiling = 0.0f;  // the first phase makes the collapses that cost nothing
-  for (;;) {
+  for (int phase = 0;; ++phase) {
     const double remaining = blocks_budget - static_cast<double>(removed);
     if (remaining <= kSerialShare * blocks_budget) break;
     std::vector<size_t> quota(static_cast<size_t>(s.block_count)),
@@ -148,9 +128,16 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
       before[r] = scratch[r].removed_faces;
     }
     if (!any) break;
+    // Every other phase visits the blocks backwards, so that the blocks a
+    // phase ends with, still in cache, are the ones the next begins with.
+    // The blocks never share faces, rings or vertices: their order does not
+    // change the result, any more than the thread count does.
+    const bool backwards = phase % 2 == 1;
 #pragma omp parallel for schedule(static)
-    for (int r = 0; r < s.block_count; ++r)
+    for (int i = 0; i < s.block_count; ++i) {
+      const int r = backwards ? s.block_count - 1 - i : i;
       collapseGreedily(s, settings, queues[r], scratch[r], quota[r], ceiling, &deferred[r]);
+    }
 
     bool quota_met = false;
     for (int r = 0; r < s.block_count; ++r) {

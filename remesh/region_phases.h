@@ -11,14 +11,12 @@
 
 namespace vekmesh::reducer {
 
-// Region of a vertex next to another block, or without faces or position.
-constexpr uint8_t kBorderRegion = 0xFF;
-
 // Below this many live faces the blocks' frozen borders would be a large share
 // of the mesh, and one thread is fast enough anyway.
 constexpr size_t kParallelMinFaces = 100000;
 
-// Region of every working vertex: its block, or kBorderRegion.
+// Region of every working vertex: its block, or kBorderRegion (see
+// ReducerState::region).
 std::vector<uint8_t> blockRegions(const ReducerState& s);
 
 // Prices the edges of block r's faces: edges with both ends in region r go

@@ -138,27 +138,47 @@ uint32_t findRoot(std::vector<uint32_t>& parent, uint32_t i) {
   return i;
 }
 
+// The vertex's block when every neighbour lies in it (ReducerState::region).
+uint8_t regionOf(const ReducerState& s, uint32_t v) {
+  const uint8_t mine = s.block[v];
+  const uint32_t h = s.vertex[v].head;
+  uint32_t k = h;
+  do {
+    if (s.block[s.cornerVertex(ReducerState::nextInFace(k))] != mine ||
+        s.block[s.cornerVertex(ReducerState::prevInFace(k))] != mine)
+      return kBorderRegion;
+    k = s.ringNext(k);
+  } while (k != h);
+  return mine;
+}
+
 void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
   Quadric q;
   const uint32_t h = s.vertex[v].head;
+  const double* pv = s.pos(v);
+  const bool finite = std::isfinite(pv[0]) && std::isfinite(pv[1]) && std::isfinite(pv[2]);
   if (h == kNone || s.vertex[v].valence > kMaxValence) {
     s.vertex[v].vertex_class = kLocked;
+    if (h != kNone && finite) s.region[v] = regionOf(s, v);
     return;
   }
-  bool locked = false;
-  const double* pv = s.pos(v);
-  if (!std::isfinite(pv[0]) || !std::isfinite(pv[1]) || !std::isfinite(pv[2])) locked = true;
+  bool locked = !finite;
 
   std::vector<RingCorner>& ring = scratch.ring;
   ring.clear();
+  const uint8_t mine = s.block[v];
+  bool inner = finite;
   uint32_t k = h;
   do {
-    ring.push_back({k, s.cornerVertex(ReducerState::nextInFace(k)),
-                    s.cornerVertex(ReducerState::prevInFace(k))});
+    const int32_t next = s.cornerVertex(ReducerState::nextInFace(k));
+    const int32_t prev = s.cornerVertex(ReducerState::prevInFace(k));
+    ring.push_back({k, next, prev});
+    inner = inner && s.block[next] == mine && s.block[prev] == mine;
     const Plane& pl = scratch.planes.plane(s, k / 3);
     if (pl.valid) q += planeQuadric(pl.n, pl.d, pl.area, pl.area);
     k = s.ringNext(k);
   } while (k != h);
+  if (inner) s.region[v] = mine;
 
   if (closedFan(s, v, ring)) {
     s.vertex[v].quadric = q;
@@ -244,6 +264,7 @@ void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
 
 void classifyVertices(ReducerState& s) {
   const int64_t n = static_cast<int64_t>(s.vertexCount());
+  s.region.assign(static_cast<size_t>(n), kBorderRegion);
 #pragma omp parallel
   {
     ClassifyScratch scratch;

@@ -7,7 +7,8 @@
 
 namespace vekmesh::reducer {
 
-// Fills s.quadric, s.vertex_class and s.on_boundary from the loaded mesh.
+// Fills s.quadric, s.vertex_class, s.on_boundary and s.region from the loaded
+// mesh.
 void classifyVertices(ReducerState& s);
 
 }  // namespace vekmesh::reducer
