@@ -244,6 +244,21 @@ std::function<double()> meshoptRun(const std::vector<float>& soup, MeshoptSimpli
 }
 #endif
 
+// Our run alternated with meshopt's `simplify` aimed at our face count (ours
+// runs first, so the count is known); ours alone without meshoptimizer.
+#ifdef VEKMESH_HAVE_MESHOPTIMIZER
+PairedTimes pairWithMeshopt(benchmark::State& state, const std::function<double()>& run_ours,
+                            const std::vector<float>& soup, MeshoptSimplifier simplify,
+                            const IndexedMesh& our_output, IndexedMesh& their_output) {
+  size_t target_indices = 0;
+  const auto meshopt = meshoptRun(soup, simplify, target_indices, their_output);
+  return runPaired(state, run_ours, [&] {
+    target_indices = our_output.triangles.size();
+    return meshopt();
+  });
+}
+#endif
+
 // The quality routine against the peers at the same face count, on `threads`
 // OpenMP threads for our side (0: all). The one-thread case leaves out
 // OpenMesh and our bounded run, which do not depend on it.
@@ -260,15 +275,10 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
       soup, [](SubMesh& m, double r, double e, double c) { reduceMesh(m, r, e, c); }, 0.1,
       kOpenError, kFlipsOnly, threads, our_output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
-  // meshopt aims at our face count (our side runs first, so it is known), with
-  // no error limit.
+  // meshopt with no error limit.
   IndexedMesh their_output;
-  size_t target_indices = 0;
-  const auto meshopt = meshoptRun(soup, simplifyQuality, target_indices, their_output);
-  const PairedTimes times = runPaired(state, run_ours, [&] {
-    target_indices = our_output.triangles.size();
-    return meshopt();
-  });
+  const PairedTimes times =
+      pairWithMeshopt(state, run_ours, soup, simplifyQuality, our_output, their_output);
 #else
   const PairedTimes times = runPaired(state, run_ours);
 #endif
@@ -314,12 +324,8 @@ void benchFast(benchmark::State& state, const std::string& name, size_t size, bo
       0.5, 0, output);
 #ifdef VEKMESH_HAVE_MESHOPTIMIZER
   IndexedMesh their_output;
-  size_t target_indices = 0;
-  const auto meshopt = meshoptRun(soup, simplifySloppy, target_indices, their_output);
-  const PairedTimes times = runPaired(state, run_ours, [&] {
-    target_indices = output.triangles.size();
-    return meshopt();
-  });
+  const PairedTimes times =
+      pairWithMeshopt(state, run_ours, soup, simplifySloppy, output, their_output);
 #else
   const PairedTimes times = runPaired(state, run_ours);
 #endif
