@@ -47,7 +47,9 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   r.upper = {-INFINITY, -INFINITY, -INFINITY};
   // Counts, area, bounds and volume in one pass over the faces.
   VolumeSum volume(mesh);
-  for (const Face& f : mesh.faces) {
+  for (size_t i = 0; i < mesh.faces.size(); ++i) {
+    prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
+    const Face& f = mesh.faces[i];
     if (f.removed) continue;
     ++r.triangles;
     r.area += triangleArea(mesh, f);

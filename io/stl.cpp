@@ -11,6 +11,7 @@
 
 #include "io/file_handle.h"
 #include "io/stl_ascii.h"
+#include "mesh/mesh_utils.h"
 
 namespace vekmesh {
 namespace {
@@ -134,7 +135,9 @@ bool writeStl(const char* path, const SubMesh& mesh) {
   if (!file) return false;
   std::fwrite(preamble, 1, kPreambleBytes, file.get());
   size_t filled = 0;
-  for (const Face& f : mesh.faces) {
+  for (size_t i = 0; i < mesh.faces.size(); ++i) {
+    prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
+    const Face& f = mesh.faces[i];
     if (f.removed) continue;
     unsigned char* record = block.data() + filled * kRecordBytes;
     for (int c = 0; c < 3; ++c) {

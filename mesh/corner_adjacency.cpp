@@ -18,7 +18,7 @@ namespace {
 // Lists up to this size are compared pairwise; longer ones are sorted.
 constexpr size_t kPairwiseLimit = 32;
 // How many vertices ahead the incident faces are prefetched.
-constexpr size_t kPrefetchAhead = 6;
+constexpr size_t kPrefetchAhead = 12;
 
 struct Entry {
   uint32_t face;
@@ -198,6 +198,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
         for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
           prefetchRead(vertices_of + 3 * size_t(r.face));
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
+          prefetchWrite(adjacency.same_direction.data() + size_t(r.face) * 3);
         }
       sweepVertex(mesh, vertices_of, static_cast<size_t>(x), entries, keyed, adjacency);
       if (list_duplicates)

@@ -49,8 +49,10 @@ double VolumeSum::volume() const {
 
 double enclosedVolume(const SubMesh& mesh) {
   VolumeSum sum(mesh);
-  for (const Face& f : mesh.faces)
-    if (!f.removed) sum.add(mesh, f);
+  for (size_t f = 0; f < mesh.faces.size(); ++f) {
+    prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
+    if (!mesh.faces[f].removed) sum.add(mesh, mesh.faces[f]);
+  }
   return sum.volume();
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "geometry/vectors.h"
+#include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -18,6 +19,18 @@ Vec3d faceUnitNormal(const Vertex& a, const Vertex& b, const Vertex& c);
 
 // b - a, each component in single precision, widened to double.
 Vec3d vertexDifference(const Vertex& a, const Vertex& b);
+
+// Starts loading the positions of face f's corners, for a pass over the faces
+// that reads them: on a shuffled mesh each corner names a vertex far from the
+// last one, and loads issued this many faces ahead overlap instead of queueing.
+constexpr size_t kCornerPrefetchAhead = 16;
+inline void prefetchCornerPositions(const SubMesh& mesh, size_t f) {
+  if (f >= mesh.faces.size()) return;
+  const Face& face = mesh.faces[f];
+  for (int c = 0; c < 3; ++c)
+    if (static_cast<size_t>(face.v[c]) < mesh.vertices.size())
+      prefetchRead(&mesh.vertices[static_cast<size_t>(face.v[c])]);
+}
 
 // Volume enclosed by the live faces, measured from (0, 0, lowest z). Never
 // negative: a mesh wound inwards has volume 0.

@@ -152,7 +152,7 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
     auto stored = [&vertices](uint32_t v) -> const Point& { return vertices[v].position; };
     // Each corner is hashed, and its slot prefetched, kAhead corners before its
     // lookup, so that the table's cache misses overlap instead of queueing.
-    constexpr size_t kAhead = 16;
+    constexpr size_t kAhead = 32;
     uint64_t pending[kAhead];
     auto prepare = [&](size_t i) {
       const uint64_t hash = welder.hash(soup.corner(i));
@@ -166,6 +166,11 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
         const size_t i = 3 * t + c;
         const uint64_t hash = pending[i % kAhead];
         if (i + kAhead < corner_count) prepare(i + kAhead);
+        // Halfway there the slot has arrived; the vertex it names is the
+        // second load a lookup waits for.
+        if (i + kAhead / 2 < corner_count && !vertices.empty())
+          welder.prefetchStored(pending[(i + kAhead / 2) % kAhead], 0,
+                                [&vertices](uint32_t v) { prefetchRead(&vertices[v]); });
         const Point p = soup.corner(i);
         const uint32_t next = static_cast<uint32_t>(vertices.size());
         bool inserted = false;

@@ -131,6 +131,17 @@ class PointWelder {
   // VertexWelder::prefetch).
   void prefetch(uint64_t h) const { prefetchWrite(&slots_[static_cast<size_t>(h) & mask_]); }
 
+  // Once the slot of hash `h` has been loaded: hands `load` the vertex number
+  // it holds when that point has the same hash bits (the one the lookup will
+  // compare with, which the caller starts loading), else `fallback`. Chosen
+  // without a branch: whether a corner meets a known point is a coin toss.
+  template <class Load>
+  void prefetchStored(uint64_t h, uint32_t fallback, Load&& load) const {
+    const Slot s = slots_[static_cast<size_t>(h) & mask_];
+    const bool known = s.value != kEmpty && s.low == static_cast<uint32_t>(h);
+    load(known ? s.value : fallback);
+  }
+
   // Returns the vertex number stored for the class of `p` (whose hash is
   // `h`), or stores `next` and returns it; `inserted` tells which, and the
   // caller then makes vertex `next` at p before the next lookup.
