@@ -2,6 +2,7 @@
 // purpose: compaction = welding the live faces' soup again, corner adjacency =
 // counting sharers in the incidence lists, shells = a walk of the lists.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <cstring>
@@ -18,10 +19,11 @@ namespace {
 using test::Soup;
 
 // A torus (long lists nowhere) and a sphere whose poles have 40 faces each
-// (past the pairwise limit), with attributes, three cubes (the second sharing
+// (past the pairwise limit) and which is large enough for the passes to
+// split their work between threads, with attributes, three cubes (the second sharing
 // an edge with the first, the third one vertex with the second) and a fin.
 Soup brokenMix() {
-  Soup sphere = test::uvSphereSoup(3.0f, 40, 12);
+  Soup sphere = test::uvSphereSoup(3.0f, 40, 240);
   test::assignMaterial(sphere, 2);
   for (size_t t = 1; t < sphere.materials.size(); t += 3) sphere.materials[t] = -1;
   Soup mix = test::concatenate(sphere, test::torusSoup(3.0f, 1.0f, 16, 8));
@@ -91,15 +93,22 @@ void expectSameMesh(const SubMesh& a, const SubMesh& b) {
 }
 
 TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
-  TriMesh mesh = damaged();
-  const TriMesh expected = rebuiltFromSoup(mesh);
-  ASSERT_LT(expected.faces.size(), mesh.faces.size() * 6 / 7);  // some faces collapsed
-  compactMesh(mesh);
-  expectSameMesh(mesh, expected);
-  EXPECT_EQ(test::invariantViolation(mesh), "");
+  const TriMesh original = damaged();
+  const TriMesh expected = rebuiltFromSoup(original);
+  ASSERT_LT(expected.faces.size(), original.faces.size() * 6 / 7);  // some faces collapsed
+  // On one thread and cut into three parts alike.
+  const int threads = omp_get_max_threads();
+  for (const int team : {1, 3}) {
+    omp_set_num_threads(team);
+    TriMesh mesh = original;
+    compactMesh(mesh);
+    expectSameMesh(mesh, expected);
+    EXPECT_EQ(test::invariantViolation(mesh), "");
+  }
+  omp_set_num_threads(threads);
 
   // The new lists come from the faces alone, whatever the old ones held.
-  TriMesh stale = damaged();
+  TriMesh stale = original;
   stale.incidentCorners.clear();
   compactMesh(stale);
   expectSameMesh(stale, expected);
