@@ -46,7 +46,7 @@ HoleFillingReport fillHoles(SubMesh& mesh) {
   return fillHoles(mesh, adjacency);
 }
 
-HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
+HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency, const PatchLimits& limits) {
   HoleFillingReport report;
   const std::vector<OpenEdge> open_edges = findOpenEdges(mesh, adjacency);
   const BoundaryLoops traced = traceBoundaryLoops(mesh, open_edges);
@@ -72,7 +72,7 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency) {
       const size_t loop_edge = i + 1 < n ? n - 2 - i : n - 1;
       apex[i] = positionOf(mesh, loop.apexes[loop_edge]);
     }
-    HolePatch patch = buildHolePatch(rim, apex);
+    HolePatch patch = buildHolePatch(rim, apex, limits);
     if (patch.triangles.empty()) continue;
     patches.push_back({std::move(patch), rim_vertices});
   }

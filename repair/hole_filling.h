@@ -9,6 +9,7 @@
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/tri_mesh.h"
+#include "repair/hole_patch.h"
 
 namespace vekmesh {
 
@@ -26,6 +27,7 @@ HoleFillingReport fillHoles(SubMesh& mesh);
 // The same with an adjacency built (RemovedFaces::kSkip) on this face set and
 // kept current through turns since (as unifyOrientation does); faces removed
 // since no longer count. The adjacency does not cover the patch faces.
-HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency);
+HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency,
+                            const PatchLimits& limits = {});
 
 }  // namespace vekmesh

@@ -65,13 +65,14 @@ bool newellFrame(const std::vector<Vec3d>& rim, Frame& f) {
 }
 
 // Points of a triangular lattice with spacing `step`, anchored at `anchor`, that
-// lie inside the polygon shrunk by kRimClearance * step.
+// lie inside the polygon shrunk by kRimClearance * step; about `most` at most
+// (the step grows when more would fit).
 std::vector<IntPoint2> latticePoints(const IntRing& rim, double step,
-                                     const std::array<double, 2>& anchor) {
+                                     const std::array<double, 2>& anchor, double most) {
   std::vector<IntPoint2> points;
   const double area = ringArea(rim);
   const double expected = area / (step * step * 0.8660254037844386);
-  if (expected > kMaxLatticePoints) step *= std::sqrt(expected / kMaxLatticePoints);
+  if (expected > most) step *= std::sqrt(expected / most);
   const double row = step * 0.8660254037844386;
 
   const std::vector<IntRing> inner =
@@ -222,7 +223,8 @@ std::vector<Vec3d> rimFaceNormals(const std::vector<Vec3d>& rim, const std::vect
 
 // The projected method; false when the projection is not simple.
 bool planarPatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
-                 const std::vector<Vec3d>& rim_normals, HolePatch& patch) {
+                 const std::vector<Vec3d>& rim_normals, const PatchLimits& limits,
+                 HolePatch& patch) {
   Frame frame;
   if (!newellFrame(rim, frame)) return false;
   const size_t n = rim.size();
@@ -255,7 +257,11 @@ bool planarPatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
   const std::array<double, 2> anchor = {cx / (3.0 * twice_area), cy / (3.0 * twice_area)};
   const double step = perimeter / static_cast<double>(n);
   if (step >= 1.0) {
-    const std::vector<IntPoint2> inside = latticePoints(pts, step, anchor);
+    const double most =
+        limits.interior_points_per_rim_vertex > 0.0
+            ? std::min(kMaxLatticePoints, std::max(1.0, limits.interior_points_per_rim_vertex * n))
+            : kMaxLatticePoints;
+    const std::vector<IntPoint2> inside = latticePoints(pts, step, anchor, most);
     pts.insert(pts.end(), inside.begin(), inside.end());
   }
 
@@ -352,7 +358,8 @@ double triangleAspectRatio(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
   return longest * std::sqrt(3.0) / (4.0 * area);
 }
 
-HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex) {
+HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
+                         const PatchLimits& limits) {
   HolePatch patch;
   const size_t n = rim.size();
   if (n < 3 || apex.size() != n) return patch;
@@ -364,7 +371,7 @@ HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>
   const std::vector<Vec3d> normals = rimFaceNormals(rim, apex);
   // A loop that cannot be projected as a simple polygon is triangulated in
   // space instead.
-  if (planarPatch(rim, apex, normals, patch)) return patch;
+  if (planarPatch(rim, apex, normals, limits, patch)) return patch;
   patch = HolePatch{};
   if (triangulateLoopMinimumWeight(rim, normals, patch.triangles)) {
     patch.method = HolePatch::Method::kMinimumWeight;

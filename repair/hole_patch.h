@@ -42,6 +42,15 @@ constexpr double kPatchAspectRatioBound = 5.0;
 // wound along the rim match those faces. `apex[i]`: the third corner of the
 // face along rim edge (i, i + 1), the last one along (n - 1, 0). Loops of
 // fewer than 3 points give an empty patch.
-HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex);
+// How many new points a patch may bring. The lattice spacing is the mean rim
+// edge, so a round hole would get about n^2 / 11 points for n rim vertices;
+// a budget per rim vertex keeps the patch proportional to its rim instead
+// (the spacing grows), which a long open border wants. 0: up to 250000.
+struct PatchLimits {
+  double interior_points_per_rim_vertex = 0.0;
+};
+
+HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,
+                         const PatchLimits& limits = {});
 
 }  // namespace vekmesh

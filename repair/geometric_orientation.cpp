@@ -1,0 +1,222 @@
+// Components by breadth-first walks over sheet partners; windings made
+// consistent along those walks; signs from enclosed volumes and nesting from
+// generalised winding numbers summed over the other closed components whose
+// boxes hold the test point.
+#include "repair/geometric_orientation.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/vectors.h"
+#include "repair/shell_orientation.h"
+
+namespace vekmesh {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+// Triangle evaluations of the nesting test before it gives up (and takes
+// the remaining components as nested in nothing): hostile input with
+// thousands of overlapping shells must not stall the repair.
+constexpr uint64_t kMaxWindingEvaluations = uint64_t(200) << 20;
+
+Vec3d at(const SubMesh& mesh, int32_t v) {
+  const auto& p = mesh.vertices[size_t(v)].position;
+  return {p[0], p[1], p[2]};
+}
+
+// Whether face g runs the edge of corner c of face f in the same direction.
+bool runsAlike(const Face& f, uint32_t c, const Face& g) {
+  for (int k = 0; k < 3; ++k)
+    if (g.v[k] == f.v[c]) return g.v[nextCorner(k)] == f.v[nextCorner(c)];
+  return false;
+}
+
+struct Box {
+  Vec3d lo{INFINITY, INFINITY, INFINITY};
+  Vec3d hi{-INFINITY, -INFINITY, -INFINITY};
+  void widen(const Vec3d& p) {
+    for (int a = 0; a < 3; ++a) {
+      lo[a] = std::min(lo[a], p[a]);
+      hi[a] = std::max(hi[a], p[a]);
+    }
+  }
+  bool holds(const Vec3d& p) const {
+    for (int a = 0; a < 3; ++a)
+      if (!(p[a] >= lo[a] && p[a] <= hi[a])) return false;
+    return true;
+  }
+};
+
+// Solid angle of triangle abc seen from the origin (Van Oosterom and
+// Strackee), signed by the triangle's winding.
+double solidAngle(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
+  const double la = length(a), lb = length(b), lc = length(c);
+  const double numerator = dot(a, cross(b, c));
+  const double denominator = la * lb * lc + dot(a, b) * lc + dot(a, c) * lb + dot(b, c) * la;
+  return 2.0 * std::atan2(numerator, denominator);
+}
+
+}  // namespace
+
+OrientationComponents orientationComponents(const SubMesh& mesh,
+                                            const std::vector<int32_t>& partner) {
+  OrientationComponents out;
+  const size_t face_count = mesh.faces.size();
+  FaceBits visited(face_count);
+  std::vector<int32_t> queue;
+  for (size_t seed = 0; seed < face_count; ++seed) {
+    if (mesh.faces[seed].removed || visited.test(seed)) continue;
+    queue.assign(1, int32_t(seed));
+    visited.set(seed);
+    bool closed = true;
+    for (size_t head = 0; head < queue.size(); ++head) {
+      const size_t f = size_t(queue[head]);
+      for (size_t c = 0; c < 3; ++c) {
+        const int32_t g = partner[3 * f + c];
+        if (g < 0) {
+          closed = false;
+          continue;
+        }
+        if (visited.test(size_t(g))) continue;
+        visited.set(size_t(g));
+        queue.push_back(g);
+      }
+    }
+    out.faces.push_back(queue);
+    out.closed.push_back(closed ? 1 : 0);
+  }
+  return out;
+}
+
+ConsistencyReport makeWindingConsistent(SubMesh& mesh, const std::vector<int32_t>& partner,
+                                        const OrientationComponents& components) {
+  ConsistencyReport report;
+  const size_t face_count = mesh.faces.size();
+  // 0: not reached yet, 1: keeps its winding, 2: to be turned.
+  std::vector<uint8_t> state(face_count, 0);
+  FaceBits turned(face_count);
+  std::vector<int32_t> queue;
+  for (const std::vector<int32_t>& component : components.faces) {
+    queue.assign(1, component.front());
+    state[size_t(component.front())] = 1;
+    size_t turns = 0;
+    for (size_t head = 0; head < queue.size(); ++head) {
+      const size_t f = size_t(queue[head]);
+      const bool f_turns = state[f] == 2;
+      for (uint32_t c = 0; c < 3; ++c) {
+        const int32_t g = partner[3 * f + c];
+        if (g < 0) continue;
+        // Neighbours must run the edge oppositely once both are turned as
+        // decided: g turns exactly when it runs alike and f does not, or
+        // runs oppositely and f turns.
+        const bool g_turns = f_turns != runsAlike(mesh.faces[f], c, mesh.faces[size_t(g)]);
+        const uint8_t wanted = g_turns ? 2 : 1;
+        if (state[size_t(g)] == 0) {
+          state[size_t(g)] = wanted;
+          turns += g_turns;
+          queue.push_back(g);
+        } else if (state[size_t(g)] != wanted) {
+          ++report.conflicts;
+        }
+      }
+    }
+    // Of the two consistent windings, the one with fewer turns.
+    const bool invert = 2 * turns > queue.size();
+    for (const int32_t f : queue)
+      if ((state[size_t(f)] == 2) != invert) {
+        turned.set(size_t(f));
+        ++report.faces_turned;
+      }
+  }
+  report.conflicts /= 2;  // each disagreement is met from both faces
+  if (report.faces_turned > 0) applyTurns(mesh, turned);
+  return report;
+}
+
+OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& components,
+                             double tolerance) {
+  OutwardReport report;
+  const size_t count = components.faces.size();
+  std::vector<double> volume(count, 0.0), area(count, 0.0);
+  std::vector<Box> boxes(count);
+  std::vector<Vec3d> probe(count, Vec3d{0.0, 0.0, 0.0});
+  for (size_t k = 0; k < count; ++k) {
+    Box& box = boxes[k];
+    // Measured about the component's area centroid: it keeps the terms small,
+    // and it lies in the plane of a flat sheet, whose volume then comes out
+    // zero, and inside a bowl, whose volume then has the sign of its opening.
+    Vec3d centroid = {0.0, 0.0, 0.0};
+    double largest = -1.0;
+    for (const int32_t f : components.faces[k]) {
+      const Face& face = mesh.faces[size_t(f)];
+      const Vec3d a = at(mesh, face.v[0]), b = at(mesh, face.v[1]), c = at(mesh, face.v[2]);
+      box.widen(a);
+      box.widen(b);
+      box.widen(c);
+      const double face_area = 0.5 * length(cross(sub(b, a), sub(c, a)));
+      const Vec3d middle = scaled(add(add(a, b), c), 1.0 / 3.0);
+      centroid = add(centroid, scaled(middle, face_area));
+      area[k] += face_area;
+      if (face_area > largest) {
+        largest = face_area;
+        probe[k] = middle;
+      }
+    }
+    centroid = area[k] > 0.0 ? scaled(centroid, 1.0 / area[k]) : scaled(add(box.lo, box.hi), 0.5);
+    for (const int32_t f : components.faces[k]) {
+      const Face& face = mesh.faces[size_t(f)];
+      const Vec3d a = sub(at(mesh, face.v[0]), centroid);
+      const Vec3d b = sub(at(mesh, face.v[1]), centroid);
+      const Vec3d c = sub(at(mesh, face.v[2]), centroid);
+      volume[k] += dot(a, cross(b, c)) / 6.0;
+    }
+  }
+
+  FaceBits turned(mesh.faces.size());
+  uint64_t evaluations = 0;
+  for (size_t k = 0; k < count; ++k) {
+    const bool flat = !(std::fabs(volume[k]) > tolerance * area[k]);
+    if (components.closed[k] && flat) {
+      for (const int32_t f : components.faces[k]) mesh.faces[size_t(f)].removed = 1;
+      ++report.zero_volume_removed;
+      report.zero_volume_faces += components.faces[k].size();
+      report.signed_volumes.push_back(0.0);
+      continue;
+    }
+    bool want_positive = true;
+    if (components.closed[k]) {
+      size_t depth = 0;
+      for (size_t j = 0; j < count; ++j) {
+        if (j == k || !components.closed[j] || !boxes[j].holds(probe[k])) continue;
+        if (evaluations > kMaxWindingEvaluations) break;
+        evaluations += components.faces[j].size();
+        double sum = 0.0;
+        for (const int32_t f : components.faces[j]) {
+          const Face& face = mesh.faces[size_t(f)];
+          sum += solidAngle(sub(at(mesh, face.v[0]), probe[k]), sub(at(mesh, face.v[1]), probe[k]),
+                            sub(at(mesh, face.v[2]), probe[k]));
+        }
+        if (std::fabs(sum) >= 2.0 * kPi) ++depth;  // winding number of at least one half
+      }
+      // Only a shell at odd depth may stay negative (a cavity); a positive
+      // one there may as well be a part set into another, and an outward
+      // shell is never turned.
+      want_positive = depth % 2 == 0 || volume[k] > 0.0;
+      report.cavities += depth % 2 == 1 && volume[k] < 0.0;
+    } else if (flat) {
+      report.signed_volumes.push_back(volume[k]);
+      continue;
+    }
+    double v = volume[k];
+    if ((v > 0.0) != want_positive) {
+      for (const int32_t f : components.faces[k]) turned.set(size_t(f));
+      ++report.components_turned;
+      v = -v;
+    }
+    report.signed_volumes.push_back(v);
+  }
+  if (report.components_turned > 0) applyTurns(mesh, turned);
+  return report;
+}
+
+}  // namespace vekmesh

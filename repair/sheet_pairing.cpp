@@ -1,0 +1,119 @@
+// Sheet pairing: edges of two faces come straight from the adjacency; each
+// edge of more faces is met once, at its lowest face, and its faces are
+// ordered by angle in a frame spanned by the edge and that face.
+#include "repair/sheet_pairing.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "geometry/vectors.h"
+
+namespace vekmesh {
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+
+Vec3d at(const SubMesh& mesh, int32_t v) {
+  const auto& p = mesh.vertices[size_t(v)].position;
+  return {p[0], p[1], p[2]};
+}
+
+// A face around one edge: which face, its corner on the edge, whether it
+// runs the edge from a to b, and its angle about the edge.
+struct Around {
+  uint32_t face;
+  uint32_t corner;
+  bool forward;
+  double angle;
+};
+
+// The corner of face g whose edge joins a and b (either way), or -1.
+int edgeCorner(const Face& g, int32_t a, int32_t b) {
+  for (int k = 0; k < 3; ++k) {
+    const int32_t x = g.v[k], y = g.v[nextCorner(k)];
+    if ((x == a && y == b) || (x == b && y == a)) return k;
+  }
+  return -1;
+}
+
+// Pairs the live faces around the edge of corner c of face f, writing
+// `partner` for each of them.
+void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Around>& around,
+                    std::vector<int32_t>& partner) {
+  const Face& face = mesh.faces[f];
+  const int32_t a = face.v[c], b = face.v[nextCorner(c)];
+  around.clear();
+  for (const CornerRef& r : mesh.incidentCorners[size_t(a)]) {
+    const Face& g = mesh.faces[r.face];
+    if (g.removed) continue;
+    const int k = edgeCorner(g, a, b);
+    if (k < 0) continue;
+    if (!around.empty() && around.back().face == r.face) continue;  // listed twice
+    around.push_back({r.face, uint32_t(k), g.v[k] == a, 0.0});
+  }
+  std::sort(around.begin(), around.end(),
+            [](const Around& x, const Around& y) { return x.face < y.face; });
+  around.erase(std::unique(around.begin(), around.end(),
+                           [](const Around& x, const Around& y) { return x.face == y.face; }),
+               around.end());
+  // Only the lowest face of the edge pairs it, so each edge is paired once.
+  if (around.empty() || around.front().face != f) return;
+  const Vec3d pa = at(mesh, a);
+  const Vec3d axis = normalized(sub(at(mesh, b), pa));
+  auto third = [&](const Around& s) {
+    const Face& g = mesh.faces[s.face];
+    const Vec3d d = sub(at(mesh, g.v[prevCorner(s.corner)]), pa);
+    return sub(d, scaled(axis, dot(d, axis)));
+  };
+  const Vec3d u = normalized(third(around.front()));
+  const Vec3d w = cross(axis, u);
+  for (Around& s : around) {
+    const Vec3d d = third(s);
+    double angle = std::atan2(dot(d, w), dot(d, u));
+    if (!(angle >= 0.0)) angle = angle < 0.0 ? angle + 2.0 * kPi : 0.0;  // NaN: 0
+    s.angle = &s == &around.front() ? 0.0 : angle;
+  }
+  std::stable_sort(around.begin() + 1, around.end(),
+                   [](const Around& x, const Around& y) { return x.angle < y.angle; });
+  // Looking along a -> b, a face running a -> b has its normal on the side of
+  // growing angle. The wedge from face i to face i + 1 is inside a solid when
+  // face i's normal points back (it runs b -> a) and face i + 1's forward.
+  const size_t n = around.size();
+  auto inside = [&](size_t i) { return !around[i].forward && around[(i + 1) % n].forward; };
+  size_t score[2] = {0, 0};
+  for (size_t i = 0; i + 1 < n; i += 2) score[0] += inside(i);
+  for (size_t i = 1; i + 1 < n || (n % 2 == 0 && i < n); i += 2) score[1] += inside(i);
+  const size_t offset = score[1] > score[0] ? 1 : 0;
+  for (const Around& s : around) partner[3 * size_t(s.face) + s.corner] = -1;
+  for (size_t j = 0; j + 1 < n; j += 2) {
+    const Around& x = around[(offset + j) % n];
+    const Around& y = around[(offset + j + 1) % n];
+    partner[3 * size_t(x.face) + x.corner] = int32_t(y.face);
+    partner[3 * size_t(y.face) + y.corner] = int32_t(x.face);
+  }
+}
+
+}  // namespace
+
+std::vector<int32_t> pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency) {
+  const size_t face_count = mesh.faces.size();
+  std::vector<int32_t> partner(3 * face_count, -1);
+  std::vector<Around> around;
+  for (uint32_t f = 0; f < face_count; ++f) {
+    const Face& face = mesh.faces[f];
+    if (face.removed) continue;
+    for (uint32_t c = 0; c < 3; ++c) {
+      const size_t slot = 3 * size_t(f) + c;
+      const int32_t across =
+          slot < adjacency.across.size() ? adjacency.across[slot] : CornerAdjacency::kOpen;
+      if (across >= 0) {
+        partner[slot] = mesh.faces[size_t(across)].removed ? -1 : across;
+      } else if (across == CornerAdjacency::kSeveral) {
+        pairAroundEdge(mesh, f, c, around, partner);
+      }
+    }
+  }
+  return partner;
+}
+
+}  // namespace vekmesh

@@ -1,0 +1,25 @@
+// Which face continues which across each edge, for orienting: a face's
+// partner across an edge of two live faces is the other face; at an edge of
+// more faces the faces are sorted by their angle around the edge and paired
+// with an angular neighbour, so that each pair bounds one wedge of space and
+// the pairs form separate sheets. Of the two ways to pair neighbours, the one
+// whose wedges the faces' normals call inside more often is taken (the first
+// way on a tie); with an odd count the last face is left without a partner.
+// Two solids touching along an edge thus stay two solids, and an orientation
+// walk never runs from one into the other.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "mesh/corner_adjacency.h"
+#include "mesh/tri_mesh.h"
+
+namespace vekmesh {
+
+// Index 3 f + c: the partner across the edge of corner c of face f (from v[c]
+// to v[c + 1]), or -1. `adjacency` was built with RemovedFaces::kSkip; faces
+// removed since count as gone. Removed faces get -1 everywhere.
+std::vector<int32_t> pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency);
+
+}  // namespace vekmesh

@@ -1,0 +1,53 @@
+// The tool's own repair, for files from scanners, CAD exports and model
+// sites: every step relative to the model's size and decided by geometry.
+// The exports keep the described pipeline (repair_pipeline.h); this one is
+// for people who want the best model out. Log name: "thorough repair".
+// Steps, in order:
+//  1. weldWithinTolerance (tolerance_weld.h) and compaction: cracks closed,
+//     nothing else moved, faces that collapse at load or here dropped;
+//  2. removeCoincidentFaces (coincident_faces.h): opposite pairs cancel,
+//     duplicates go;
+//  3. pairSheets (sheet_pairing.h) and makeWindingConsistent
+//     (geometric_orientation.h): edges of more than two faces split into
+//     sheets, windings made consistent across two-face edges only;
+//  4. fillHoles (hole_filling.h) with patches of at most one new point per
+//     rim vertex, so a patch stays proportional to its rim;
+//  5. compaction, components again, orientOutwards: closed shells turned by
+//     their volume and nesting (cavities inwards), open ones by their volume
+//     about their centroid, closed shells of no volume removed (a lone
+//     triangle or a flat sheet closed by step 4 ends here);
+//  6. compaction and shells, the adjacency handed back.
+// Every face that stays keeps its position bit for bit: nothing is snapped.
+#pragma once
+
+#include <cstddef>
+
+#include "mesh/corner_adjacency.h"
+#include "mesh/run_context.h"
+#include "mesh/tri_mesh.h"
+#include "repair/coincident_faces.h"
+#include "repair/geometric_orientation.h"
+#include "repair/hole_filling.h"
+#include "repair/tolerance_weld.h"
+
+namespace vekmesh {
+
+// New patch points allowed per rim vertex.
+constexpr double kThoroughPatchPointsPerRimVertex = 1.0;
+
+struct ThoroughRepairReport {
+  size_t faces_in = 0;
+  size_t faces_out = 0;
+  ToleranceWeldReport weld;
+  size_t collapsed_faces = 0;  // dropped by the weld's compaction
+  CoincidentFacesReport coincident;
+  ConsistencyReport consistency;
+  HoleFillingReport holes;
+  OutwardReport outward;
+  // The corner adjacency of the finished mesh (whose shells came from it).
+  CornerAdjacency adjacency;
+};
+
+ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run = {});
+
+}  // namespace vekmesh

@@ -1,0 +1,216 @@
+// The tool's thorough repair on the faults real files bring: shells the
+// topmost-vertex test calls inside out, edges of more than two faces, parts
+// too small for an absolute grid, zero-volume parts, cavities, cracks.
+#include "repair/thorough_repair.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "mesh/mesh_utils.h"
+#include "mesh_builders.h"
+#include "mesh_checks.h"
+#include "repair/flaw_detection.h"
+#include "repair/shell_orientation.h"
+
+namespace vekmesh {
+namespace {
+
+using test::Point;
+using test::Soup;
+
+// Signed volume of the live faces about the origin, in double precision.
+double signedVolume(const SubMesh& mesh) {
+  double sum = 0.0;
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    double p[3][3];
+    for (int c = 0; c < 3; ++c)
+      for (int a = 0; a < 3; ++a) p[c][a] = mesh.vertices[f.v[c]].position[a];
+    sum += p[0][0] * (p[1][1] * p[2][2] - p[1][2] * p[2][1]) -
+           p[0][1] * (p[1][0] * p[2][2] - p[1][2] * p[2][0]) +
+           p[0][2] * (p[1][0] * p[2][1] - p[1][1] * p[2][0]);
+  }
+  return sum / 6.0;
+}
+
+// The live faces' corners in face order: what a soup writer would write.
+std::vector<float> liveCorners(const SubMesh& mesh) {
+  std::vector<float> out;
+  for (const Face& f : mesh.faces)
+    if (!f.removed)
+      for (int c = 0; c < 3; ++c) {
+        const auto& p = mesh.vertices[f.v[c]].position;
+        out.insert(out.end(), p.begin(), p.end());
+      }
+  return out;
+}
+
+TriMesh repaired(const Soup& soup, ThoroughRepairReport* report = nullptr) {
+  TriMesh mesh = test::buildMesh(soup);
+  ThoroughRepairReport r = thoroughRepair(mesh);
+  if (report) *report = std::move(r);
+  return mesh;
+}
+
+// A peg whose top overhangs: a square frustum 1 wide at z = 0 and 3 wide at
+// z = 0.5, so the faces around each top corner point steeply down.
+Soup overhangingPeg() {
+  const std::vector<Point> points = {{1, 1, 0},    {2, 1, 0},    {2, 2, 0},    {1, 2, 0},
+                                     {0, 0, 0.5f}, {3, 0, 0.5f}, {3, 3, 0.5f}, {0, 3, 0.5f}};
+  return test::soupFromIndexed(points, {{0, 2, 1},
+                                        {0, 3, 2},
+                                        {4, 5, 6},
+                                        {4, 6, 7},
+                                        {0, 1, 5},
+                                        {0, 5, 4},
+                                        {1, 2, 6},
+                                        {1, 6, 5},
+                                        {2, 3, 7},
+                                        {2, 7, 6},
+                                        {3, 0, 4},
+                                        {3, 4, 7}});
+}
+
+TEST(ThoroughRepair, KeepsAnOverhangingPegOutwardWhereTheTopVertexTestFails) {
+  TriMesh peg = test::buildMesh(overhangingPeg());
+  const double volume = signedVolume(peg);
+  ASSERT_GT(volume, 0.0);
+  // The premise: the topmost-vertex test calls this correct shell inside out.
+  buildShells(peg);
+  const int32_t top = shellTopVertex(peg, peg.shells[0], true);
+  ASSERT_LT(upwardNormalSum(peg, top, true), kInsideOutThreshold);
+
+  ThoroughRepairReport report;
+  const TriMesh out = repaired(overhangingPeg(), &report);
+  EXPECT_DOUBLE_EQ(signedVolume(out), volume);
+  EXPECT_EQ(report.consistency.faces_turned, 0u);
+  EXPECT_EQ(report.outward.components_turned, 0u);
+  EXPECT_EQ(liveCorners(out), overhangingPeg().corners);
+}
+
+TEST(ThoroughRepair, TurnsInsideOutShellsAndLeavesCavitiesInward) {
+  // A flipped cube turns outwards.
+  const TriMesh flipped = repaired(test::cubeSoup(1.0f, test::Winding::kInward));
+  EXPECT_NEAR(signedVolume(flipped), 1.0, 1e-9);
+  EXPECT_TRUE(test::edgeCensus(flipped).closedManifoldOriented());
+
+  // A box with a cube inside: the box faces outwards whichever way it came;
+  // an inward inner cube is a cavity and stays so, an outward one is taken as
+  // a part set into the box and stays so too.
+  for (const test::Winding outer : {test::Winding::kOutward, test::Winding::kInward})
+    for (const test::Winding inner : {test::Winding::kOutward, test::Winding::kInward}) {
+      const Soup soup = test::concatenate(test::cubeSoup(3.0f, outer),
+                                          test::cubeSoup(1.0f, inner, Point{1, 1, 1}));
+      ThoroughRepairReport report;
+      const TriMesh out = repaired(soup, &report);
+      const bool cavity = inner == test::Winding::kInward;
+      EXPECT_NEAR(signedVolume(out), cavity ? 26.0 : 28.0, 1e-6);
+      EXPECT_EQ(report.outward.cavities, cavity ? 1u : 0u);
+    }
+}
+
+TEST(ThoroughRepair, OrientsAcrossTwoFaceEdgesOnlyWhereMoreFacesMeet) {
+  // Two cubes sharing an edge, the second wound inwards: the walk must not
+  // run from one into the other through the shared edge.
+  Soup cubes = test::concatenate(test::cubeSoup(1.0f),
+                                 test::cubeSoup(1.0f, test::Winding::kInward, Point{1, 1, 0}));
+  const TriMesh out = repaired(cubes);
+  EXPECT_NEAR(signedVolume(out), 2.0, 1e-6);
+  const test::EdgeCensus census = test::edgeCensus(out);
+  EXPECT_EQ(census.misoriented, 0u);
+  EXPECT_EQ(census.boundary, 0u);
+
+  // Three sheets on one edge, wound every which way: no edge ends up run
+  // twice the same way.
+  Soup sheets;
+  const Point a{0, 0, 0}, b{0, 0, 1};
+  const Point far[3] = {{1, 0, 0}, {-0.5f, 0.8f, 0}, {-0.5f, -0.8f, 0}};
+  for (int k = 0; k < 3; ++k) {
+    const Point c{far[k][0], far[k][1], 0}, d{far[k][0], far[k][1], 1};
+    if (k == 1) {
+      sheets.addTriangle(a, c, b);
+      sheets.addTriangle(b, c, d);
+    } else {
+      sheets.addTriangle(a, b, c);
+      sheets.addTriangle(b, d, c);
+    }
+  }
+  const TriMesh fanned = repaired(sheets);
+  EXPECT_EQ(test::edgeCensus(fanned).misoriented, 0u);
+}
+
+TEST(ThoroughRepair, LeavesASmallCleanPartExactlyAsItWas) {
+  // 0.066 units across: an absolute 1/5000 grid would merge half its vertices.
+  Soup sphere = test::uvSphereSoup(0.033f, 48, 24);
+  const TriMesh out = repaired(sphere);
+  const std::vector<float> corners = liveCorners(out);
+  ASSERT_EQ(corners.size(), sphere.corners.size());
+  EXPECT_EQ(std::memcmp(corners.data(), sphere.corners.data(), corners.size() * sizeof(float)), 0);
+}
+
+TEST(ThoroughRepair, RemovesAndCountsPartsThatEncloseNothing) {
+  // A cube, a lone triangle far away and a double-sided square sheet.
+  Soup soup = test::cubeSoup(1.0f);
+  soup.addTriangle({5, 0, 0}, {6, 0, 0}, {5, 1, 0.5f});
+  const Point p[4] = {{0, 5, 0}, {1, 5, 0}, {1, 6, 0}, {0, 6, 0}};
+  soup.addTriangle(p[0], p[1], p[2]);
+  soup.addTriangle(p[0], p[2], p[3]);
+  soup.addTriangle(p[0], p[2], p[1]);
+  soup.addTriangle(p[0], p[3], p[2]);
+  ThoroughRepairReport report;
+  const TriMesh out = repaired(soup, &report);
+  EXPECT_EQ(report.coincident.opposite_pairs_removed, 2u);
+  EXPECT_EQ(report.outward.zero_volume_removed, 1u);  // the triangle, closed by its patch
+  EXPECT_EQ(out.shells.size(), 1u);
+  EXPECT_NEAR(signedVolume(out), 1.0, 1e-9);
+  EXPECT_TRUE(test::edgeCensus(out).closedManifoldOriented());
+}
+
+TEST(ThoroughRepair, WeldsCracksAndFillsHolesWithPatchesOfTheRimsSize) {
+  // A sphere whose upper half does not meet the lower exactly (the upper
+  // faces' equator corners are one float step off, far below the tolerance),
+  // with a hole at the south pole.
+  const Soup sphere = test::uvSphereSoup(10.0f, 64, 32);
+  Soup holed;
+  for (uint32_t t = 0; t < sphere.triangleCount(); ++t) {
+    Point corner[3] = {sphere.corner(t, 0), sphere.corner(t, 1), sphere.corner(t, 2)};
+    bool upper = false, south = false;
+    for (const Point& p : corner) {
+      upper = upper || p[2] > 0.5f;
+      south = south || p[2] < -9.9f;
+    }
+    if (south) continue;
+    if (upper)
+      for (Point& p : corner)
+        if (std::fabs(p[2]) < 1e-3f) p[0] = std::nextafter(p[0], 1e9f);
+    holed.addTriangle(corner[0], corner[1], corner[2]);
+  }
+  ThoroughRepairReport report;
+  const TriMesh out = repaired(holed, &report);
+  EXPECT_GT(report.weld.vertices_moved, 0u);
+  EXPECT_EQ(report.holes.loops_closed, 1u);
+  EXPECT_TRUE(test::edgeCensus(out).closedManifoldOriented());
+  const double ball = 4.0 / 3.0 * 3.14159265358979 * 1000.0;
+  EXPECT_NEAR(signedVolume(out), ball, 0.02 * ball);
+
+  // A wide open border gets a patch in proportion to it.
+  Soup sheet;
+  for (int i = 0; i < 100; ++i)
+    for (int j = 0; j < 100; ++j) {
+      const float x = float(i), y = float(j);
+      auto h = [](float u, float v) { return 0.3f * std::sin(0.2f * u) * std::cos(0.3f * v); };
+      const Point p00{x, y, h(x, y)}, p10{x + 1, y, h(x + 1, y)}, p01{x, y + 1, h(x, y + 1)},
+          p11{x + 1, y + 1, h(x + 1, y + 1)};
+      sheet.addTriangle(p00, p10, p11);
+      sheet.addTriangle(p00, p11, p01);
+    }
+  ThoroughRepairReport sheet_report;
+  repaired(sheet, &sheet_report);
+  EXPECT_LE(sheet_report.holes.faces_added, 3u * 400u);
+}
+
+}  // namespace
+}  // namespace vekmesh
