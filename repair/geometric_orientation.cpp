@@ -58,54 +58,33 @@ double solidAngle(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
 
 }  // namespace
 
-OrientationComponents orientationComponents(const SubMesh& mesh,
-                                            const std::vector<int32_t>& partner) {
+OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_t>& partner,
+                                         ConsistencyReport& report) {
   OrientationComponents out;
   const size_t face_count = mesh.faces.size();
-  FaceBits visited(face_count);
+  out.component_of.assign(face_count, -1);
+  // 0: not reached yet, 1: keeps its winding, 2: to be turned.
+  std::vector<uint8_t> state(face_count, 0);
+  FaceBits turned(face_count);
   std::vector<int32_t> queue;
+  size_t conflicts = 0;
   for (size_t seed = 0; seed < face_count; ++seed) {
-    if (mesh.faces[seed].removed || visited.test(seed)) continue;
+    if (mesh.faces[seed].removed || state[seed] != 0) continue;
+    const int32_t component = static_cast<int32_t>(out.faces.size());
     queue.assign(1, int32_t(seed));
-    visited.set(seed);
+    state[seed] = 1;
+    size_t turns = 0;
     bool closed = true;
     for (size_t head = 0; head < queue.size(); ++head) {
       const size_t f = size_t(queue[head]);
-      for (size_t c = 0; c < 3; ++c) {
+      out.component_of[f] = component;
+      const bool f_turns = state[f] == 2;
+      for (uint32_t c = 0; c < 3; ++c) {
         const int32_t g = partner[3 * f + c];
         if (g < 0) {
           closed = false;
           continue;
         }
-        if (visited.test(size_t(g))) continue;
-        visited.set(size_t(g));
-        queue.push_back(g);
-      }
-    }
-    out.faces.push_back(queue);
-    out.closed.push_back(closed ? 1 : 0);
-  }
-  return out;
-}
-
-ConsistencyReport makeWindingConsistent(SubMesh& mesh, const std::vector<int32_t>& partner,
-                                        const OrientationComponents& components) {
-  ConsistencyReport report;
-  const size_t face_count = mesh.faces.size();
-  // 0: not reached yet, 1: keeps its winding, 2: to be turned.
-  std::vector<uint8_t> state(face_count, 0);
-  FaceBits turned(face_count);
-  std::vector<int32_t> queue;
-  for (const std::vector<int32_t>& component : components.faces) {
-    queue.assign(1, component.front());
-    state[size_t(component.front())] = 1;
-    size_t turns = 0;
-    for (size_t head = 0; head < queue.size(); ++head) {
-      const size_t f = size_t(queue[head]);
-      const bool f_turns = state[f] == 2;
-      for (uint32_t c = 0; c < 3; ++c) {
-        const int32_t g = partner[3 * f + c];
-        if (g < 0) continue;
         // Neighbours must run the edge oppositely once both are turned as
         // decided: g turns exactly when it runs alike and f does not, or
         // runs oppositely and f turns.
@@ -116,7 +95,7 @@ ConsistencyReport makeWindingConsistent(SubMesh& mesh, const std::vector<int32_t
           turns += g_turns;
           queue.push_back(g);
         } else if (state[size_t(g)] != wanted) {
-          ++report.conflicts;
+          ++conflicts;
         }
       }
     }
@@ -127,10 +106,12 @@ ConsistencyReport makeWindingConsistent(SubMesh& mesh, const std::vector<int32_t
         turned.set(size_t(f));
         ++report.faces_turned;
       }
+    out.faces.push_back(queue);
+    out.closed.push_back(closed ? 1 : 0);
   }
-  report.conflicts /= 2;  // each disagreement is met from both faces
+  report.conflicts += conflicts / 2;  // each disagreement is met from both faces
   if (report.faces_turned > 0) applyTurns(mesh, turned);
-  return report;
+  return out;
 }
 
 OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& components,
@@ -140,36 +121,42 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
   std::vector<double> volume(count, 0.0), area(count, 0.0);
   std::vector<Box> boxes(count);
   std::vector<Vec3d> probe(count, Vec3d{0.0, 0.0, 0.0});
-  for (size_t k = 0; k < count; ++k) {
-    Box& box = boxes[k];
-    // Measured about the component's area centroid: it keeps the terms small,
-    // and it lies in the plane of a flat sheet, whose volume then comes out
-    // zero, and inside a bowl, whose volume then has the sign of its opening.
-    Vec3d centroid = {0.0, 0.0, 0.0};
-    double largest = -1.0;
-    for (const int32_t f : components.faces[k]) {
-      const Face& face = mesh.faces[size_t(f)];
-      const Vec3d a = at(mesh, face.v[0]), b = at(mesh, face.v[1]), c = at(mesh, face.v[2]);
-      box.widen(a);
-      box.widen(b);
-      box.widen(c);
-      const double face_area = 0.5 * length(cross(sub(b, a), sub(c, a)));
-      const Vec3d middle = scaled(add(add(a, b), c), 1.0 / 3.0);
-      centroid = add(centroid, scaled(middle, face_area));
-      area[k] += face_area;
-      if (face_area > largest) {
-        largest = face_area;
-        probe[k] = middle;
-      }
+  // Sums in face order (the walks' order would read the mesh at random).
+  // Volumes are measured about each component's area centroid: it keeps the
+  // terms small, and it lies in the plane of a flat sheet, whose volume then
+  // comes out zero, and inside a bowl, whose volume then has the sign of its
+  // opening.
+  std::vector<Vec3d> centroid(count, Vec3d{0.0, 0.0, 0.0});
+  std::vector<double> largest(count, -1.0);
+  const size_t face_count = mesh.faces.size();
+  for (size_t f = 0; f < face_count; ++f) {
+    const int32_t k = components.component_of[f];
+    if (k < 0) continue;
+    const Face& face = mesh.faces[f];
+    const Vec3d a = at(mesh, face.v[0]), b = at(mesh, face.v[1]), c = at(mesh, face.v[2]);
+    boxes[size_t(k)].widen(a);
+    boxes[size_t(k)].widen(b);
+    boxes[size_t(k)].widen(c);
+    const double face_area = 0.5 * length(cross(sub(b, a), sub(c, a)));
+    const Vec3d middle = scaled(add(add(a, b), c), 1.0 / 3.0);
+    centroid[size_t(k)] = add(centroid[size_t(k)], scaled(middle, face_area));
+    area[size_t(k)] += face_area;
+    if (face_area > largest[size_t(k)]) {
+      largest[size_t(k)] = face_area;
+      probe[size_t(k)] = middle;
     }
-    centroid = area[k] > 0.0 ? scaled(centroid, 1.0 / area[k]) : scaled(add(box.lo, box.hi), 0.5);
-    for (const int32_t f : components.faces[k]) {
-      const Face& face = mesh.faces[size_t(f)];
-      const Vec3d a = sub(at(mesh, face.v[0]), centroid);
-      const Vec3d b = sub(at(mesh, face.v[1]), centroid);
-      const Vec3d c = sub(at(mesh, face.v[2]), centroid);
-      volume[k] += dot(a, cross(b, c)) / 6.0;
-    }
+  }
+  for (size_t k = 0; k < count; ++k)
+    centroid[k] = area[k] > 0.0 ? scaled(centroid[k], 1.0 / area[k])
+                                : scaled(add(boxes[k].lo, boxes[k].hi), 0.5);
+  for (size_t f = 0; f < face_count; ++f) {
+    const int32_t k = components.component_of[f];
+    if (k < 0) continue;
+    const Face& face = mesh.faces[f];
+    const Vec3d& o = centroid[size_t(k)];
+    const Vec3d a = sub(at(mesh, face.v[0]), o), b = sub(at(mesh, face.v[1]), o),
+                c = sub(at(mesh, face.v[2]), o);
+    volume[size_t(k)] += dot(a, cross(b, c)) / 6.0;
   }
 
   FaceBits turned(mesh.faces.size());

@@ -1,22 +1,23 @@
-// Orientation by geometry rather than by one vertex. Two passes:
-//  - consistency: the faces linked by sheet partners (sheet_pairing.h) form
-//    components; a breadth-first walk from each component's lowest face makes
-//    neighbours run their shared edge in opposite directions, and of the two
-//    consistent windings the one that turns fewer faces is kept, so a shell
-//    that is already consistent is never touched;
-//  - outwards: each closed component's signed volume is measured, and its
-//    nesting depth is the number of other closed components whose
-//    generalised winding number (Jacobson et al. 2013) at a point of it is at
-//    least one half in magnitude. A component at even depth (inside nothing,
-//    or an island in a cavity) that encloses negative volume is turned; one
-//    at odd depth that does is a cavity and stays inward. A component that
-//    encloses positive volume is never turned: at odd depth it may as well be
-//    a part set into another (an insert, a magnet) as a cavity wound the
-//    wrong way, and the file's own winding is the better guess. An open component is
-//    measured about its own area centroid: when that volume is clearly not
-//    zero (more than the weld tolerance times its area), it is turned to make
-//    it positive, as a bowl or a shell with holes opens outwards; a flat or
-//    saddle-like sheet keeps the winding the first pass gave it.
+// Orientation by geometry rather than by one vertex. Two steps:
+//  - consistency (orientConsistently): the faces linked by sheet partners
+//    (sheet_pairing.h) form components; a breadth-first walk from each
+//    component's lowest face makes neighbours run their shared edge in
+//    opposite directions, and of the two consistent windings the one that
+//    turns fewer faces is kept, so a shell already consistent is untouched;
+//  - outwards (orientOutwards): each closed component's signed volume is
+//    measured, and its nesting depth is the number of other closed
+//    components whose generalised winding number (Jacobson et al. 2013) at a
+//    point of it is at least one half in magnitude. A component at even
+//    depth (inside nothing, or an island in a cavity) that encloses negative
+//    volume is turned; one at odd depth that does is a cavity and stays
+//    inward. A component that encloses positive volume is never turned: at
+//    odd depth it may as well be a part set into another (an insert, a
+//    magnet) as a cavity wound the wrong way, and the file's own winding is
+//    the better guess. An open component is measured about its own area
+//    centroid: when that volume is clearly not zero (more than the weld
+//    tolerance times its area), it is turned to make it positive, as a bowl
+//    or a shell with holes opens outwards; a flat or saddle-like sheet keeps
+//    the winding the first step gave it.
 #pragma once
 
 #include <cstddef>
@@ -31,21 +32,20 @@ namespace vekmesh {
 struct OrientationComponents {
   std::vector<std::vector<int32_t>> faces;  // per component, breadth-first from its lowest face
   std::vector<uint8_t> closed;              // every corner of its faces has a partner
+  std::vector<int32_t> component_of;        // per face; -1 for removed faces
 };
-
-// The components of the live faces under `partner` (one entry per corner).
-OrientationComponents orientationComponents(const SubMesh& mesh,
-                                            const std::vector<int32_t>& partner);
 
 struct ConsistencyReport {
   size_t faces_turned = 0;
   size_t conflicts = 0;  // partners left running an edge the same way (one-sided surfaces)
 };
 
-// Turns faces so that partners run their shared edges in opposite directions.
-// Incidence lists are kept current; an adjacency built before is not.
-ConsistencyReport makeWindingConsistent(SubMesh& mesh, const std::vector<int32_t>& partner,
-                                        const OrientationComponents& components);
+// The components of the live faces under `partner` (one entry per corner),
+// found by the same walks that make them consistent: faces are turned so
+// that partners run their shared edges in opposite directions. Incidence
+// lists are kept current; an adjacency built before is not.
+OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_t>& partner,
+                                         ConsistencyReport& report);
 
 struct OutwardReport {
   size_t components_turned = 0;

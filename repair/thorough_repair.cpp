@@ -1,5 +1,5 @@
 // The thorough repair's steps in order, each rebuilding the topology it
-// reads only when the step before changed the faces.
+// reads only when the step before changed the faces it reads.
 #include "repair/thorough_repair.h"
 
 #include "mesh/mesh_utils.h"
@@ -14,41 +14,56 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   report.faces_in = liveFaceCount(mesh);
   log.parameter("faces in", report.faces_in);
 
-  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  // Faces removed before, or collapsed by the weld, go in one compaction.
+  const bool removed_before = report.faces_in != mesh.faces.size();
+  if (removed_before) compactMesh(mesh);
+  CornerAdjacency adjacency =
+      buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
   report.weld = weldWithinTolerance(mesh, adjacency);
-  // Compaction drops the faces the weld collapses (and any removed before).
-  const size_t before_weld = liveFaceCount(mesh);
-  adjacency = CornerAdjacency{};
-  compactMesh(mesh);
-  report.collapsed_faces = before_weld - mesh.faces.size();
-
-  adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
-  report.coincident = removeCoincidentFaces(mesh, adjacency);
-  {
-    const std::vector<int32_t> partner = pairSheets(mesh, adjacency);
-    const OrientationComponents components = orientationComponents(mesh, partner);
-    report.consistency = makeWindingConsistent(mesh, partner, components);
+  if (report.weld.vertices_moved > 0) {
+    const size_t before = mesh.faces.size();
+    adjacency = CornerAdjacency{};
+    compactMesh(mesh);
+    report.collapsed_faces = before - mesh.faces.size();
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
   }
+
+  report.coincident = removeCoincidentFaces(mesh, adjacency);
+  orientConsistently(mesh, pairSheets(mesh, adjacency), report.consistency);
   // Hole filling reads open edges from an adjacency of the windings as they
-  // are now.
+  // are now (faces removed since it was built no longer count).
   if (report.consistency.faces_turned > 0)
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex});
-  adjacency = CornerAdjacency{};
-  compactMesh(mesh);
 
-  adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
-  {
-    const std::vector<int32_t> partner = pairSheets(mesh, adjacency);
-    const OrientationComponents components = orientationComponents(mesh, partner);
-    // Patches follow their rims, so this finds nothing to turn but what a
-    // one-sided surface leaves; it is cheap and keeps the guarantee simple.
-    const ConsistencyReport again = makeWindingConsistent(mesh, partner, components);
-    report.consistency.faces_turned += again.faces_turned;
-    report.outward = orientOutwards(mesh, components, report.weld.tolerance);
+  // Patches follow their rims, so the second walk turns nothing but what a
+  // one-sided surface leaves; it finds the components the signs are for.
+  const bool changed = report.holes.faces_added > 0 ||
+                       report.coincident.opposite_pairs_removed > 0 ||
+                       report.coincident.duplicates_removed > 0;
+  if (changed) {
+    adjacency = CornerAdjacency{};
+    compactMesh(mesh);
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   }
-  adjacency = CornerAdjacency{};
-  report.adjacency = rebuildTopologyWithAdjacency(mesh);
+  {
+    ConsistencyReport again;
+    const OrientationComponents components =
+        orientConsistently(mesh, pairSheets(mesh, adjacency), again);
+    report.consistency.faces_turned += again.faces_turned;
+    report.consistency.conflicts = again.conflicts;
+    report.outward = orientOutwards(mesh, components, report.weld.tolerance);
+    if (again.faces_turned > 0 || report.outward.components_turned > 0)
+      adjacency = CornerAdjacency{};  // stale: rebuilt below
+  }
+  if (report.outward.zero_volume_removed > 0) {
+    adjacency = CornerAdjacency{};
+    compactMesh(mesh);
+  }
+  if (adjacency.across.size() != 3 * mesh.faces.size())
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  buildShells(mesh, adjacency);
+  report.adjacency = std::move(adjacency);
   report.faces_out = liveFaceCount(mesh);
 
   log.parameter("tolerance", report.weld.tolerance);

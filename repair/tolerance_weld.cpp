@@ -60,25 +60,27 @@ bool shareLiveFace(const SubMesh& mesh, int32_t a, int32_t b) {
 ToleranceWeldReport weldWithinTolerance(SubMesh& mesh, const CornerAdjacency& adjacency) {
   ToleranceWeldReport report;
   const size_t vertex_count = mesh.vertices.size();
+  // The box of the vertices, read in order (a compacted mesh has no vertex
+  // that no face uses).
   Vec3d lo = {INFINITY, INFINITY, INFINITY}, hi = {-INFINITY, -INFINITY, -INFINITY};
+  for (size_t v = 0; v < vertex_count; ++v) {
+    const Vec3d p = positionOf(mesh, int32_t(v));
+    for (int a = 0; a < 3; ++a) {
+      lo[a] = std::min(lo[a], p[a]);
+      hi[a] = std::max(hi[a], p[a]);
+    }
+  }
   std::vector<uint8_t> candidate(vertex_count, 0);
   bool any = false;
-  for (size_t f = 0; f < mesh.faces.size(); ++f) {
-    const Face& face = mesh.faces[f];
+  const size_t slots = std::min(adjacency.across.size(), 3 * mesh.faces.size());
+  for (size_t slot = 0; slot < slots; ++slot) {
+    if (adjacency.across[slot] != CornerAdjacency::kOpen) continue;
+    const Face& face = mesh.faces[slot / 3];
     if (face.removed) continue;
-    for (int c = 0; c < 3; ++c) {
-      const Vec3d p = positionOf(mesh, face.v[c]);
-      for (int a = 0; a < 3; ++a) {
-        lo[a] = std::min(lo[a], p[a]);
-        hi[a] = std::max(hi[a], p[a]);
-      }
-      if (3 * f + c < adjacency.across.size() &&
-          adjacency.across[3 * f + c] == CornerAdjacency::kOpen) {
-        candidate[size_t(face.v[c])] = 1;
-        candidate[size_t(face.v[nextCorner(c)])] = 1;
-        any = true;
-      }
-    }
+    const uint32_t c = uint32_t(slot % 3);
+    candidate[size_t(face.v[c])] = 1;
+    candidate[size_t(face.v[nextCorner(c)])] = 1;
+    any = true;
   }
   const double diagonal = length(sub(hi, lo));
   if (!std::isfinite(diagonal) || !(diagonal > 0.0)) return report;

@@ -1,7 +1,7 @@
 // Welding relative to the model's size: closing the cracks between faces that
 // were meant to meet but whose corners differ in the last bits. Method: the
 // vertices on open edges are hashed into a grid of cells one tolerance wide;
-// pairs closer than the tolerance (1e-6 of the diagonal of the live faces'
+// pairs closer than the tolerance (1e-6 of the diagonal of the vertices'
 // box) that share no face are joined with a union-find, and each cluster
 // takes the position of its lowest-numbered vertex. Nothing else moves, so a
 // closed model keeps its coordinates bit for bit; vertices of one face are
@@ -16,7 +16,7 @@
 
 namespace vekmesh {
 
-// The tolerance as a share of the diagonal of the live faces' bounding box.
+// The tolerance as a share of the diagonal of the vertices' bounding box.
 constexpr double kRelativeWeldTolerance = 1e-6;
 
 struct ToleranceWeldReport {
