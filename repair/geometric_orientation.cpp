@@ -24,13 +24,6 @@ Vec3d at(const SubMesh& mesh, int32_t v) {
   return {p[0], p[1], p[2]};
 }
 
-// Whether face g runs the edge of corner c of face f in the same direction.
-bool runsAlike(const Face& f, uint32_t c, const Face& g) {
-  for (int k = 0; k < 3; ++k)
-    if (g.v[k] == f.v[c]) return g.v[nextCorner(k)] == f.v[nextCorner(c)];
-  return false;
-}
-
 struct Box {
   Vec3d lo{INFINITY, INFINITY, INFINITY};
   Vec3d hi{-INFINITY, -INFINITY, -INFINITY};
@@ -58,7 +51,7 @@ double solidAngle(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
 
 }  // namespace
 
-OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_t>& partner,
+OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
                                          ConsistencyReport& report) {
   OrientationComponents out;
   const size_t face_count = mesh.faces.size();
@@ -80,7 +73,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_
       out.component_of[f] = component;
       const bool f_turns = state[f] == 2;
       for (uint32_t c = 0; c < 3; ++c) {
-        const int32_t g = partner[3 * f + c];
+        const int32_t g = partners.partner[3 * f + c];
         if (g < 0) {
           closed = false;
           continue;
@@ -88,7 +81,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_
         // Neighbours must run the edge oppositely once both are turned as
         // decided: g turns exactly when it runs alike and f does not, or
         // runs oppositely and f turns.
-        const bool g_turns = f_turns != runsAlike(mesh.faces[f], c, mesh.faces[size_t(g)]);
+        const bool g_turns = f_turns != (partners.alike[3 * f + c] != 0);
         const uint8_t wanted = g_turns ? 2 : 1;
         if (state[size_t(g)] == 0) {
           state[size_t(g)] = wanted;

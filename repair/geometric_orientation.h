@@ -26,6 +26,7 @@
 
 #include "mesh/face_bits.h"
 #include "mesh/tri_mesh.h"
+#include "repair/sheet_pairing.h"
 
 namespace vekmesh {
 
@@ -40,11 +41,11 @@ struct ConsistencyReport {
   size_t conflicts = 0;  // partners left running an edge the same way (one-sided surfaces)
 };
 
-// The components of the live faces under `partner` (one entry per corner),
+// The components of the live faces under the sheet partners,
 // found by the same walks that make them consistent: faces are turned so
 // that partners run their shared edges in opposite directions. Incidence
 // lists are kept current; an adjacency built before is not.
-OrientationComponents orientConsistently(SubMesh& mesh, const std::vector<int32_t>& partner,
+OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
                                          ConsistencyReport& report);
 
 struct OutwardReport {

@@ -39,7 +39,7 @@ int edgeCorner(const Face& g, int32_t a, int32_t b) {
 // Pairs the live faces around the edge of corner c of face f, writing
 // `partner` for each of them.
 void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Around>& around,
-                    std::vector<int32_t>& partner) {
+                    SheetPartners& out) {
   const Face& face = mesh.faces[f];
   const int32_t a = face.v[c], b = face.v[nextCorner(c)];
   around.clear();
@@ -84,20 +84,24 @@ void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Aro
   for (size_t i = 0; i + 1 < n; i += 2) score[0] += inside(i);
   for (size_t i = 1; i + 1 < n || (n % 2 == 0 && i < n); i += 2) score[1] += inside(i);
   const size_t offset = score[1] > score[0] ? 1 : 0;
-  for (const Around& s : around) partner[3 * size_t(s.face) + s.corner] = -1;
+  for (const Around& s : around) out.partner[3 * size_t(s.face) + s.corner] = -1;
   for (size_t j = 0; j + 1 < n; j += 2) {
     const Around& x = around[(offset + j) % n];
     const Around& y = around[(offset + j + 1) % n];
-    partner[3 * size_t(x.face) + x.corner] = int32_t(y.face);
-    partner[3 * size_t(y.face) + y.corner] = int32_t(x.face);
+    const size_t xs = 3 * size_t(x.face) + x.corner, ys = 3 * size_t(y.face) + y.corner;
+    out.partner[xs] = int32_t(y.face);
+    out.partner[ys] = int32_t(x.face);
+    out.alike[xs] = out.alike[ys] = x.forward == y.forward ? 1 : 0;
   }
 }
 
 }  // namespace
 
-std::vector<int32_t> pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency) {
+SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency) {
   const size_t face_count = mesh.faces.size();
-  std::vector<int32_t> partner(3 * face_count, -1);
+  SheetPartners out;
+  out.partner.assign(3 * face_count, -1);
+  out.alike.assign(3 * face_count, 0);
   std::vector<Around> around;
   for (uint32_t f = 0; f < face_count; ++f) {
     const Face& face = mesh.faces[f];
@@ -107,13 +111,15 @@ std::vector<int32_t> pairSheets(const SubMesh& mesh, const CornerAdjacency& adja
       const int32_t across =
           slot < adjacency.across.size() ? adjacency.across[slot] : CornerAdjacency::kOpen;
       if (across >= 0) {
-        partner[slot] = mesh.faces[size_t(across)].removed ? -1 : across;
+        if (mesh.faces[size_t(across)].removed) continue;
+        out.partner[slot] = across;
+        out.alike[slot] = adjacency.same_direction[slot];
       } else if (across == CornerAdjacency::kSeveral) {
-        pairAroundEdge(mesh, f, c, around, partner);
+        pairAroundEdge(mesh, f, c, around, out);
       }
     }
   }
-  return partner;
+  return out;
 }
 
 }  // namespace vekmesh

@@ -17,9 +17,16 @@
 
 namespace vekmesh {
 
-// Index 3 f + c: the partner across the edge of corner c of face f (from v[c]
-// to v[c + 1]), or -1. `adjacency` was built with RemovedFaces::kSkip; faces
-// removed since count as gone. Removed faces get -1 everywhere.
-std::vector<int32_t> pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency);
+struct SheetPartners {
+  // Index 3 f + c: the partner across the edge of corner c of face f (from
+  // v[c] to v[c + 1]), or -1.
+  std::vector<int32_t> partner;
+  // Index 3 f + c: 1 when that partner runs the edge the same way as f.
+  std::vector<uint8_t> alike;
+};
+
+// `adjacency` was built with RemovedFaces::kSkip; faces removed since count as
+// gone. Removed faces get -1 everywhere.
+SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency);
 
 }  // namespace vekmesh
