@@ -2,7 +2,9 @@
 // loops, build one patch per loop and append its vertices and faces.
 #include "repair/hole_filling.h"
 
+#include <algorithm>
 #include <cstring>
+#include <unordered_set>
 
 #include "repair/boundary_loops.h"
 #include "repair/hole_patch.h"
@@ -13,6 +15,38 @@ namespace {
 Vec3d positionOf(const SubMesh& mesh, int32_t v) {
   const auto& p = mesh.vertices[v].position;
   return {p[0], p[1], p[2]};
+}
+
+// Whether a live face of the mesh already uses the edge between a and b.
+bool edgeExists(const SubMesh& mesh, int32_t a, int32_t b) {
+  for (const CornerRef& r : mesh.incidentCorners[size_t(a)]) {
+    const Face& f = mesh.faces[r.face];
+    if (!f.removed && (f.v[nextCorner(r.corner)] == b || f.v[prevCorner(r.corner)] == b))
+      return true;
+  }
+  return false;
+}
+
+// Whether the patch would give an edge a third face: a chord between two rim
+// vertices that faces (or an earlier patch's chords, in `chords`) already use.
+// Records the patch's chords when it passes.
+bool keepsEdgesManifold(const SubMesh& mesh, const std::vector<int32_t>& rim_vertices,
+                        const HolePatch& patch, std::unordered_set<uint64_t>& chords) {
+  const int32_t n = static_cast<int32_t>(rim_vertices.size());
+  std::vector<uint64_t> own;
+  for (const auto& t : patch.triangles)
+    for (int c = 0; c < 3; ++c) {
+      const int32_t i = t[c], j = t[(c + 1) % 3];
+      if (i >= n || j >= n) continue;                      // a new point's edge
+      if ((i + 1) % n == j || (j + 1) % n == i) continue;  // a rim edge
+      const int32_t a = std::min(rim_vertices[i], rim_vertices[j]);
+      const int32_t b = std::max(rim_vertices[i], rim_vertices[j]);
+      const uint64_t key = (uint64_t(uint32_t(a)) << 32) | uint32_t(b);
+      if (chords.count(key) || edgeExists(mesh, a, b)) return false;
+      own.push_back(key);
+    }
+  chords.insert(own.begin(), own.end());
+  return true;
 }
 
 void appendPatch(SubMesh& mesh, const std::vector<int32_t>& rim_vertices, const HolePatch& patch,
@@ -56,6 +90,7 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency, const Pat
   std::vector<int32_t> rim_vertices;
   std::vector<std::pair<HolePatch, std::vector<int32_t>>> patches;
   std::vector<Vec3d> rim, apex;
+  std::unordered_set<uint64_t> chords;
   for (const BoundaryLoop& loop : traced.loops) {
     // The faces along the hole run vertices[i] -> vertices[i + 1]; the patch
     // takes the loop backwards so that its faces run each rim edge the other way.
@@ -74,6 +109,10 @@ HoleFillingReport fillHoles(SubMesh& mesh, CornerAdjacency& adjacency, const Pat
     }
     HolePatch patch = buildHolePatch(rim, apex, limits);
     if (patch.triangles.empty()) continue;
+    if (limits.keep_edges_manifold && !keepsEdgesManifold(mesh, rim_vertices, patch, chords)) {
+      report.open_edges_left += n;
+      continue;
+    }
     patches.push_back({std::move(patch), rim_vertices});
   }
   // Growing the face array one patch at a time would double it (and hold

@@ -48,6 +48,9 @@ constexpr double kPatchAspectRatioBound = 5.0;
 // (the spacing grows), which a long open border wants. 0: up to 250000.
 struct PatchLimits {
   double interior_points_per_rim_vertex = 0.0;
+  // Leave a hole open rather than give an edge of the mesh a third face (a
+  // patch chord between rim vertices that faces already join).
+  bool keep_edges_manifold = false;
 };
 
 HolePatch buildHolePatch(const std::vector<Vec3d>& rim, const std::vector<Vec3d>& apex,

@@ -39,7 +39,7 @@ int edgeCorner(const Face& g, int32_t a, int32_t b) {
 // Pairs the live faces around the edge of corner c of face f, writing
 // `partner` for each of them.
 void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Around>& around,
-                    SheetPartners& out) {
+                    const SheetPairs* earlier, SheetPairs* chosen, SheetPartners& out) {
   const Face& face = mesh.faces[f];
   const int32_t a = face.v[c], b = face.v[nextCorner(c)];
   around.clear();
@@ -58,6 +58,29 @@ void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Aro
                around.end());
   // Only the lowest face of the edge pairs it, so each edge is paired once.
   if (around.empty() || around.front().face != f) return;
+  const std::pair<int32_t, int32_t> edge = {std::min(a, b), std::max(a, b)};
+  for (const Around& s : around) out.partner[3 * size_t(s.face) + s.corner] = -1;
+  auto join = [&](const Around& x, const Around& y) {
+    const size_t xs = 3 * size_t(x.face) + x.corner, ys = 3 * size_t(y.face) + y.corner;
+    out.partner[xs] = int32_t(y.face);
+    out.partner[ys] = int32_t(x.face);
+    out.alike[xs] = out.alike[ys] = x.forward == y.forward ? 1 : 0;
+  };
+  if (earlier) {
+    const auto known = earlier->find(edge);
+    if (known != earlier->end()) {
+      auto find = [&](uint32_t face) -> const Around* {
+        for (const Around& s : around)
+          if (s.face == face) return &s;
+        return nullptr;
+      };
+      for (const auto& [x, y] : known->second) {
+        const Around *p = find(x), *q = find(y);
+        if (p && q) join(*p, *q);
+      }
+      return;
+    }
+  }
   const Vec3d pa = at(mesh, a);
   const Vec3d axis = normalized(sub(at(mesh, b), pa));
   auto third = [&](const Around& s) {
@@ -84,20 +107,20 @@ void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Aro
   for (size_t i = 0; i + 1 < n; i += 2) score[0] += inside(i);
   for (size_t i = 1; i + 1 < n || (n % 2 == 0 && i < n); i += 2) score[1] += inside(i);
   const size_t offset = score[1] > score[0] ? 1 : 0;
-  for (const Around& s : around) out.partner[3 * size_t(s.face) + s.corner] = -1;
+  std::vector<std::pair<uint32_t, uint32_t>> pairs;
   for (size_t j = 0; j + 1 < n; j += 2) {
     const Around& x = around[(offset + j) % n];
     const Around& y = around[(offset + j + 1) % n];
-    const size_t xs = 3 * size_t(x.face) + x.corner, ys = 3 * size_t(y.face) + y.corner;
-    out.partner[xs] = int32_t(y.face);
-    out.partner[ys] = int32_t(x.face);
-    out.alike[xs] = out.alike[ys] = x.forward == y.forward ? 1 : 0;
+    join(x, y);
+    pairs.push_back({x.face, y.face});
   }
+  if (chosen) (*chosen)[edge] = std::move(pairs);
 }
 
 }  // namespace
 
-SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency) {
+SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                         const SheetPairs* earlier, SheetPairs* chosen) {
   const size_t face_count = mesh.faces.size();
   SheetPartners out;
   out.partner.assign(3 * face_count, -1);
@@ -115,7 +138,7 @@ SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency) 
         out.partner[slot] = across;
         out.alike[slot] = adjacency.same_direction[slot];
       } else if (across == CornerAdjacency::kSeveral) {
-        pairAroundEdge(mesh, f, c, around, out);
+        pairAroundEdge(mesh, f, c, around, earlier, chosen, out);
       }
     }
   }

@@ -10,6 +10,8 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <utility>
 #include <vector>
 
 #include "mesh/corner_adjacency.h"
@@ -25,8 +27,18 @@ struct SheetPartners {
   std::vector<uint8_t> alike;
 };
 
+// The pairs chosen at edges of more than two faces, by edge (its two
+// vertices, lower first), so that a later pairing of the same faces can
+// follow the same sheets.
+using SheetPairs =
+    std::map<std::pair<int32_t, int32_t>, std::vector<std::pair<uint32_t, uint32_t>>>;
+
 // `adjacency` was built with RemovedFaces::kSkip; faces removed since count as
-// gone. Removed faces get -1 everywhere.
-SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency);
+// gone. Removed faces get -1 everywhere. With `earlier`, an edge paired there
+// keeps those pairs (a face new to the edge stays without a partner); edges
+// paired afresh are recorded in `chosen` when given. Vertex numbers must not
+// have changed in between.
+SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                         const SheetPairs* earlier = nullptr, SheetPairs* chosen = nullptr);
 
 }  // namespace vekmesh

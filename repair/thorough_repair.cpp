@@ -29,39 +29,33 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   }
 
   report.coincident = removeCoincidentFaces(mesh, adjacency);
-  orientConsistently(mesh, pairSheets(mesh, adjacency), report.consistency);
+  SheetPairs sheets;
+  orientConsistently(mesh, pairSheets(mesh, adjacency, nullptr, &sheets), report.consistency);
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).
   if (report.consistency.faces_turned > 0)
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
-  report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex});
+  report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex, true});
 
-  // Patches follow their rims, so the second walk turns nothing but what a
-  // one-sided surface leaves; it finds the components the signs are for.
-  const bool changed = report.holes.faces_added > 0 ||
-                       report.coincident.opposite_pairs_removed > 0 ||
-                       report.coincident.duplicates_removed > 0;
-  if (changed) {
+  // The components the signs are for, with the patches in: the same sheets
+  // as before at edges of several faces (pairing them afresh after the turns
+  // could join other sheets). Patches follow their rims, so this walk turns
+  // nothing but what a one-sided surface leaves.
+  if (report.holes.faces_added > 0) adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  ConsistencyReport again;
+  const OrientationComponents components =
+      orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again);
+  report.consistency.faces_turned += again.faces_turned;
+  report.consistency.conflicts = again.conflicts;
+  report.outward = orientOutwards(mesh, components, report.weld.tolerance);
+
+  // The adjacency still holds when no face was turned or removed since.
+  const bool removed = liveFaceCount(mesh) != mesh.faces.size();
+  if (removed || again.faces_turned > 0 || report.outward.components_turned > 0) {
     adjacency = CornerAdjacency{};
-    compactMesh(mesh);
+    if (removed) compactMesh(mesh);
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   }
-  {
-    ConsistencyReport again;
-    const OrientationComponents components =
-        orientConsistently(mesh, pairSheets(mesh, adjacency), again);
-    report.consistency.faces_turned += again.faces_turned;
-    report.consistency.conflicts = again.conflicts;
-    report.outward = orientOutwards(mesh, components, report.weld.tolerance);
-    if (again.faces_turned > 0 || report.outward.components_turned > 0)
-      adjacency = CornerAdjacency{};  // stale: rebuilt below
-  }
-  if (report.outward.zero_volume_removed > 0) {
-    adjacency = CornerAdjacency{};
-    compactMesh(mesh);
-  }
-  if (adjacency.across.size() != 3 * mesh.faces.size())
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   buildShells(mesh, adjacency);
   report.adjacency = std::move(adjacency);
   report.faces_out = liveFaceCount(mesh);

@@ -11,7 +11,8 @@
 //     (geometric_orientation.h): edges of more than two faces split into
 //     sheets, windings made consistent across two-face edges only;
 //  4. fillHoles (hole_filling.h) with patches of at most one new point per
-//     rim vertex, so a patch stays proportional to its rim;
+//     rim vertex, so a patch stays proportional to its rim, and none that
+//     would give an edge a third face;
 //  5. compaction, components again, orientOutwards: closed shells turned by
 //     their volume and nesting (cavities inwards), open ones by their volume
 //     about their centroid, closed shells of no volume removed (a lone
