@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "geometry/vectors.h"
+#include "mesh/mesh_utils.h"
 #include "repair/shell_orientation.h"
 
 namespace vekmesh {
@@ -15,9 +16,10 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 // Triangle evaluations of the nesting test before it gives up (and takes
-// the remaining components as nested in nothing): hostile input with
-// thousands of overlapping shells must not stall the repair.
-constexpr uint64_t kMaxWindingEvaluations = uint64_t(200) << 20;
+// the remaining components as nested in nothing), about half a second:
+// hostile input with thousands of overlapping shells must not stall the
+// repair.
+constexpr uint64_t kMaxWindingEvaluations = uint64_t(16) << 20;
 
 Vec3d at(const SubMesh& mesh, int32_t v) {
   const auto& p = mesh.vertices[size_t(v)].position;
@@ -114,42 +116,56 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
   std::vector<double> volume(count, 0.0), area(count, 0.0);
   std::vector<Box> boxes(count);
   std::vector<Vec3d> probe(count, Vec3d{0.0, 0.0, 0.0});
-  // Sums in face order (the walks' order would read the mesh at random).
-  // Volumes are measured about each component's area centroid: it keeps the
-  // terms small, and it lies in the plane of a flat sheet, whose volume then
-  // comes out zero, and inside a bowl, whose volume then has the sign of its
-  // opening.
-  std::vector<Vec3d> centroid(count, Vec3d{0.0, 0.0, 0.0});
-  std::vector<double> largest(count, -1.0);
+  // Sums in one pass in face order (the walks' order would read the mesh at
+  // random). Volumes are wanted about each component's area centroid: it
+  // keeps the terms small, and it lies in the plane of a flat sheet, whose
+  // volume then comes out zero, and inside a bowl, whose volume then has the
+  // sign of its opening. The centroid is known only at the end, but the
+  // volume about any point o is the volume about a fixed reference less
+  // o . (sum of a x b + b x c + c x a) / 6, so the pass sums those instead.
   const size_t face_count = mesh.faces.size();
+  // Each component's terms are taken about its first vertex met, which keeps
+  // them as small as the component.
+  std::vector<Vec3d> reference(count, Vec3d{0.0, 0.0, 0.0});
+  std::vector<uint8_t> seen(count, 0);
+  std::vector<Vec3d> centroid(count, Vec3d{0.0, 0.0, 0.0}), normals(count, Vec3d{0.0, 0.0, 0.0});
+  std::vector<double> largest(count, -1.0);
   for (size_t f = 0; f < face_count; ++f) {
+    prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const int32_t k = components.component_of[f];
     if (k < 0) continue;
     const Face& face = mesh.faces[f];
-    const Vec3d a = at(mesh, face.v[0]), b = at(mesh, face.v[1]), c = at(mesh, face.v[2]);
-    boxes[size_t(k)].widen(a);
-    boxes[size_t(k)].widen(b);
-    boxes[size_t(k)].widen(c);
-    const double face_area = 0.5 * length(cross(sub(b, a), sub(c, a)));
+    if (!seen[size_t(k)]) {
+      seen[size_t(k)] = 1;
+      reference[size_t(k)] = at(mesh, face.v[0]);
+    }
+    const Vec3d& r = reference[size_t(k)];
+    const Vec3d a = sub(at(mesh, face.v[0]), r), b = sub(at(mesh, face.v[1]), r),
+                c = sub(at(mesh, face.v[2]), r);
+    Box& box = boxes[size_t(k)];
+    box.widen(a);
+    box.widen(b);
+    box.widen(c);
+    const Vec3d n = add(add(cross(a, b), cross(b, c)), cross(c, a));
+    const double face_area = 0.5 * length(n);
     const Vec3d middle = scaled(add(add(a, b), c), 1.0 / 3.0);
     centroid[size_t(k)] = add(centroid[size_t(k)], scaled(middle, face_area));
+    normals[size_t(k)] = add(normals[size_t(k)], n);
+    volume[size_t(k)] += dot(a, cross(b, c));
     area[size_t(k)] += face_area;
     if (face_area > largest[size_t(k)]) {
       largest[size_t(k)] = face_area;
       probe[size_t(k)] = middle;
     }
   }
-  for (size_t k = 0; k < count; ++k)
-    centroid[k] = area[k] > 0.0 ? scaled(centroid[k], 1.0 / area[k])
-                                : scaled(add(boxes[k].lo, boxes[k].hi), 0.5);
-  for (size_t f = 0; f < face_count; ++f) {
-    const int32_t k = components.component_of[f];
-    if (k < 0) continue;
-    const Face& face = mesh.faces[f];
-    const Vec3d& o = centroid[size_t(k)];
-    const Vec3d a = sub(at(mesh, face.v[0]), o), b = sub(at(mesh, face.v[1]), o),
-                c = sub(at(mesh, face.v[2]), o);
-    volume[size_t(k)] += dot(a, cross(b, c)) / 6.0;
+  for (size_t k = 0; k < count; ++k) {
+    const Vec3d o = area[k] > 0.0 ? scaled(centroid[k], 1.0 / area[k])
+                                  : scaled(add(boxes[k].lo, boxes[k].hi), 0.5);
+    volume[k] = (volume[k] - dot(o, normals[k])) / 6.0;
+    // Boxes and probes back in model coordinates.
+    boxes[k].lo = add(boxes[k].lo, reference[k]);
+    boxes[k].hi = add(boxes[k].hi, reference[k]);
+    probe[k] = add(probe[k], reference[k]);
   }
 
   FaceBits turned(mesh.faces.size());
@@ -167,7 +183,10 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
     if (components.closed[k]) {
       size_t depth = 0;
       for (size_t j = 0; j < count; ++j) {
-        if (j == k || !components.closed[j] || !boxes[j].holds(probe[k])) continue;
+        // A shell that holds this one holds its whole box.
+        if (j == k || !components.closed[j] || !boxes[j].holds(boxes[k].lo) ||
+            !boxes[j].holds(boxes[k].hi))
+          continue;
         if (evaluations > kMaxWindingEvaluations) break;
         evaluations += components.faces[j].size();
         double sum = 0.0;

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "geometry/vectors.h"
+#include "mesh/face_bits.h"
 
 namespace vekmesh {
 namespace {
@@ -126,15 +127,19 @@ SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
   out.partner.assign(3 * face_count, -1);
   out.alike.assign(3 * face_count, 0);
   std::vector<Around> around;
+  // Which faces are gone, in a bit set the cache holds: the faces across are
+  // all over the mesh when its triangles come in no particular order.
+  FaceBits removed(face_count);
+  for (uint32_t f = 0; f < face_count; ++f)
+    if (mesh.faces[f].removed) removed.set(f);
   for (uint32_t f = 0; f < face_count; ++f) {
-    const Face& face = mesh.faces[f];
-    if (face.removed) continue;
+    if (removed.test(f)) continue;
     for (uint32_t c = 0; c < 3; ++c) {
       const size_t slot = 3 * size_t(f) + c;
       const int32_t across =
           slot < adjacency.across.size() ? adjacency.across[slot] : CornerAdjacency::kOpen;
       if (across >= 0) {
-        if (mesh.faces[size_t(across)].removed) continue;
+        if (removed.test(size_t(across))) continue;
         out.partner[slot] = across;
         out.alike[slot] = adjacency.same_direction[slot];
       } else if (across == CornerAdjacency::kSeveral) {
