@@ -34,13 +34,13 @@ VolumeSum::VolumeSum(const SubMesh& mesh) {
   reference_ = Vertex{{0.0f, 0.0f, lowest_z}, -1};
 }
 
-void VolumeSum::add(const SubMesh& mesh, const Face& f) {
+double VolumeSum::sixfoldTerm(const SubMesh& mesh, const Face& f) const {
   const Vec3d p = vertexDifference(reference_, mesh.vertices[f.v[0]]);
   const Vec3d q = vertexDifference(reference_, mesh.vertices[f.v[1]]);
   const Vec3d r = vertexDifference(reference_, mesh.vertices[f.v[2]]);
   const Vec3d pxq = {p[1] * q[2] - p[2] * q[1], p[2] * q[0] - p[0] * q[2],
                      p[0] * q[1] - p[1] * q[0]};
-  sum_ += r[0] * pxq[0] + r[1] * pxq[1] + r[2] * pxq[2];
+  return r[0] * pxq[0] + r[1] * pxq[1] + r[2] * pxq[2];
 }
 
 double VolumeSum::volume() const {

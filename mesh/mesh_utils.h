@@ -41,8 +41,11 @@ double enclosedVolume(const SubMesh& mesh);
 class VolumeSum {
  public:
   explicit VolumeSum(const SubMesh& mesh);
-  void add(const SubMesh& mesh, const Face& f);
+  void add(const SubMesh& mesh, const Face& f) { sum_ += sixfoldTerm(mesh, f); }
   double volume() const;
+  // What add() adds for `f`: six times the signed volume of the tetrahedron
+  // from the reference point to the face, for callers that sum by shell.
+  double sixfoldTerm(const SubMesh& mesh, const Face& f) const;
 
  private:
   Vertex reference_{};

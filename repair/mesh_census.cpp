@@ -1,0 +1,271 @@
+// The census in two steps: one pass over the faces in index order (cache
+// friendly, whatever the shells' order) counts edges, repeated-vertex faces,
+// volume and area per shell; then the shells are classified, and only closed
+// shells of negative volume are looked for inside the solids.
+#include "repair/mesh_census.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "mesh/face_bits.h"
+#include "mesh/mesh_utils.h"
+#include "repair/shell_nesting.h"
+
+namespace vekmesh {
+
+const char* shellKindName(ShellKind kind) {
+  switch (kind) {
+    case ShellKind::kSolid:
+      return "solid";
+    case ShellKind::kCavity:
+      return "cavity";
+    case ShellKind::kInsideOut:
+      return "inside out";
+    case ShellKind::kZeroVolume:
+      return "zero volume";
+    case ShellKind::kOpen:
+      return "open";
+  }
+  return "open";
+}
+
+namespace {
+
+bool repeatsVertex(const Face& f) {
+  return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[2] == f.v[0];
+}
+
+double triangleArea(const SubMesh& mesh, const Face& f) {
+  const Vec3d u = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[1]]);
+  const Vec3d w = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[2]]);
+  return 0.5 * length(cross(u, w));
+}
+
+// How the faces without a repeated vertex use the edge of corner c of face f
+// (itself one of them), read from the incidence list of the edge's start.
+struct EdgeUses {
+  uint32_t faces = 1;
+  bool same_direction = false;
+  bool f_is_lowest = true;  // no other user has a lower index
+};
+
+EdgeUses walkEdge(const SubMesh& mesh, const FaceBits& repeated, uint32_t f, uint32_t c) {
+  const Face& face = mesh.faces[f];
+  const int32_t x = face.v[c];
+  const int32_t y = face.v[nextCorner(c)];
+  EdgeUses uses;
+  for (const CornerRef& r : mesh.incidentCorners[x]) {
+    if (r.face == f) continue;
+    const Face& g = mesh.faces[r.face];
+    if (g.removed || repeated.test(r.face)) continue;
+    // A face without a repeated vertex runs the edge at most once, one way.
+    if (g.v[prevCorner(r.corner)] == y) {
+    } else if (g.v[nextCorner(r.corner)] == y) {
+      uses.same_direction = true;
+    } else {
+      continue;
+    }
+    ++uses.faces;
+    uses.f_is_lowest = uses.f_is_lowest && r.face > f;
+  }
+  return uses;
+}
+
+// Adds the edge of corner c of face f (which has no repeated vertex) to the
+// counts of its shell, each edge once: an edge of two faces at the lower one,
+// an edge of more at the lowest of its faces.
+void countEdge(const SubMesh& mesh, const CornerAdjacency& adjacency, const FaceBits& repeated,
+               bool any_repeated, uint32_t f, uint32_t c, ShellCensus& shell) {
+  const size_t slot = size_t(f) * 3 + c;
+  const int32_t across = adjacency.across[slot];
+  if (across == CornerAdjacency::kOpen) {
+    ++shell.open_edges;
+    return;
+  }
+  // One other listing of a face without a repeated vertex is the whole story.
+  if (across >= 0 && !(any_repeated && repeated.test(size_t(across)))) {
+    if (uint32_t(across) > f && adjacency.same_direction[slot]) ++shell.misoriented_edges;
+    return;
+  }
+  const EdgeUses uses = walkEdge(mesh, repeated, f, c);
+  if (uses.faces == 1) {
+    ++shell.open_edges;
+  } else if (uses.f_is_lowest) {
+    if (uses.faces > 2)
+      ++shell.non_manifold_edges;
+    else if (uses.same_direction)
+      ++shell.misoriented_edges;
+  }
+}
+
+struct Box {
+  std::array<float, 3> lo{INFINITY, INFINITY, INFINITY};
+  std::array<float, 3> hi{-INFINITY, -INFINITY, -INFINITY};
+  // The first vertex reaching each least and greatest coordinate.
+  std::array<int32_t, 6> extremes{-1, -1, -1, -1, -1, -1};
+
+  void add(const Vertex& v, int32_t index) {
+    for (int a = 0; a < 3; ++a) {
+      if (v.position[a] < lo[a]) lo[a] = v.position[a], extremes[a] = index;
+      if (v.position[a] > hi[a]) hi[a] = v.position[a], extremes[3 + a] = index;
+    }
+  }
+  bool strictlyHolds(const Box& inner) const {
+    for (int a = 0; a < 3; ++a)
+      if (!(lo[a] < inner.lo[a] && inner.hi[a] < hi[a])) return false;
+    return true;
+  }
+};
+
+Box shellBox(const SubMesh& mesh, const std::vector<int32_t>& shell) {
+  Box box;
+  for (const int32_t f : shell)
+    for (int c = 0; c < 3; ++c) {
+      const int32_t v = mesh.faces[size_t(f)].v[c];
+      box.add(mesh.vertices[size_t(v)], v);
+    }
+  return box;
+}
+
+// Whether every extreme vertex of `inner` lies inside the shell `outer`; adds
+// the faces tested to `work`.
+bool liesInside(const SubMesh& mesh, const Box& inner, const std::vector<int32_t>& outer,
+                uint64_t& work) {
+  for (const int32_t v : inner.extremes) {
+    if (v < 0) return false;
+    const auto& p = mesh.vertices[size_t(v)].position;
+    work += outer.size();
+    if (windingNumber(mesh, outer, {double(p[0]), double(p[1]), double(p[2])}) < 1) return false;
+  }
+  return true;
+}
+
+// Cavity or inside out, for every closed shell of negative volume.
+void judgeNegativeShells(const SubMesh& mesh, MeshCensus& census) {
+  std::vector<size_t> negative, solids;
+  for (size_t s = 0; s < census.shell_census.size(); ++s) {
+    const ShellKind kind = census.shell_census[s].kind;
+    if (kind == ShellKind::kInsideOut) negative.push_back(s);
+    if (kind == ShellKind::kSolid) solids.push_back(s);
+  }
+  if (negative.empty() || solids.empty()) return;
+  std::vector<Box> solid_boxes;
+  solid_boxes.reserve(solids.size());
+  for (const size_t s : solids) solid_boxes.push_back(shellBox(mesh, mesh.shells[s]));
+  uint64_t work = 0;
+  for (const size_t s : negative) {
+    if (work > kMaxNestingWork) {
+      census.nesting_complete = false;
+      break;
+    }
+    const Box box = shellBox(mesh, mesh.shells[s]);
+    for (size_t i = 0; i < solids.size() && work <= kMaxNestingWork; ++i) {
+      ++work;
+      if (!solid_boxes[i].strictlyHolds(box)) continue;
+      if (liesInside(mesh, box, mesh.shells[solids[i]], work)) {
+        census.shell_census[s].kind = ShellKind::kCavity;
+        break;
+      }
+    }
+  }
+}
+
+ShellKind closedShellKind(const ShellCensus& shell, double diagonal) {
+  const double tolerance = kZeroVolumeThickness * shell.area * diagonal;
+  if (std::fabs(shell.signed_volume) <= tolerance) return ShellKind::kZeroVolume;
+  // A NaN volume is no evidence of being inside out.
+  return shell.signed_volume < 0.0 ? ShellKind::kInsideOut : ShellKind::kSolid;
+}
+
+}  // namespace
+
+MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
+  MeshCensus census;
+  const size_t face_count = mesh.faces.size();
+  census.shells = mesh.shells.size();
+  census.shell_census.resize(mesh.shells.size());
+  // Shell of every face (-1: removed), so that the pass can run in face order.
+  // The usual single shell of every live face needs no map: its breadth-first
+  // order would make filling one a million scattered writes.
+  const bool one_shell = mesh.shells.size() == 1 && mesh.shells[0].size() == liveFaceCount(mesh);
+  std::vector<int32_t> shell_of(one_shell ? 0 : face_count, -1);
+  if (!one_shell)
+    for (size_t s = 0; s < mesh.shells.size(); ++s)
+      for (const int32_t f : mesh.shells[s]) shell_of[size_t(f)] = static_cast<int32_t>(s);
+  auto shellOf = [&](size_t f) { return one_shell ? 0 : shell_of[f]; };
+
+  FaceBits repeated(face_count);
+  bool any_repeated = false;
+  for (size_t f = 0; f < face_count; ++f)
+    if (!mesh.faces[f].removed && repeatsVertex(mesh.faces[f])) {
+      repeated.set(f);
+      any_repeated = true;
+    }
+
+  const VolumeSum reference(mesh);
+  double sixfold_volume = 0.0;
+  Box box;
+  for (size_t f = 0; f < face_count; ++f) {
+    const Face& face = mesh.faces[f];
+    if (face.removed) continue;
+    ++census.faces;
+    const double term = reference.sixfoldTerm(mesh, face);
+    const double area = triangleArea(mesh, face);
+    sixfold_volume += term;
+    census.area += area;
+    for (int c = 0; c < 3; ++c) box.add(mesh.vertices[size_t(face.v[c])], face.v[c]);
+    // Faces outside every shell (stale shells) still count in the totals.
+    const int32_t shell_index = shellOf(f);
+    ShellCensus scratch;
+    ShellCensus& shell = shell_index >= 0 ? census.shell_census[size_t(shell_index)] : scratch;
+    // Six times the volume until the pass ends.
+    shell.signed_volume += term;
+    ++shell.faces;
+    shell.area += area;
+    if (repeated.test(f)) {
+      ++census.repeated_vertex_faces;
+      continue;
+    }
+    for (uint32_t c = 0; c < 3; ++c)
+      countEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c, shell);
+    if (shell_index < 0) {
+      census.open_edges += scratch.open_edges;
+      census.non_manifold_edges += scratch.non_manifold_edges;
+      census.misoriented_edges += scratch.misoriented_edges;
+    }
+  }
+  census.signed_volume = sixfold_volume / 6.0;
+  if (census.faces > 0) {
+    double squared = 0.0;
+    for (int a = 0; a < 3; ++a) {
+      const double extent = double(box.hi[a]) - double(box.lo[a]);
+      squared += extent * extent;
+    }
+    census.diagonal = std::sqrt(squared);
+  }
+
+  for (size_t s = 0; s < census.shell_census.size(); ++s) {
+    ShellCensus& shell = census.shell_census[s];
+    shell.signed_volume /= 6.0;
+    census.open_edges += shell.open_edges;
+    census.non_manifold_edges += shell.non_manifold_edges;
+    census.misoriented_edges += shell.misoriented_edges;
+    if (shell.faces == 1)
+      shell.kind = ShellKind::kZeroVolume;
+    else if (shell.open_edges > 0)
+      shell.kind = ShellKind::kOpen;
+    else
+      shell.kind = closedShellKind(shell, census.diagonal);
+  }
+  judgeNegativeShells(mesh, census);
+  for (const ShellCensus& shell : census.shell_census) {
+    census.closed_shells += shell.open_edges == 0 && shell.faces > 1;
+    census.inside_out_shells += shell.kind == ShellKind::kInsideOut;
+    census.cavities += shell.kind == ShellKind::kCavity;
+    census.zero_volume_parts += shell.kind == ShellKind::kZeroVolume;
+  }
+  return census;
+}
+
+}  // namespace vekmesh
