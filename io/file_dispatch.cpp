@@ -47,28 +47,33 @@ bool isWritableFormat(ModelFormat format) {
   return format == ModelFormat::kStl || format == ModelFormat::kObj;
 }
 
-void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
-                       ExtensionMatch match, const RunContext& run) {
+size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
+                         ExtensionMatch match, const RunContext& run) {
+  size_t triangles = 0;
   if (path) {
     std::vector<std::string> scene_names;
     switch (modelFormatOf(path, match)) {
       case ModelFormat::kStl:
-        loadStl(path, mesh, run);
+        triangles = loadStl(path, mesh, run);
         break;
       case ModelFormat::kObj:
-        readObj(path, mesh);
+        triangles = readObj(path, mesh);
         break;
       case ModelFormat::kVrml:
         readVrml(path, mesh, SceneFormat::kVrml, scene_names);
+        triangles = mesh.faces.size();
         break;
       case ModelFormat::kX3d:
         readVrml(path, mesh, SceneFormat::kX3d, scene_names);
+        triangles = mesh.faces.size();
         break;
       case ModelFormat::kIges:
         importCad(path, mesh, CadFormat::kIges);
+        triangles = mesh.faces.size();
         break;
       case ModelFormat::kStep:
         importCad(path, mesh, CadFormat::kStep);
+        triangles = mesh.faces.size();
         break;
       case ModelFormat::kUnknown:
         break;
@@ -76,6 +81,7 @@ void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>
     if (names) names->insert(names->end(), scene_names.begin(), scene_names.end());
   }
   mesh.tag = &mesh;
+  return triangles;
 }
 
 bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {

@@ -28,9 +28,11 @@ bool isWritableFormat(ModelFormat format);
 // Reads the file with the reader of its extension; an unknown extension leaves
 // the mesh empty. Names collected by the VRML/X3D reader go to `names` when
 // given. Sets the mesh's tag to the mesh itself on every branch. `run` goes to
-// the reader (the STL loader reports progress through it).
-void importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names = nullptr,
-                       ExtensionMatch match = ExtensionMatch::kExact, const RunContext& run = {});
+// the reader (the STL loader reports progress through it). Returns how many
+// triangles the reader handed to the mesh constructor (which drops those that
+// collapse when welded); for readers that do not tell, the faces built.
+size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names = nullptr,
+                         ExtensionMatch match = ExtensionMatch::kExact, const RunContext& run = {});
 
 // Writes the live faces in `format` (the format is passed, not taken from the
 // path, so that a temporary name can stand in for the target). False when the

@@ -2,6 +2,8 @@
 // coordinates and material groups, and the reader of the import dispatch.
 #pragma once
 
+#include <cstddef>
+
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -11,6 +13,8 @@ namespace vekmesh {
 bool writeObj(const char* path, const SubMesh& mesh);
 
 // Fills `mesh` from the file; leaves it empty when nothing can be read.
-void readObj(const char* path, SubMesh& mesh);
+// Returns how many triangles the polygons gave the mesh constructor, which
+// drops those that collapse when welded.
+size_t readObj(const char* path, SubMesh& mesh);
 
 }  // namespace vekmesh

@@ -182,13 +182,14 @@ class ObjParser {
 
 }  // namespace
 
-void readObj(const char* path, SubMesh& mesh) {
+size_t readObj(const char* path, SubMesh& mesh) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
-  if (!file) return;
+  if (!file) return 0;
   ObjParser parser(file.get(), size);
   parser.run();
   buildTriMesh(mesh, parser.soup());
+  return parser.soup().triangleCount();
 }
 
 }  // namespace vekmesh

@@ -71,7 +71,8 @@ bool readDeclaredCount(std::FILE* file, uint64_t size, uint32_t& count) {
 
 // Reads up to `declared` records after the preamble, but never more than the
 // file holds: a count of four billion in a short file costs only what is there.
-void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared) {
+// Returns the number of records read.
+size_t readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared) {
   const uint64_t present = size >= kPreambleBytes ? (size - kPreambleBytes) / kRecordBytes : 0;
   const size_t wanted = static_cast<size_t>(std::min<uint64_t>(declared, present));
   // Left uninitialised: every float handed on is first written from a record.
@@ -93,30 +94,33 @@ void readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared
     }
   }
   buildTriMesh(mesh, static_cast<uint32_t>(triangles), std::move(corners));
+  return triangles;
 }
 
 }  // namespace
 
-void loadStl(const char* path, SubMesh& mesh, const RunContext& run) {
+size_t loadStl(const char* path, SubMesh& mesh, const RunContext& run) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
-  if (!file) return;
+  if (!file) return 0;
   uint32_t declared = 0;
   const bool has_count = readDeclaredCount(file.get(), size, declared);
   run.report(0.1);
   const bool binary_size = has_count && size == kPreambleBytes + kRecordBytes * uint64_t(declared);
+  size_t triangles = 0;
   if (!binary_size) {
     // Text and binary mode are the same stream here, so starting over at
     // byte 0 is the reopening as text.
     std::rewind(file.get());
     const std::vector<float> corners = parseAsciiStl(file.get(), size);
-    buildTriMesh(mesh, static_cast<uint32_t>(corners.size() / 9), corners.data(), nullptr, nullptr,
-                 nullptr);
+    triangles = corners.size() / 9;
+    buildTriMesh(mesh, static_cast<uint32_t>(triangles), corners.data(), nullptr, nullptr, nullptr);
   }
   // A size that does not match but holds no ASCII facets is still tried as
   // binary (a truncated or padded binary file).
-  if (binary_size || mesh.faces.empty()) readBinary(mesh, file.get(), size, declared);
+  if (binary_size || mesh.faces.empty()) triangles = readBinary(mesh, file.get(), size, declared);
   run.report(0.96);
+  return triangles;
 }
 
 bool writeStl(const char* path, const SubMesh& mesh) {

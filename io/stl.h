@@ -2,6 +2,8 @@
 // ASCII otherwise) and the binary writer with a "VEKMesh" header.
 #pragma once
 
+#include <cstddef>
+
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -9,8 +11,9 @@ namespace vekmesh {
 
 // Fills `mesh` from the file; leaves it untouched when the file cannot be
 // opened. Reports 0.1 of its span after the header and 0.96 at its end (the
-// exports give it [0, 50]: 5 and 48).
-void loadStl(const char* path, SubMesh& mesh, const RunContext& run = {});
+// exports give it [0, 50]: 5 and 48). Returns how many triangles the file gave
+// the mesh constructor, which drops those that collapse when welded.
+size_t loadStl(const char* path, SubMesh& mesh, const RunContext& run = {});
 
 // Writes the live faces as binary STL. Nothing is reported to the user; the
 // result tells whether the file was opened and every byte written.

@@ -143,6 +143,31 @@ TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
     EXPECT_TRUE(load(dir.write("nothing.stl", nothing)).faces.empty()) << nothing.size();
 }
 
+// What the file gave, before welding drops the facets that collapse: the
+// tool reports the difference.
+TEST(StlLoader, CountsTheTrianglesReadBeforeWelding) {
+  ScratchDir dir;
+  Soup cube = test::cubeSoup();
+  cube.addTriangle({0, 0, 0}, {0, 0, 0}, {1, 0, 0});
+  for (const std::string& path : {dir.write("cube.stl", test::binaryStl(cube)),
+                                  dir.write("cube_ascii.stl", test::asciiStl(cube))}) {
+    TriMesh mesh;
+    EXPECT_EQ(loadStl(path.c_str(), mesh), 13u) << path;
+    EXPECT_EQ(mesh.faces.size(), 12u);
+    TriMesh again;
+    EXPECT_EQ(importByExtension(path.c_str(), again), 13u);
+  }
+  std::string cut = test::binaryStl(cube);
+  cut.resize(84 + 50 * 7 + 30);
+  TriMesh seven;
+  EXPECT_EQ(loadStl(dir.write("cut.stl", cut).c_str(), seven), 7u);
+  TriMesh none;
+  EXPECT_EQ(loadStl(dir.file("missing.stl").c_str(), none), 0u);
+  // The OBJ reader counts the triangles of its polygons.
+  const std::string quad = "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nf 1 2 3 4\n";
+  EXPECT_EQ(importByExtension(dir.write("quad.obj", quad).c_str(), none), 2u);
+}
+
 TEST(StlLoader, UnreadablePathsLeaveTheMeshAloneAndWriteNoProgress) {
   ScratchDir dir;
   test::RunRecorder good_progress;  // over the span the exports give
