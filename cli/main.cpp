@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,14 @@
 namespace vekmesh::cli {
 namespace {
 
+// Keys come out in the order they are written.
+using Json = nlohmann::ordered_json;
+
 struct Options {
   bool json = false;
   bool log = false;
+  bool per_shell = false;
+  bool no_intersections = false;
   std::string input;
   std::string output;
   double ratio = 0.5;
@@ -40,46 +46,70 @@ RunContext toolContext(const Options& o, ProgressSink progress) {
 }
 
 // Loads the input within [0, 50] of `run`, as the exports do.
-CornerAdjacency loadInput(const Options& o, TriMesh& mesh, const RunContext& run) {
+LoadedModel loadInput(const Options& o, TriMesh& mesh, const RunContext& run) {
   return loadModel(o.input, mesh, run.sub(0.0, 0.5));
+}
+
+// One line of JSON. Paths are whatever bytes the user gave: invalid UTF-8 is
+// replaced rather than allowed to stop the output.
+void printJson(const Json& value) {
+  std::printf("%s\n", value.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
+Json loadJson(const LoadedModel& loaded) {
+  return {{"triangles_read", loaded.triangles_read},
+          {"triangles_dropped", loaded.triangles_dropped}};
+}
+
+std::string loadText(const LoadedModel& loaded, const std::string& indent) {
+  return indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) + " of " +
+         std::to_string(loaded.triangles_read) + " triangles (corners welded together)\n";
 }
 
 void runInfo(const Options& o) {
   TriMesh mesh;
   const RunContext run = toolContext(o, ProgressSink{});
-  const CornerAdjacency adjacency = loadInput(o, mesh, run);
-  const ModelReport report = inspectModel(mesh, adjacency, run);
+  const LoadedModel loaded = loadInput(o, mesh, run);
+  const ModelReport report = inspectModel(mesh, loaded.adjacency, !o.no_intersections, run);
   if (o.json) {
-    std::printf("{\"input\": \"%s\", \"model\": %s}\n", o.input.c_str(),
-                reportJson(report).c_str());
+    printJson({{"input", o.input},
+               {"load", loadJson(loaded)},
+               {"model", reportJson(report, o.per_shell)}});
   } else {
-    std::printf("%s\n%s", o.input.c_str(), reportText(report, "  ").c_str());
+    std::printf("%s\n%s%s", o.input.c_str(), loadText(loaded, "  ").c_str(),
+                reportText(report, "  ", o.per_shell).c_str());
   }
 }
 
 void runRepair(const Options& o) {
   TriMesh mesh;
   ModelReport before, after;
+  LoadedModel loaded;
   {
     ProgressBar bar("repair");
     const RunContext run = toolContext(o, bar.sink());
-    before = inspectModel(mesh, loadInput(o, mesh, run));
+    loaded = loadInput(o, mesh, run);
+    before = inspectModel(mesh, loaded.adjacency, !o.no_intersections);
     run.report(0.50);
     // Unlike the exports, the tool removes duplicate faces at every size.
     const RepairReport repaired =
         repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
     run.report(0.80);
-    after = inspectModel(mesh, repaired.adjacency);
+    after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);
     saveModel(o.output, mesh);
     run.report(1.0);
   }
   if (o.json) {
-    std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"before\": %s, \"after\": %s}\n",
-                o.input.c_str(), o.output.c_str(), reportJson(before).c_str(),
-                reportJson(after).c_str());
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"load", loadJson(loaded)},
+               {"before", reportJson(before, o.per_shell)},
+               {"after", reportJson(after, o.per_shell)}});
   } else {
-    std::printf("%s (before repair)\n%s", o.input.c_str(), reportText(before, "  ").c_str());
-    std::printf("%s (after repair)\n%s", o.output.c_str(), reportText(after, "  ").c_str());
+    std::printf("%s (before repair)\n%s%s", o.input.c_str(), loadText(loaded, "  ").c_str(),
+                reportText(before, "  ", o.per_shell).c_str());
+    std::printf("%s (after repair)\n%s", o.output.c_str(),
+                reportText(after, "  ", o.per_shell).c_str());
   }
 }
 
@@ -100,10 +130,10 @@ void runReduce(const Options& o) {
   }
   const size_t after = liveFaceCount(mesh);
   if (o.json)
-    std::printf(
-        "{\"input\": \"%s\", \"output\": \"%s\", \"triangles_before\": %zu, "
-        "\"triangles_after\": %zu}\n",
-        o.input.c_str(), o.output.c_str(), before, after);
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"triangles_before", before},
+               {"triangles_after", after}});
   else
     std::printf("%s: %zu triangles -> %s: %zu triangles\n", o.input.c_str(), before,
                 o.output.c_str(), after);
@@ -139,11 +169,10 @@ void runSeparate(const Options& o) {
     throw;
   }
   if (o.json) {
-    std::printf("{\"input\": \"%s\", \"parts\": [", o.input.c_str());
+    Json parts = Json::array();
     for (size_t i = 0; i < written.size(); ++i)
-      std::printf("%s{\"path\": \"%s\", \"triangles\": %zu}", i ? ", " : "", written[i].c_str(),
-                  mesh.pieces[i].faces.size());
-    std::printf("]}\n");
+      parts.push_back({{"path", written[i]}, {"triangles", mesh.pieces[i].faces.size()}});
+    printJson({{"input", o.input}, {"parts", parts}});
   } else {
     std::printf("%s: %zu parts\n", o.input.c_str(), written.size());
     for (size_t i = 0; i < written.size(); ++i)
@@ -156,8 +185,7 @@ void runConvert(const Options& o) {
   loadModel(o.input, mesh);
   saveModel(o.output, mesh);
   if (o.json)
-    std::printf("{\"input\": \"%s\", \"output\": \"%s\", \"triangles\": %zu}\n", o.input.c_str(),
-                o.output.c_str(), liveFaceCount(mesh));
+    printJson({{"input", o.input}, {"output", o.output}, {"triangles", liveFaceCount(mesh)}});
   else
     std::printf("%s -> %s: %zu triangles\n", o.input.c_str(), o.output.c_str(),
                 liveFaceCount(mesh));
@@ -184,14 +212,22 @@ int main(int argc, char** argv) {
     sub->add_option("-o,--output", o.output, what)->required();
   };
 
-  CLI::App* info = app.add_subcommand("info", "print counts, bounds, volume, area and flaws");
+  auto census = [&](CLI::App* sub) {
+    sub->add_flag("--shells", o.per_shell, "print one line per shell: faces, kind, signed volume");
+    sub->add_flag("--no-intersections", o.no_intersections,
+                  "skip the search for shells that pass through one another");
+  };
+  CLI::App* info = app.add_subcommand(
+      "info", "print counts, bounds, signed volume, area, the printable verdict and the flaws");
   input(info);
+  census(info);
   CLI::App* repair = app.add_subcommand(
       "repair",
       "repair a model and write the result: snap to a 1/5000 grid, remove duplicate faces (at "
       "every size), make each shell's winding consistent and outward, fill holes");
   input(repair);
   output(repair, "repaired model file");
+  census(repair);
   CLI::App* reduce = app.add_subcommand("reduce", "reduce the triangle count");
   input(reduce);
   output(reduce, "reduced model file");

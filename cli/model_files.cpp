@@ -46,7 +46,7 @@ std::string unknownExtensionMessage(const std::string& path, const char* known) 
 
 }  // namespace
 
-CornerAdjacency loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
+LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
   std::error_code ec;
   const fs::file_status status = fs::status(path, ec);
   if (!fs::exists(status)) throw UserError("cannot open '" + path + "': no such file");
@@ -57,9 +57,14 @@ CornerAdjacency loadModel(const std::string& path, TriMesh& mesh, const RunConte
   }
   if (modelFormatOf(path, ExtensionMatch::kIgnoreCase) == ModelFormat::kUnknown)
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
-  importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
-  if (liveFaceCount(mesh) == 0) throw UserError("'" + path + "' holds no triangles");
-  return buildShellsWithAdjacency(mesh);
+  LoadedModel loaded;
+  loaded.triangles_read =
+      importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
+  const size_t built = liveFaceCount(mesh);
+  if (built == 0) throw UserError("'" + path + "' holds no triangles");
+  loaded.triangles_dropped = loaded.triangles_read > built ? loaded.triangles_read - built : 0;
+  loaded.adjacency = buildShellsWithAdjacency(mesh);
+  return loaded;
 }
 
 void checkOutputName(const std::string& path) {

@@ -22,11 +22,20 @@ class UserError : public std::runtime_error {
 const char* readableExtensions();
 const char* writableExtensions();
 
-// Loads `path` into `mesh` and builds its shells; returns the corner adjacency
-// they came from, which stays valid until the mesh changes. Throws UserError
-// when the file is missing or unreadable, the extension is unknown, or no
-// triangle results. The reader reports progress through `run`.
-CornerAdjacency loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
+struct LoadedModel {
+  // The adjacency the shells came from; valid until the mesh changes.
+  CornerAdjacency adjacency;
+  // Triangles the file gave, and those of them the welding dropped because
+  // their corners became one or two vertices (a facet with a repeated or
+  // coinciding corner).
+  size_t triangles_read = 0;
+  size_t triangles_dropped = 0;
+};
+
+// Loads `path` into `mesh` and builds its shells. Throws UserError when the
+// file is missing or unreadable, the extension is unknown, or no triangle
+// results. The reader reports progress through `run`.
+LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
 
 // Throws UserError when `path` does not name a format the tool writes; run
 // before any work so that a typo costs nothing.

@@ -1,24 +1,19 @@
 // Model inspection for `vekmesh info` and the before/after lines of `repair`,
-// with plain-text and JSON renderings.
+// with plain-text and JSON renderings. The JSON goes through a JSON library so
+// that whatever a path or a name holds comes out escaped.
 #include "cli/model_report.h"
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
 
 #include "mesh/mesh_utils.h"
 #include "repair/flaw_detection.h"
+#include "repair/shell_intersection.h"
 
 namespace vekmesh::cli {
 namespace {
-
-double triangleArea(const SubMesh& mesh, const Face& f) {
-  const Vec3d u = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[1]]);
-  const Vec3d w = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[2]]);
-  const double cx = u[1] * w[2] - u[2] * w[1];
-  const double cy = u[2] * w[0] - u[0] * w[2];
-  const double cz = u[0] * w[1] - u[1] * w[0];
-  return 0.5 * std::sqrt(cx * cx + cy * cy + cz * cz);
-}
 
 std::string format(const char* fmt, double a, double b, double c) {
   char buffer[160];
@@ -36,24 +31,55 @@ const char* verdict(bool flawed) {
   return flawed ? "flawed" : "ok";
 }
 
+// A single-precision bound to nine significant digits, which read back as the
+// same float, rather than the long expansion of its double.
+double printedFloat(float x) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.9g", x);
+  return std::strtod(buffer, nullptr);
+}
+
+// "1 open edge", "3 open edges".
+std::string counted(size_t n, const char* one, const char* many) {
+  return std::to_string(n) + " " + (n == 1 ? one : many);
+}
+
 }  // namespace
 
+bool ModelReport::printable() const {
+  return reasons().empty();
+}
+
+std::vector<std::string> ModelReport::reasons() const {
+  std::vector<std::string> r;
+  const MeshCensus& c = census;
+  if (c.faces == 0) r.push_back("no faces");
+  if (c.open_edges) r.push_back(counted(c.open_edges, "open edge", "open edges"));
+  if (c.non_manifold_edges)
+    r.push_back(counted(c.non_manifold_edges, "non-manifold edge", "non-manifold edges"));
+  if (c.misoriented_edges)
+    r.push_back(counted(c.misoriented_edges, "mis-oriented edge", "mis-oriented edges"));
+  if (c.inside_out_shells)
+    r.push_back(counted(c.inside_out_shells, "inside-out shell", "inside-out shells"));
+  if (c.zero_volume_parts)
+    r.push_back(counted(c.zero_volume_parts, "zero-volume part", "zero-volume parts"));
+  if (intersecting_pairs > 0)
+    r.push_back(
+        counted(size_t(intersecting_pairs), "intersecting shell pair", "intersecting shell pairs"));
+  return r;
+}
+
 ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
-                         const RunContext& run) {
+                         bool find_intersections, const RunContext& run) {
   ModelReport r;
   r.vertices = mesh.vertices.size();
-  r.shells = mesh.shells.size();
   r.lower = {INFINITY, INFINITY, INFINITY};
   r.upper = {-INFINITY, -INFINITY, -INFINITY};
-  // Counts, area, bounds and volume in one pass over the faces.
-  VolumeSum volume(mesh);
   for (size_t i = 0; i < mesh.faces.size(); ++i) {
     prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
     const Face& f = mesh.faces[i];
     if (f.removed) continue;
     ++r.triangles;
-    r.area += triangleArea(mesh, f);
-    volume.add(mesh, f);
     for (int c = 0; c < 3; ++c)
       for (int a = 0; a < 3; ++a) {
         // Most corners move neither bound; fmin and fmax (library calls) run
@@ -65,7 +91,13 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
       }
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
-  r.volume = volume.volume();
+  r.census = takeCensus(mesh, adjacency);
+  if (find_intersections) {
+    size_t ends = 0;
+    for (const std::vector<int32_t>& others : findIntersectingShells(mesh).intersecting)
+      ends += others.size();
+    r.intersecting_pairs = static_cast<int64_t>(ends / 2);
+  }
   // Post-detection would turn inside-out shells outwards; only its counts are
   // wanted here, so nothing is turned.
   const TopologyInspection topology = inspectTopology(mesh, adjacency, run);
@@ -74,38 +106,104 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   return r;
 }
 
-std::string reportText(const ModelReport& r, const std::string& indent) {
+std::string reportText(const ModelReport& r, const std::string& indent, bool per_shell) {
+  const MeshCensus& c = r.census;
   std::string s;
   s += indent + "triangles      : " + std::to_string(r.triangles) + "\n";
   s += indent + "vertices       : " + std::to_string(r.vertices) + "\n";
-  s += indent + "shells         : " + std::to_string(r.shells) + "\n";
+  s += indent + "shells         : " + std::to_string(c.shells) + " (closed " +
+       std::to_string(c.closed_shells) + ", cavities " + std::to_string(c.cavities) + ")\n";
   s += indent + format("bounds min     : %.4f %.4f %.4f\n", r.lower[0], r.lower[1], r.lower[2]);
   s += indent + format("bounds max     : %.4f %.4f %.4f\n", r.upper[0], r.upper[1], r.upper[2]);
-  s += indent + format("volume         : %.4f\n", r.volume);
-  s += indent + format("area           : %.4f\n", r.area);
-  s += indent + "flaw test      : strict " + verdict(r.flawed[0]) + ", orientation ignored " +
+  s += indent + format("volume         : %.6g (signed)\n", c.signed_volume);
+  s += indent + format("area           : %.6g\n", r.census.area);
+  std::string verdict_line = r.printable() ? "yes" : "no";
+  const std::vector<std::string> reasons = r.reasons();
+  for (size_t i = 0; i < reasons.size(); ++i) verdict_line += (i ? ", " : ": ") + reasons[i];
+  if (r.intersecting_pairs < 0) verdict_line += " (shell intersections not searched)";
+  if (!c.nesting_complete) verdict_line += " (nesting search cut short)";
+  s += indent + "printable      : " + verdict_line + "\n";
+  s += indent + "flaw counts    : open edges: " + std::to_string(c.open_edges) +
+       ", non-manifold edges: " + std::to_string(c.non_manifold_edges) +
+       ", mis-oriented edges: " + std::to_string(c.misoriented_edges) +
+       ", repeated-vertex faces: " + std::to_string(c.repeated_vertex_faces) +
+       ", inside-out shells: " + std::to_string(c.inside_out_shells) +
+       ", zero-volume parts: " + std::to_string(c.zero_volume_parts) +
+       ", intersecting shell pairs: " +
+       (r.intersecting_pairs < 0 ? std::string("not searched")
+                                 : std::to_string(r.intersecting_pairs)) +
+       "\n";
+  s += indent + "host flaw test : strict " + verdict(r.flawed[0]) + ", orientation ignored " +
        verdict(r.flawed[1]) + ", lenient " + verdict(r.flawed[2]) + "\n";
-  s += indent + "repeated-vertex faces: " + std::to_string(r.counters[0]) +
+  s += indent + "host counters  : repeated-vertex faces: " + std::to_string(r.counters[0]) +
        ", open edges: " + std::to_string(r.counters[1]) +
        ", non-manifold edges: " + std::to_string(r.counters[2]) +
        ", faces of inside-out shells: " + std::to_string(r.counters[3]) + "\n";
+  if (per_shell)
+    for (size_t i = 0; i < c.shell_census.size(); ++i) {
+      const ShellCensus& shell = c.shell_census[i];
+      s += indent + "shell " + std::to_string(i + 1) + ": " +
+           counted(shell.faces, "face", "faces") + ", " + shellKindName(shell.kind) +
+           format(", volume %.6g", shell.signed_volume) + format(", area %.6g", shell.area);
+      if (shell.open_edges) s += ", " + counted(shell.open_edges, "open edge", "open edges");
+      if (shell.non_manifold_edges)
+        s += ", " + counted(shell.non_manifold_edges, "non-manifold edge", "non-manifold edges");
+      if (shell.misoriented_edges)
+        s += ", " + counted(shell.misoriented_edges, "mis-oriented edge", "mis-oriented edges");
+      s += "\n";
+    }
   return s;
 }
 
-std::string reportJson(const ModelReport& r) {
-  auto b = [](bool v) { return v ? "true" : "false"; };
-  char buffer[1024];
-  std::snprintf(buffer, sizeof buffer,
-                "{\"triangles\": %zu, \"vertices\": %zu, \"shells\": %zu, "
-                "\"bounds\": {\"min\": [%.9g, %.9g, %.9g], \"max\": [%.9g, %.9g, %.9g]}, "
-                "\"volume\": %.17g, \"area\": %.17g, "
-                "\"flawed\": {\"strict\": %s, \"orientation_ignored\": %s, \"lenient\": %s}, "
-                "\"counters\": {\"repeated_vertex_faces\": %d, \"open_edges\": %d, "
-                "\"non_manifold_edges\": %d, \"inside_out_shell_faces\": %d}}",
-                r.triangles, r.vertices, r.shells, r.lower[0], r.lower[1], r.lower[2], r.upper[0],
-                r.upper[1], r.upper[2], r.volume, r.area, b(r.flawed[0]), b(r.flawed[1]),
-                b(r.flawed[2]), r.counters[0], r.counters[1], r.counters[2], r.counters[3]);
-  return buffer;
+nlohmann::ordered_json reportJson(const ModelReport& r, bool per_shell) {
+  using json = nlohmann::ordered_json;
+  const MeshCensus& c = r.census;
+  json census = {{"open_edges", c.open_edges},
+                 {"non_manifold_edges", c.non_manifold_edges},
+                 {"misoriented_edges", c.misoriented_edges},
+                 {"repeated_vertex_faces", c.repeated_vertex_faces},
+                 {"closed_shells", c.closed_shells},
+                 {"inside_out_shells", c.inside_out_shells},
+                 {"cavities", c.cavities},
+                 {"zero_volume_parts", c.zero_volume_parts},
+                 {"watertight", c.watertight()},
+                 {"nesting_complete", c.nesting_complete}};
+  census["intersecting_shell_pairs"] =
+      r.intersecting_pairs < 0 ? json(nullptr) : json(r.intersecting_pairs);
+  json out = {
+      {"triangles", r.triangles},
+      {"vertices", r.vertices},
+      {"shells", c.shells},
+      {"bounds",
+       {{"min", {printedFloat(r.lower[0]), printedFloat(r.lower[1]), printedFloat(r.lower[2])}},
+        {"max", {printedFloat(r.upper[0]), printedFloat(r.upper[1]), printedFloat(r.upper[2])}}}},
+      {"volume", c.signed_volume},
+      {"area", c.area},
+      {"printable", r.printable()},
+      {"reasons", r.reasons()},
+      {"census", census},
+      {"host_flaw_test",
+       {{"flawed",
+         {{"strict", r.flawed[0]}, {"orientation_ignored", r.flawed[1]}, {"lenient", r.flawed[2]}}},
+        {"counters",
+         {{"repeated_vertex_faces", r.counters[0]},
+          {"open_edges", r.counters[1]},
+          {"non_manifold_edges", r.counters[2]},
+          {"inside_out_shell_faces", r.counters[3]}}}}},
+  };
+  if (per_shell) {
+    json shells = json::array();
+    for (const ShellCensus& shell : c.shell_census)
+      shells.push_back({{"faces", shell.faces},
+                        {"kind", shellKindName(shell.kind)},
+                        {"volume", shell.signed_volume},
+                        {"area", shell.area},
+                        {"open_edges", shell.open_edges},
+                        {"non_manifold_edges", shell.non_manifold_edges},
+                        {"misoriented_edges", shell.misoriented_edges}});
+    out["shell_list"] = shells;
+  }
+  return out;
 }
 
 }  // namespace vekmesh::cli

@@ -1,41 +1,56 @@
-// What `vekmesh info` reports about a model: counts, bounds, volume, area, the
-// printability test in each of its modes and the post-detection counters.
+// What `vekmesh info` and `vekmesh repair` report about a model: counts,
+// bounds, signed volume, area, the census with its "printable" verdict and
+// reasons, and beside it the host's flaw test (the exports' printability test
+// in each mode and the post-detection counters), which reads differently.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
+#include "repair/mesh_census.h"
 
 namespace vekmesh::cli {
 
 struct ModelReport {
   size_t triangles = 0;
   size_t vertices = 0;
-  size_t shells = 0;
   std::array<float, 3> lower{};
   std::array<float, 3> upper{};
-  double volume = 0.0;
-  double area = 0.0;
-  std::array<bool, 3> flawed{};  // strict, orientation ignored, lenient
-  // Faces with a repeated vertex, open edges, non-manifold edges, faces of
-  // shells that are inside out (which the repair turns over).
+  MeshCensus census;
+  // Pairs of shells that pass through one another; -1 when not searched.
+  int64_t intersecting_pairs = -1;
+  // The host's test: strict, orientation ignored, lenient; and post-detection's
+  // faces with a repeated vertex, open edges, non-manifold edges, faces of
+  // shells whose top faces point down (which the exports' repair turns over).
+  std::array<bool, 3> flawed{};
   std::array<int32_t, 4> counters{};
+
+  // No faces, open, non-manifold or mis-oriented edges, inside-out shells,
+  // zero-volume parts or (when searched) intersecting shell pairs.
+  bool printable() const;
+  // Why not, one short phrase per kind of flaw ("3 open edges"); empty when
+  // printable.
+  std::vector<std::string> reasons() const;
 };
 
 // Inspects `mesh`, which needs current shells and incidence lists and the
-// adjacency the shells came from (every flaw test and count reads that one
-// adjacency); the mesh itself is not changed. The flaw tests log through `run`.
+// adjacency the shells came from; the mesh itself is not changed. With
+// `find_intersections`, the shells are searched for pairs passing through one
+// another. The host's flaw tests log through `run`.
 ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
-                         const RunContext& run = {});
+                         bool find_intersections, const RunContext& run = {});
 
-// Human-readable lines, each prefixed by `indent`.
-std::string reportText(const ModelReport& report, const std::string& indent = "");
+// Human-readable lines, each prefixed by `indent`; with `per_shell`, one line
+// per shell at the end.
+std::string reportText(const ModelReport& report, const std::string& indent, bool per_shell);
 
-// One JSON object.
-std::string reportJson(const ModelReport& report);
+// One JSON object; with `per_shell`, a "shell_list" array as well.
+nlohmann::ordered_json reportJson(const ModelReport& report, bool per_shell);
 
 }  // namespace vekmesh::cli

@@ -44,6 +44,7 @@ fi
 mkdir -p "$deps/include"
 ln -sfn /usr/include/boost "$deps/include/boost"
 ln -sfn /usr/include/CLI "$deps/include/CLI"
+ln -sfn /usr/include/nlohmann "$deps/include/nlohmann"
 
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake \
   -DCMAKE_BUILD_TYPE=Release -DVEKMESH_WINDOWS_DEPS="$deps" >/dev/null

@@ -55,6 +55,47 @@ PY
 "$tool" repair strip.stl -o strip-fixed.stl >/dev/null 2>&1 || fail "repair of the doubled strip failed"
 [ "$(triangles strip-fixed.stl)" = 299999 ] || fail "the tool's repair kept the doubled facet at 300000 faces"
 
+# --- the census report -------------------------------------------------------------
+# A cube of edge 2 wound inwards, with one facet whose corners repeat (dropped
+# when welded), under a name holding a quote and a backslash.
+python3 - <<'PY'
+import struct
+p = [(x, y, z) for z in (0, 2) for y in (0, 2) for x in (0, 2)]
+tris = [(0, 2, 1), (1, 2, 3), (4, 5, 6), (5, 7, 6), (0, 1, 4), (1, 5, 4),
+        (2, 6, 3), (3, 6, 7), (0, 4, 2), (2, 4, 6), (1, 3, 5), (3, 7, 5)]
+rec = [struct.pack("<12fH", 0, 0, 0, *p[a], *p[c], *p[b], 0) for a, b, c in tris]
+rec.append(struct.pack("<12fH", 0, 0, 0, *p[0], *p[0], *p[1], 0))
+with open('in"ward\\cube.stl', "wb") as f:
+    f.write(b"inward".ljust(80, b" ") + struct.pack("<I", len(rec)) + b"".join(rec))
+PY
+inward='in"ward\cube.stl'
+[ -f "$inward" ] || fail "the test could not write $inward"
+expect 0 "volume         : -8 (signed)" -- info "$inward"
+expect 0 "printable      : no: 1 inside-out shell" -- info "$inward"
+expect 0 "dropped at load: 1 of 13 triangles" -- info "$inward"
+expect 0 "host flaw test : strict flawed" -- info "$inward"
+expect 0 "shell 1: 12 faces, inside out, volume -8" -- info --shells "$inward"
+# check_json <python expression over the output j and the environment E> -- command...
+check_json() {
+  local test=$1 out
+  shift 2
+  out=$("$tool" "$@" 2>/dev/null)
+  printf '%s' "$out" | python3 -c "import json, os, sys; j = json.load(sys.stdin); E = os.environ
+sys.exit(0 if ($test) else 1)" || fail "vekmesh $*: JSON missing or not as expected ($test): $out"
+}
+export INWARD="$inward" OUTPUT='out"put\x.stl'
+check_json 'j["input"] == E["INWARD"] and j["load"]["triangles_dropped"] == 1' -- --json info "$inward"
+check_json 'j["model"]["volume"] == -8 and j["model"]["census"]["inside_out_shells"] == 1
+  and j["model"]["reasons"] == ["1 inside-out shell"] and not j["model"]["printable"]' -- --json info "$inward"
+check_json 'len(j["model"]["shell_list"]) == 1' -- --json info --shells "$inward"
+check_json 'j["output"] == E["OUTPUT"] and j["after"]["volume"] == 8 and j["after"]["printable"]' \
+  -- --json repair "$inward" -o "$OUTPUT"
+check_json 'j["output"] == "co\"nv.obj"' -- --json convert "$inward" 'co"nv.obj'
+check_json 'j["model"]["census"]["intersecting_shell_pairs"] is None' -- --json info --no-intersections "$inward"
+# A name that is not UTF-8 still gives valid JSON, the stray byte replaced.
+cp model.stl "$(printf 'latin\xff.stl')"
+check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"
+
 # --- errors --------------------------------------------------------------------
 mkdir folder.stl && printf 'hello' > notes.txt && : > empty.stl
 refuse "no such file" out1.stl -- repair missing.stl -o out1.stl
