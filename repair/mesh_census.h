@@ -53,8 +53,9 @@ struct ShellCensus {
 //   non-manifold  when more than two faces use it (four on the edge two
 //                 closed solids share count too),
 //   mis-oriented  when two faces use it in the same direction.
-// Each edge and each shell count once; a count that cannot change without the
-// mesh changing is exact, since nothing is sampled.
+// Each edge and each shell counts once and nothing is sampled, so the counts
+// are exact (the split of negative shells into cavities and inside-out ones
+// too, unless the nesting search reaches kMaxNestingWork).
 struct MeshCensus {
   size_t faces = 0;  // live faces
   size_t open_edges = 0;
