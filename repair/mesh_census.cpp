@@ -207,6 +207,7 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
   double sixfold_volume = 0.0;
   Box box;
   for (size_t f = 0; f < face_count; ++f) {
+    prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const Face& face = mesh.faces[f];
     if (face.removed) continue;
     ++census.faces;
