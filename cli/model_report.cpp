@@ -59,6 +59,8 @@ std::vector<std::string> ModelReport::reasons() const {
     r.push_back(counted(c.non_manifold_edges, "non-manifold edge", "non-manifold edges"));
   if (c.misoriented_edges)
     r.push_back(counted(c.misoriented_edges, "mis-oriented edge", "mis-oriented edges"));
+  if (c.duplicate_faces)
+    r.push_back(counted(c.duplicate_faces, "duplicate face", "duplicate faces"));
   if (c.inside_out_shells)
     r.push_back(counted(c.inside_out_shells, "inside-out shell", "inside-out shells"));
   if (c.zero_volume_parts)
@@ -127,6 +129,7 @@ std::string reportText(const ModelReport& r, const std::string& indent, bool per
        ", non-manifold edges: " + std::to_string(c.non_manifold_edges) +
        ", mis-oriented edges: " + std::to_string(c.misoriented_edges) +
        ", repeated-vertex faces: " + std::to_string(c.repeated_vertex_faces) +
+       ", duplicate faces: " + std::to_string(c.duplicate_faces) +
        ", inside-out shells: " + std::to_string(c.inside_out_shells) +
        ", zero-volume parts: " + std::to_string(c.zero_volume_parts) +
        ", intersecting shell pairs: " +
@@ -162,6 +165,7 @@ nlohmann::ordered_json reportJson(const ModelReport& r, bool per_shell) {
                  {"non_manifold_edges", c.non_manifold_edges},
                  {"misoriented_edges", c.misoriented_edges},
                  {"repeated_vertex_faces", c.repeated_vertex_faces},
+                 {"duplicate_faces", c.duplicate_faces},
                  {"closed_shells", c.closed_shells},
                  {"inside_out_shells", c.inside_out_shells},
                  {"cavities", c.cavities},

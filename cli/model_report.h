@@ -31,7 +31,7 @@ struct ModelReport {
   std::array<bool, 3> flawed{};
   std::array<int32_t, 4> counters{};
 
-  // No faces, open, non-manifold or mis-oriented edges, inside-out shells,
+  // No faces, open, non-manifold or mis-oriented edges, duplicate faces, inside-out shells,
   // zero-volume parts or (when searched) intersecting shell pairs.
   bool printable() const;
   // Why not, one short phrase per kind of flaw ("3 open edges"); empty when

@@ -99,6 +99,35 @@ void countEdge(const SubMesh& mesh, const CornerAdjacency& adjacency, const Face
   }
 }
 
+// Whether live face f (no repeated vertex) is a copy of a lower live face
+// without a repeated vertex: the same three vertices in the same cyclic order.
+// (Two faces on the same vertices wound against each other are a closed
+// double-sided sheet, which the shells judge.) A face alone with its copy on
+// all three edges is such a pair; otherwise only a face with an edge of
+// several other faces can be one, and the incidence list of its first
+// vertex tells.
+bool isDuplicate(const SubMesh& mesh, const CornerAdjacency& adjacency, const FaceBits& repeated,
+                 uint32_t f) {
+  const size_t slot = 3 * size_t(f);
+  const int32_t* across = adjacency.across.data() + slot;
+  if (across[0] >= 0 && across[0] == across[1] && across[1] == across[2])
+    return uint32_t(across[0]) < f && !repeated.test(size_t(across[0])) &&
+           adjacency.same_direction[slot] && adjacency.same_direction[slot + 1] &&
+           adjacency.same_direction[slot + 2];
+  if (across[0] != CornerAdjacency::kSeveral && across[1] != CornerAdjacency::kSeveral &&
+      across[2] != CornerAdjacency::kSeveral)
+    return false;
+  const Face& face = mesh.faces[f];
+  for (const CornerRef& r : mesh.incidentCorners[size_t(face.v[0])]) {
+    if (r.face >= f) continue;
+    const Face& g = mesh.faces[r.face];
+    if (g.removed || repeated.test(r.face)) continue;
+    if (g.v[nextCorner(r.corner)] == face.v[1] && g.v[prevCorner(r.corner)] == face.v[2])
+      return true;
+  }
+  return false;
+}
+
 struct Box {
   std::array<float, 3> lo{INFINITY, INFINITY, INFINITY};
   std::array<float, 3> hi{-INFINITY, -INFINITY, -INFINITY};
@@ -195,6 +224,8 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
       for (const int32_t f : mesh.shells[s]) shell_of[size_t(f)] = static_cast<int32_t>(s);
   auto shellOf = [&](size_t f) { return one_shell ? 0 : shell_of[f]; };
 
+  // Faces set aside: those with a repeated vertex, and copies of a lower live
+  // face. Their edges are left out, so removing one changes no edge count.
   FaceBits repeated(face_count);
   bool any_repeated = false;
   for (size_t f = 0; f < face_count; ++f)
@@ -202,6 +233,19 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
       repeated.set(f);
       any_repeated = true;
     }
+  FaceBits duplicate(face_count);
+  for (size_t f = 0; f < face_count; ++f) {
+    if (mesh.faces[f].removed || repeated.test(f)) continue;
+    if (isDuplicate(mesh, adjacency, repeated, uint32_t(f))) {
+      duplicate.set(f);
+      ++census.duplicate_faces;
+    }
+  }
+  if (census.duplicate_faces > 0) {
+    for (size_t f = 0; f < face_count; ++f)
+      if (duplicate.test(f)) repeated.set(f);
+    any_repeated = true;
+  }
 
   const VolumeSum reference(mesh);
   double sixfold_volume = 0.0;
@@ -225,7 +269,7 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
     ++shell.faces;
     shell.area += area;
     if (repeated.test(f)) {
-      ++census.repeated_vertex_faces;
+      census.repeated_vertex_faces += !duplicate.test(f);
       continue;
     }
     for (uint32_t c = 0; c < 3; ++c)

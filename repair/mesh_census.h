@@ -47,8 +47,11 @@ struct ShellCensus {
 };
 
 // Edges are pairs of distinct welded vertices used by live faces that have no
-// repeated vertex; such a face is counted once as a repeated-vertex face and
-// its edges are left out, so removing it changes no edge count. An edge is
+// repeated vertex and copy no lower face (its vertices in its cyclic order);
+// such a face is counted once as a repeated-vertex face or a duplicate face
+// and its edges are left out, so removing it changes no edge count. Two faces
+// on the same vertices wound against each other both count: they make a
+// double-sided sheet, or a wall inside a solid. An edge is
 //   open          when one face uses it,
 //   non-manifold  when more than two faces use it (four on the edge two
 //                 closed solids share count too),
@@ -62,6 +65,7 @@ struct MeshCensus {
   size_t non_manifold_edges = 0;
   size_t misoriented_edges = 0;
   size_t repeated_vertex_faces = 0;
+  size_t duplicate_faces = 0;  // copies of a lower face: its vertices in its cyclic order
   size_t shells = 0;
   size_t closed_shells = 0;  // solids, cavities, inside-out shells and closed zero-volume ones
   size_t inside_out_shells = 0;

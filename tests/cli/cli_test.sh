@@ -110,14 +110,16 @@ expect 0 "$version" -- --version
 [ ! -e logFile.log ] || fail "a run without --log left logFile.log"
 
 # --- log -------------------------------------------------------------------------
-# --log appends the operation log in the working directory: two runs, two
-# repairs' start and success lines.
+# --log appends the operation log in the working directory: two runs, the
+# thorough repair's and the described one's start and success lines.
 expect 0 "after repair" -- --log repair model.stl -o logged.stl
-expect 0 "after repair" -- --log repair model.stl -o logged.stl
-starts=$(grep -c -- '---start executing repair---' logFile.log)
-successes=$(grep -c -- '---{success} repair : [0-9]*\.[0-9]\{6\} sec\.---' logFile.log)
-[ "$starts" -eq 2 ] && [ "$successes" -eq 2 ] \
-  || fail "logFile.log lacks two repairs' start and success lines: $(cat logFile.log)"
+expect 0 "after repair" -- --log repair --described model.stl -o logged.stl
+for name in "thorough repair" "repair"; do
+  starts=$(grep -c -- "---start executing $name---" logFile.log)
+  successes=$(grep -c -- "---{success} $name : [0-9]*\.[0-9]\{6\} sec\.---" logFile.log)
+  [ "$starts" -eq 1 ] && [ "$successes" -eq 1 ] \
+    || fail "logFile.log lacks the $name start and success lines: $(cat logFile.log)"
+done
 
 [ "$failures" -eq 0 ] || { echo "$failures failure(s)"; exit 1; }
 echo "all tool checks passed"
