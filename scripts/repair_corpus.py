@@ -14,8 +14,8 @@ exports' one (write --mode=ARGS when ARGS begin with a dash).
 
 The census is the tool's own (`vekmesh --json`); admesh's output is counted by
 `vekmesh --json info` on the file admesh wrote. A result is "worse" when it has
-more open, non-manifold or mis-oriented edges, repeated-vertex faces or
-inside-out shells than the input. Times are whole processes (reading, repair,
+more open, non-manifold or mis-oriented edges, repeated-vertex or duplicate
+faces or inside-out shells than the input. Times are whole processes (reading, repair,
 both censuses, writing), one run each: a survey, not a benchmark.
 """
 import argparse
@@ -32,11 +32,12 @@ import time
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 COUNTS = [("open_edges", "open"), ("non_manifold_edges", "non-mf"),
           ("misoriented_edges", "mis-or"), ("repeated_vertex_faces", "rep-v"),
+          ("duplicate_faces", "dup"),
           ("inside_out_shells", "inside-out"), ("zero_volume_parts", "zero-vol")]
 # Counts the repair must never raise; zero-volume parts are left out, since a
 # repair may turn a sheet it cannot remove into one.
 GUARDED = ["open_edges", "non_manifold_edges", "misoriented_edges",
-           "repeated_vertex_faces", "inside_out_shells"]
+           "repeated_vertex_faces", "duplicate_faces", "inside_out_shells"]
 # Seconds one run may take; a peer has been seen to loop for ever on a file.
 TIMEOUT = 120
 
