@@ -95,6 +95,7 @@ void runRepair(const Options& o) {
     const RunContext run = toolContext(o, bar.sink());
     loaded = loadInput(o, mesh, run);
     before = inspectModel(mesh, loaded.adjacency, !o.no_intersections);
+    loaded.adjacency = CornerAdjacency{};  // the repair builds its own
     run.report(0.50);
     if (o.described) {
       // The exports' pipeline, except that the tool removes duplicate faces
@@ -106,7 +107,6 @@ void runRepair(const Options& o) {
       account = {{"mode", "described"}};
       account_text = "  repair         : described (the exports' pipeline)\n";
     } else {
-      loaded.adjacency = CornerAdjacency{};
       const ThoroughRepairReport repaired = thoroughRepair(mesh, run);
       run.report(0.80);
       after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);

@@ -95,8 +95,17 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.census = takeCensus(mesh, adjacency);
   if (find_intersections) {
+    // Among closed shells that enclose something: an open shell or a part of
+    // no volume is a flaw of its own, and a soup of thousands of lone
+    // triangles would cost the search much time and memory for nothing.
+    std::vector<uint8_t> taken(r.census.shell_census.size());
+    for (size_t s = 0; s < taken.size(); ++s) {
+      const ShellKind kind = r.census.shell_census[s].kind;
+      taken[s] =
+          kind == ShellKind::kSolid || kind == ShellKind::kCavity || kind == ShellKind::kInsideOut;
+    }
     size_t ends = 0;
-    for (const std::vector<int32_t>& others : findIntersectingShells(mesh).intersecting)
+    for (const std::vector<int32_t>& others : findIntersectingShells(mesh, {}, &taken).intersecting)
       ends += others.size();
     r.intersecting_pairs = static_cast<int64_t>(ends / 2);
   }

@@ -23,7 +23,8 @@ struct ModelReport {
   std::array<float, 3> lower{};
   std::array<float, 3> upper{};
   MeshCensus census;
-  // Pairs of shells that pass through one another; -1 when not searched.
+  // Pairs of closed shells of some volume (solids, cavities, inside-out
+  // shells) that pass through one another; -1 when not searched.
   int64_t intersecting_pairs = -1;
   // The host's test: strict, orientation ignored, lenient; and post-detection's
   // faces with a repeated vertex, open edges, non-manifold edges, faces of
@@ -41,7 +42,7 @@ struct ModelReport {
 
 // Inspects `mesh`, which needs current shells and incidence lists and the
 // adjacency the shells came from; the mesh itself is not changed. With
-// `find_intersections`, the shells are searched for pairs passing through one
+// `find_intersections`, the closed shells are searched for pairs passing through one
 // another. The host's flaw tests log through `run`.
 ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
                          bool find_intersections, const RunContext& run = {});

@@ -51,13 +51,28 @@ double solidAngle(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
   return 2.0 * std::atan2(numerator, denominator);
 }
 
+// The live faces grouped by component (a counting sort of component_of):
+// those of component k are members[first[k] .. first[k + 1]).
+void groupByComponent(const OrientationComponents& components, size_t count,
+                      std::vector<int32_t>& members, std::vector<int32_t>& first) {
+  first.assign(count + 1, 0);
+  for (const int32_t k : components.component_of)
+    if (k >= 0) ++first[size_t(k) + 1];
+  for (size_t k = 0; k < count; ++k) first[k + 1] += first[k];
+  members.resize(size_t(first[count]));
+  std::vector<int32_t> next(first.begin(), first.end() - 1);
+  for (size_t f = 0; f < components.component_of.size(); ++f)
+    if (components.component_of[f] >= 0)
+      members[size_t(next[size_t(components.component_of[f])]++)] = int32_t(f);
+}
+
 }  // namespace
 
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report) {
+                                         ConsistencyReport& report, bool want_faces) {
   OrientationComponents out;
   const size_t face_count = mesh.faces.size();
-  out.component_of.assign(face_count, -1);
+  if (want_faces) out.component_of.assign(face_count, -1);
   // 0: not reached yet, 1: keeps its winding, 2: to be turned.
   std::vector<uint8_t> state(face_count, 0);
   FaceBits turned(face_count);
@@ -65,17 +80,18 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
   size_t conflicts = 0;
   for (size_t seed = 0; seed < face_count; ++seed) {
     if (mesh.faces[seed].removed || state[seed] != 0) continue;
-    const int32_t component = static_cast<int32_t>(out.faces.size());
+    const int32_t component = static_cast<int32_t>(out.closed.size());
     queue.assign(1, int32_t(seed));
     state[seed] = 1;
     size_t turns = 0;
     bool closed = true;
     for (size_t head = 0; head < queue.size(); ++head) {
       const size_t f = size_t(queue[head]);
-      out.component_of[f] = component;
+      if (want_faces) out.component_of[f] = component;
       const bool f_turns = state[f] == 2;
       for (uint32_t c = 0; c < 3; ++c) {
-        const int32_t g = partners.partner[3 * f + c];
+        bool alike = false;
+        const int32_t g = partners.partnerOf(3 * f + c, alike);
         if (g < 0) {
           closed = false;
           continue;
@@ -83,7 +99,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
         // Neighbours must run the edge oppositely once both are turned as
         // decided: g turns exactly when it runs alike and f does not, or
         // runs oppositely and f turns.
-        const bool g_turns = f_turns != (partners.alike[3 * f + c] != 0);
+        const bool g_turns = f_turns != alike;
         const uint8_t wanted = g_turns ? 2 : 1;
         if (state[size_t(g)] == 0) {
           state[size_t(g)] = wanted;
@@ -101,7 +117,6 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
         turned.set(size_t(f));
         ++report.faces_turned;
       }
-    out.faces.push_back(queue);
     out.closed.push_back(closed ? 1 : 0);
   }
   report.conflicts += conflicts / 2;  // each disagreement is met from both faces
@@ -112,7 +127,8 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
 OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& components,
                              double tolerance) {
   OutwardReport report;
-  const size_t count = components.faces.size();
+  const size_t count = components.count();
+  std::vector<size_t> faces_in(count, 0);
   std::vector<double> volume(count, 0.0), area(count, 0.0);
   std::vector<Box> boxes(count);
   std::vector<Vec3d> probe(count, Vec3d{0.0, 0.0, 0.0});
@@ -135,6 +151,7 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
     const int32_t k = components.component_of[f];
     if (k < 0) continue;
     const Face& face = mesh.faces[f];
+    ++faces_in[size_t(k)];
     if (!seen[size_t(k)]) {
       seen[size_t(k)] = 1;
       reference[size_t(k)] = at(mesh, face.v[0]);
@@ -168,51 +185,57 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
     probe[k] = add(probe[k], reference[k]);
   }
 
-  FaceBits turned(mesh.faces.size());
+  // What becomes of each component: removed (closed, no volume), turned, or
+  // left. Only a closed component of negative volume needs its nesting.
+  std::vector<uint8_t> removed(count, 0), turn(count, 0);
+  std::vector<int32_t> members, first;  // faces grouped by component, made on demand
   uint64_t evaluations = 0;
+  report.signed_volumes.assign(count, 0.0);
   for (size_t k = 0; k < count; ++k) {
     const bool flat = !(std::fabs(volume[k]) > tolerance * area[k]);
     if (components.closed[k] && flat) {
-      for (const int32_t f : components.faces[k]) mesh.faces[size_t(f)].removed = 1;
+      removed[k] = 1;
       ++report.zero_volume_removed;
-      report.zero_volume_faces += components.faces[k].size();
-      report.signed_volumes.push_back(0.0);
+      report.zero_volume_faces += faces_in[k];
       continue;
     }
-    bool want_positive = true;
+    report.signed_volumes[k] = volume[k];
+    if (flat || volume[k] > 0.0) continue;
+    size_t depth = 0;
     if (components.closed[k]) {
-      size_t depth = 0;
+      if (members.empty()) groupByComponent(components, count, members, first);
       for (size_t j = 0; j < count; ++j) {
         // A shell that holds this one holds its whole box.
         if (j == k || !components.closed[j] || !boxes[j].holds(boxes[k].lo) ||
             !boxes[j].holds(boxes[k].hi))
           continue;
         if (evaluations > kMaxWindingEvaluations) break;
-        evaluations += components.faces[j].size();
+        evaluations += faces_in[j];
         double sum = 0.0;
-        for (const int32_t f : components.faces[j]) {
-          const Face& face = mesh.faces[size_t(f)];
+        for (int32_t i = first[j]; i < first[j + 1]; ++i) {
+          const Face& face = mesh.faces[size_t(members[size_t(i)])];
           sum += solidAngle(sub(at(mesh, face.v[0]), probe[k]), sub(at(mesh, face.v[1]), probe[k]),
                             sub(at(mesh, face.v[2]), probe[k]));
         }
         if (std::fabs(sum) >= 2.0 * kPi) ++depth;  // winding number of at least one half
       }
-      // Only a shell at odd depth may stay negative (a cavity); a positive
-      // one there may as well be a part set into another, and an outward
-      // shell is never turned.
-      want_positive = depth % 2 == 0 || volume[k] > 0.0;
-      report.cavities += depth % 2 == 1 && volume[k] < 0.0;
-    } else if (flat) {
-      report.signed_volumes.push_back(volume[k]);
+    }
+    // Negative at odd depth is a cavity, wound as it should be.
+    if (depth % 2 == 1) {
+      ++report.cavities;
       continue;
     }
-    double v = volume[k];
-    if ((v > 0.0) != want_positive) {
-      for (const int32_t f : components.faces[k]) turned.set(size_t(f));
-      ++report.components_turned;
-      v = -v;
-    }
-    report.signed_volumes.push_back(v);
+    turn[k] = 1;
+    ++report.components_turned;
+    report.signed_volumes[k] = -volume[k];
+  }
+  if (report.components_turned == 0 && report.zero_volume_removed == 0) return report;
+  FaceBits turned(face_count);
+  for (size_t f = 0; f < face_count; ++f) {
+    const int32_t k = components.component_of[f];
+    if (k < 0) continue;
+    if (removed[size_t(k)]) mesh.faces[f].removed = 1;
+    if (turn[size_t(k)]) turned.set(f);
   }
   if (report.components_turned > 0) applyTurns(mesh, turned);
   return report;

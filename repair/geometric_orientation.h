@@ -31,9 +31,9 @@
 namespace vekmesh {
 
 struct OrientationComponents {
-  std::vector<std::vector<int32_t>> faces;  // per component, breadth-first from its lowest face
-  std::vector<uint8_t> closed;              // every corner of its faces has a partner
-  std::vector<int32_t> component_of;        // per face; -1 for removed faces
+  std::vector<int32_t> component_of;  // per face; -1 for removed faces
+  std::vector<uint8_t> closed;        // per component: every corner of its faces has a partner
+  size_t count() const { return closed.size(); }
 };
 
 struct ConsistencyReport {
@@ -41,12 +41,12 @@ struct ConsistencyReport {
   size_t conflicts = 0;  // partners left running an edge the same way (one-sided surfaces)
 };
 
-// The components of the live faces under the sheet partners,
-// found by the same walks that make them consistent: faces are turned so
-// that partners run their shared edges in opposite directions. Incidence
-// lists are kept current; an adjacency built before is not.
+// Turns faces so that partners run their shared edges in opposite
+// directions, and hands back the components the walks found (only `closed`
+// without `want_faces`, which spares the per-face map). Incidence lists are
+// kept current; an adjacency built before is not.
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report);
+                                         ConsistencyReport& report, bool want_faces = true);
 
 struct OutwardReport {
   size_t components_turned = 0;

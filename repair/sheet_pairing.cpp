@@ -7,7 +7,6 @@
 #include <cmath>
 
 #include "geometry/vectors.h"
-#include "mesh/face_bits.h"
 
 namespace vekmesh {
 namespace {
@@ -60,12 +59,11 @@ void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Aro
   // Only the lowest face of the edge pairs it, so each edge is paired once.
   if (around.empty() || around.front().face != f) return;
   const std::pair<int32_t, int32_t> edge = {std::min(a, b), std::max(a, b)};
-  for (const Around& s : around) out.partner[3 * size_t(s.face) + s.corner] = -1;
+  for (const Around& s : around) out.paired[3 * size_t(s.face) + s.corner] = {-1, false};
   auto join = [&](const Around& x, const Around& y) {
-    const size_t xs = 3 * size_t(x.face) + x.corner, ys = 3 * size_t(y.face) + y.corner;
-    out.partner[xs] = int32_t(y.face);
-    out.partner[ys] = int32_t(x.face);
-    out.alike[xs] = out.alike[ys] = x.forward == y.forward ? 1 : 0;
+    const bool alike = x.forward == y.forward;
+    out.paired[3 * size_t(x.face) + x.corner] = {int32_t(y.face), alike};
+    out.paired[3 * size_t(y.face) + y.corner] = {int32_t(x.face), alike};
   };
   if (earlier) {
     const auto known = earlier->find(edge);
@@ -123,30 +121,16 @@ void pairAroundEdge(const SubMesh& mesh, uint32_t f, uint32_t c, std::vector<Aro
 SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
                          const SheetPairs* earlier, SheetPairs* chosen) {
   const size_t face_count = mesh.faces.size();
-  SheetPartners out;
-  out.partner.assign(3 * face_count, -1);
-  out.alike.assign(3 * face_count, 0);
-  std::vector<Around> around;
-  // Which faces are gone, in a bit set the cache holds: the faces across are
-  // all over the mesh when its triangles come in no particular order.
-  FaceBits removed(face_count);
+  SheetPartners out(adjacency, face_count);
   for (uint32_t f = 0; f < face_count; ++f)
-    if (mesh.faces[f].removed) removed.set(f);
-  for (uint32_t f = 0; f < face_count; ++f) {
-    if (removed.test(f)) continue;
-    for (uint32_t c = 0; c < 3; ++c) {
-      const size_t slot = 3 * size_t(f) + c;
-      const int32_t across =
-          slot < adjacency.across.size() ? adjacency.across[slot] : CornerAdjacency::kOpen;
-      if (across >= 0) {
-        if (removed.test(size_t(across))) continue;
-        out.partner[slot] = across;
-        out.alike[slot] = adjacency.same_direction[slot];
-      } else if (across == CornerAdjacency::kSeveral) {
-        pairAroundEdge(mesh, f, c, around, earlier, chosen, out);
-      }
-    }
-  }
+    if (mesh.faces[f].removed) out.removed.set(f);
+  // Only edges of several faces are paired here; the rest is read from the
+  // adjacency when asked for.
+  std::vector<Around> around;
+  const size_t slots = std::min(adjacency.across.size(), 3 * face_count);
+  for (size_t slot = 0; slot < slots; ++slot)
+    if (adjacency.across[slot] == CornerAdjacency::kSeveral && !out.removed.test(slot / 3))
+      pairAroundEdge(mesh, uint32_t(slot / 3), uint32_t(slot % 3), around, earlier, chosen, out);
   return out;
 }
 

@@ -136,14 +136,14 @@ struct Index {
 // runs on the caller's thread: on the two-core machines it is measured on, a
 // parallel loop here lost more at its barrier, whenever another process held
 // a core, than it gained on an idle machine.
-void collectFaces(const SubMesh& mesh, Index& index) {
+void collectFaces(const SubMesh& mesh, const std::vector<uint8_t>* taken, Index& index) {
   const size_t shell_count = mesh.shells.size();
   size_t total = 0;
   index.spans.resize(shell_count);
   for (size_t s = 0; s < shell_count; ++s) {
     index.spans[s].first = total;
-    index.spans[s].count = mesh.shells[s].size();
-    total += mesh.shells[s].size();
+    index.spans[s].count = !taken || (*taken)[s] ? mesh.shells[s].size() : 0;
+    total += index.spans[s].count;
   }
   index.faces.resize(total);
   index.boxes.resize(total);
@@ -153,7 +153,7 @@ void collectFaces(const SubMesh& mesh, Index& index) {
     int32_t* faces = index.faces.data() + index.spans[s].first;
     FloatBox* boxes = index.boxes.data() + index.spans[s].first;
     float lo[3] = {kInf, kInf, kInf}, hi[3] = {-kInf, -kInf, -kInf};
-    for (size_t i = 0; i < shell.size(); ++i) {
+    for (size_t i = 0; i < index.spans[s].count; ++i) {
       faces[i] = shell[i];
       if (!faceBox(mesh, shell[i], boxes[i])) continue;
       for (int d = 0; d < 3; ++d) {
@@ -381,7 +381,8 @@ std::vector<std::pair<int32_t, int32_t>> overlappingPairs(const Index& index, si
 
 }  // namespace
 
-ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimits& limits) {
+ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimits& limits,
+                                          const std::vector<uint8_t>* taken) {
   const size_t shell_count = mesh.shells.size();
   ShellIntersections result;
   result.intersecting.resize(shell_count);
@@ -391,7 +392,7 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
   }
 
   Index index;
-  collectFaces(mesh, index);
+  collectFaces(mesh, taken, index);
   const std::vector<std::pair<int32_t, int32_t>> pairs =
       overlappingPairs(index, limits.maxShellPairs);
 

@@ -33,7 +33,10 @@ struct SearchLimits {
 // shells whose boxes (doubles, minima from 1e6 and maxima from -1e6, as every
 // shell box in the library) only touch are never tested, so shells resting
 // face to face stay apart. Faces with a non-finite coordinate take no part.
-ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimits& limits = {});
+// With `taken` (one flag per shell), shells flagged 0 take no part: they
+// intersect nothing and cost nothing.
+ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimits& limits = {},
+                                          const std::vector<uint8_t>* taken = nullptr);
 
 // Groups by breadth-first walk: the lowest shell not yet grouped starts a
 // group that takes in every shell reached through `intersecting`. Each group

@@ -14,6 +14,8 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   report.faces_in = liveFaceCount(mesh);
   log.parameter("faces in", report.faces_in);
 
+  // The shells are rebuilt at the end; the old lists would only raise the peak.
+  std::vector<std::vector<int32_t>>().swap(mesh.shells);
   // Faces removed before, or collapsed by the weld, go in one compaction.
   const bool removed_before = report.faces_in != mesh.faces.size();
   if (removed_before) compactMesh(mesh);
@@ -30,7 +32,8 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
 
   report.coincident = removeCoincidentFaces(mesh, adjacency);
   SheetPairs sheets;
-  orientConsistently(mesh, pairSheets(mesh, adjacency, nullptr, &sheets), report.consistency);
+  orientConsistently(mesh, pairSheets(mesh, adjacency, nullptr, &sheets), report.consistency,
+                     /*want_faces=*/false);
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).
   if (report.consistency.faces_turned > 0)
