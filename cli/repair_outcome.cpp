@@ -36,6 +36,7 @@ std::string thoroughText(const ThoroughRepairReport& r, const std::string& inden
   std::snprintf(tolerance, sizeof tolerance, "%.3g", r.weld.tolerance);
   return indent + "repair         : thorough; weld tolerance " + tolerance + ": " +
          std::to_string(r.weld.vertices_moved) + " vertices welded, " +
+         std::to_string(r.needles_collapsed) + " needle edges collapsed, " +
          std::to_string(r.collapsed_faces) + " faces collapsed; " +
          std::to_string(r.coincident.opposite_pairs_removed) + " opposite face pairs and " +
          std::to_string(r.coincident.duplicates_removed) + " duplicate faces removed; " +
@@ -53,6 +54,7 @@ nlohmann::ordered_json thoroughJson(const ThoroughRepairReport& r) {
   return {{"mode", "thorough"},
           {"weld_tolerance", r.weld.tolerance},
           {"vertices_welded", r.weld.vertices_moved},
+          {"needles_collapsed", r.needles_collapsed},
           {"faces_collapsed", r.collapsed_faces},
           {"opposite_pairs_removed", r.coincident.opposite_pairs_removed},
           {"duplicates_removed", r.coincident.duplicates_removed},

@@ -4,6 +4,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
+#include "repair/needle_collapse.h"
 #include "repair/sheet_pairing.h"
 
 namespace vekmesh {
@@ -22,7 +23,8 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   CornerAdjacency adjacency =
       buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
   report.weld = weldWithinTolerance(mesh, adjacency);
-  if (report.weld.vertices_moved > 0) {
+  report.needles_collapsed = collapseNeedles(mesh, report.weld.tolerance);
+  if (report.weld.vertices_moved > 0 || report.needles_collapsed > 0) {
     const size_t before = mesh.faces.size();
     adjacency = CornerAdjacency{};
     compactMesh(mesh);
@@ -65,6 +67,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
 
   log.parameter("tolerance", report.weld.tolerance);
   log.parameter("vertices welded", report.weld.vertices_moved);
+  log.parameter("needles collapsed", report.needles_collapsed);
   log.parameter("opposite pairs", report.coincident.opposite_pairs_removed);
   log.parameter("duplicates", report.coincident.duplicates_removed);
   log.parameter("faces turned", report.consistency.faces_turned);

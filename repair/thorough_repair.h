@@ -3,8 +3,10 @@
 // The exports keep the described pipeline (repair_pipeline.h); this one is
 // for people who want the best model out. Log name: "thorough repair".
 // Steps, in order:
-//  1. weldWithinTolerance (tolerance_weld.h) and compaction: cracks closed,
-//     nothing else moved, faces that collapse at load or here dropped;
+//  1. weldWithinTolerance (tolerance_weld.h), collapseNeedles
+//     (needle_collapse.h) and compaction: cracks closed and edges shorter
+//     than the tolerance collapsed, nothing else moved, the faces that
+//     collapse dropped;
 //  2. removeCoincidentFaces (coincident_faces.h): opposite pairs cancel,
 //     duplicates go;
 //  3. pairSheets (sheet_pairing.h) and makeWindingConsistent
@@ -40,7 +42,8 @@ struct ThoroughRepairReport {
   size_t faces_in = 0;
   size_t faces_out = 0;
   ToleranceWeldReport weld;
-  size_t collapsed_faces = 0;  // dropped by the weld's compaction
+  size_t needles_collapsed = 0;  // edges shorter than the tolerance
+  size_t collapsed_faces = 0;    // dropped by the weld's compaction
   CoincidentFacesReport coincident;
   ConsistencyReport consistency;
   HoleFillingReport holes;

@@ -212,5 +212,35 @@ TEST(ThoroughRepair, WeldsCracksAndFillsHolesWithPatchesOfTheRimsSize) {
   EXPECT_LE(sheet_report.holes.faces_added, 3u * 400u);
 }
 
+TEST(ThoroughRepair, CollapsesNeedlesShorterThanTheTolerance) {
+  // A cube whose top side is split at a point a hair from one of its
+  // corners: the faces there have an edge far shorter than the tolerance.
+  const std::vector<Point> points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0},        {0, 0, 1},
+                                     {1, 0, 1}, {1, 1, 1}, {0, 1, 1}, {1e-9f, 1e-9f, 1}};
+  const Soup needled = test::soupFromIndexed(points, {{0, 2, 1},
+                                                      {0, 3, 2},
+                                                      {4, 5, 8},
+                                                      {5, 6, 8},
+                                                      {6, 7, 8},
+                                                      {7, 4, 8},
+                                                      {0, 1, 5},
+                                                      {0, 5, 4},
+                                                      {1, 2, 6},
+                                                      {1, 6, 5},
+                                                      {2, 3, 7},
+                                                      {2, 7, 6},
+                                                      {3, 0, 4},
+                                                      {3, 4, 7}});
+  ThoroughRepairReport report;
+  const TriMesh out = repaired(needled, &report);
+  EXPECT_EQ(report.needles_collapsed, 1u);
+  EXPECT_EQ(liveFaceCount(out), 12u);
+  EXPECT_NEAR(signedVolume(out), 1.0, 1e-6);
+  EXPECT_TRUE(test::edgeCensus(out).closedManifoldOriented());
+  // The corner that stays keeps its coordinates.
+  for (const Vertex& v : out.vertices)
+    EXPECT_FALSE(v.position[0] == 1e-9f && v.position[2] == 1.0f);
+}
+
 }  // namespace
 }  // namespace vekmesh
