@@ -5,32 +5,6 @@
 #include <nlohmann/json.hpp>
 
 namespace vekmesh::cli {
-namespace {
-
-std::string more(size_t before, size_t after, const char* one, const char* many) {
-  const size_t added = after - before;
-  return std::to_string(added) + " more " + (added == 1 ? one : many);
-}
-
-}  // namespace
-
-std::vector<std::string> flawsAdded(const MeshCensus& before, const MeshCensus& after) {
-  std::vector<std::string> added;
-  auto check = [&](size_t b, size_t a, const char* one, const char* many) {
-    if (a > b) added.push_back(more(b, a, one, many));
-  };
-  check(before.open_edges, after.open_edges, "open edge", "open edges");
-  check(before.non_manifold_edges, after.non_manifold_edges, "non-manifold edge",
-        "non-manifold edges");
-  check(before.misoriented_edges, after.misoriented_edges, "mis-oriented edge",
-        "mis-oriented edges");
-  check(before.repeated_vertex_faces, after.repeated_vertex_faces, "repeated-vertex face",
-        "repeated-vertex faces");
-  check(before.duplicate_faces, after.duplicate_faces, "duplicate face", "duplicate faces");
-  check(before.inside_out_shells, after.inside_out_shells, "inside-out shell", "inside-out shells");
-  return added;
-}
-
 std::string thoroughText(const ThoroughRepairReport& r, const std::string& indent) {
   char tolerance[32];
   std::snprintf(tolerance, sizeof tolerance, "%.3g", r.weld.tolerance);

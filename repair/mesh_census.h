@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "mesh/corner_adjacency.h"
@@ -99,5 +100,11 @@ struct MeshCensus {
 //     otherwise it is inside out. Mis-oriented edges inside a closed shell do
 //     not stop it from being judged by the volume its faces enclose.
 MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency);
+
+// The flaws a repair must never add: open, non-manifold and mis-oriented
+// edges, repeated-vertex and duplicate faces, and inside-out shells. One
+// phrase per count that grew from `before` to `after` ("3 more mis-oriented
+// edges"); empty when none did.
+std::vector<std::string> flawsAdded(const MeshCensus& before, const MeshCensus& after);
 
 }  // namespace vekmesh

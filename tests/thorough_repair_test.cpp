@@ -7,12 +7,15 @@
 
 #include <cmath>
 #include <cstring>
+#include <string>
 #include <vector>
 
+#include "broken_sphere.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
 #include "repair/flaw_detection.h"
+#include "repair/mesh_census.h"
 #include "repair/shell_orientation.h"
 
 namespace vekmesh {
@@ -240,6 +243,47 @@ TEST(ThoroughRepair, CollapsesNeedlesShorterThanTheTolerance) {
   // The corner that stays keeps its coordinates.
   for (const Vertex& v : out.vertices)
     EXPECT_FALSE(v.position[0] == 1e-9f && v.position[2] == 1.0f);
+}
+
+// The census of a mesh as the tool takes it after loading.
+MeshCensus censusOf(TriMesh& mesh) {
+  const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
+  return takeCensus(mesh, adjacency);
+}
+
+TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
+  std::vector<Soup> inputs = {overhangingPeg(), test::cubeSoup(1.0f, test::Winding::kInward),
+                              test::uvSphereSoup(0.033f, 48, 24)};
+  inputs.push_back(test::concatenate(test::cubeSoup(1.0f),
+                                     test::cubeSoup(1.0f, test::Winding::kInward, Point{1, 1, 0})));
+  inputs.push_back(test::concatenate(test::cubeSoup(3.0f, test::Winding::kInward),
+                                     test::cubeSoup(1.0f, test::Winding::kInward, Point{1, 1, 1})));
+  // Two tetrahedra sharing a face, the second wound inwards.
+  inputs.push_back(test::concatenate(
+      test::tetrahedronSoup(),
+      test::withTriangleFlipped(test::withTriangleFlipped(test::tetrahedronSoup(), 0), 1)));
+  for (const uint64_t seed : {1u, 2u, 3u}) {
+    const test::BrokenSphere broken = test::makeBrokenSphere(6000, seed);
+    Soup soup;
+    soup.corners = broken.corners;
+    inputs.push_back(soup);
+  }
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    TriMesh mesh = test::buildMesh(inputs[i]);
+    const MeshCensus before = censusOf(mesh);
+    ThoroughRepairReport report = thoroughRepair(mesh);
+    const MeshCensus after = takeCensus(mesh, report.adjacency);
+    const std::vector<std::string> added = flawsAdded(before, after);
+    EXPECT_TRUE(added.empty()) << "input " << i << ": " << added.front();
+    EXPECT_EQ(after.inside_out_shells, 0u) << "input " << i;
+  }
+
+  // The comparison itself names what grew, and only that.
+  MeshCensus less, more;
+  more.misoriented_edges = 3;
+  less.open_edges = 2;
+  EXPECT_EQ(flawsAdded(less, more), std::vector<std::string>{"3 more mis-oriented edges"});
+  EXPECT_TRUE(flawsAdded(more, more).empty());
 }
 
 }  // namespace
