@@ -10,6 +10,7 @@
 #include "geometry/vectors.h"
 #include "mesh/mesh_utils.h"
 #include "repair/shell_orientation.h"
+#include "repair/visibility_votes.h"
 
 namespace vekmesh {
 namespace {
@@ -191,6 +192,11 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
   std::vector<int32_t> members, first;  // faces grouped by component, made on demand
   uint64_t evaluations = 0;
   report.signed_volumes.assign(count, 0.0);
+  std::vector<uint8_t> open(count, 0);
+  for (size_t k = 0; k < count; ++k) open[k] = !components.closed[k];
+  const std::vector<int64_t> votes = std::count(open.begin(), open.end(), 1) > 0
+                                         ? visibilityVotes(mesh, components.component_of, open)
+                                         : std::vector<int64_t>(count, 0);
   for (size_t k = 0; k < count; ++k) {
     const bool flat = !(std::fabs(volume[k]) > tolerance * area[k]);
     if (components.closed[k] && flat) {
@@ -200,6 +206,16 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
       continue;
     }
     report.signed_volumes[k] = volume[k];
+    // An open component goes by its faces' votes, and by its volume about its
+    // centroid when they do not decide.
+    if (open[k] && votes[k] != 0) {
+      if (votes[k] < 0) {
+        turn[k] = 1;
+        ++report.components_turned;
+        report.signed_volumes[k] = -volume[k];
+      }
+      continue;
+    }
     if (flat || volume[k] > 0.0) continue;
     size_t depth = 0;
     if (components.closed[k]) {

@@ -13,11 +13,14 @@
 //    inward. A component that encloses positive volume is never turned: at
 //    odd depth it may as well be a part set into another (an insert, a
 //    magnet) as a cavity wound the wrong way, and the file's own winding is
-//    the better guess. An open component is measured about its own area
-//    centroid: when that volume is clearly not zero (more than the weld
-//    tolerance times its area), it is turned to make it positive, as a bowl
-//    or a shell with holes opens outwards; a flat or saddle-like sheet keeps
-//    the winding the first step gave it.
+//    the better guess. An open component goes by the majority of a
+//    visibility test (visibility_votes.h): it is turned when more of its
+//    faces see out of the model behind them than in front. When the votes do
+//    not decide (a lone sheet sees out both ways), it is measured about its
+//    own area centroid: when that volume is clearly not zero (more than the
+//    weld tolerance times its area), it is turned to make it positive, as a
+//    bowl or a shell with holes opens outwards; a flat sheet keeps the
+//    winding the first step gave it.
 #pragma once
 
 #include <cstddef>

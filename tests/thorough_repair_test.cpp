@@ -16,6 +16,7 @@
 #include "mesh_checks.h"
 #include "repair/flaw_detection.h"
 #include "repair/mesh_census.h"
+#include "repair/sheet_pairing.h"
 #include "repair/shell_orientation.h"
 
 namespace vekmesh {
@@ -284,6 +285,47 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
   less.open_edges = 2;
   EXPECT_EQ(flawsAdded(less, more), std::vector<std::string>{"3 more mis-oriented edges"});
   EXPECT_TRUE(flawsAdded(more, more).empty());
+}
+
+// The outward step alone on a mesh as it stands: components from its sheets.
+OutwardReport outwardsOnly(TriMesh& mesh) {
+  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  ConsistencyReport consistency;
+  const OrientationComponents components =
+      orientConsistently(mesh, pairSheets(mesh, adjacency), consistency);
+  return orientOutwards(mesh, components, 1e-6);
+}
+
+TEST(ThoroughRepair, TurnsOpenShellsByWhatTheirFacesSee) {
+  // A bowl (a sphere's lower part): wound inwards, its faces see out behind
+  // them, so it turns; wound outwards it stays.
+  Soup bowl;
+  const Soup sphere = test::uvSphereSoup(10.0f, 48, 24);
+  for (uint32_t t = 0; t < sphere.triangleCount(); ++t) {
+    const Point a = sphere.corner(t, 0), b = sphere.corner(t, 1), c = sphere.corner(t, 2);
+    if (a[2] < 3.0f && b[2] < 3.0f && c[2] < 3.0f) bowl.addTriangle(a, b, c);
+  }
+  Soup inward;
+  for (uint32_t t = 0; t < bowl.triangleCount(); ++t)
+    inward.addTriangle(bowl.corner(t, 0), bowl.corner(t, 2), bowl.corner(t, 1));
+  TriMesh out = test::buildMesh(bowl), in = test::buildMesh(inward);
+  EXPECT_EQ(outwardsOnly(out).components_turned, 0u);
+  EXPECT_EQ(outwardsOnly(in).components_turned, 1u);
+  // Turned, it runs its faces as the outward one does: the same signed
+  // volume about the origin (which an open surface's winding flips).
+  EXPECT_NEAR(signedVolume(in), signedVolume(out), 1e-9 * std::fabs(signedVolume(out)));
+  EXPECT_GT(std::fabs(signedVolume(out)), 1.0);
+
+  // A flat sheet sees out both ways and keeps whichever winding it has.
+  Soup sheet;
+  sheet.addTriangle({0, 0, 0}, {1, 0, 0}, {1, 1, 0});
+  sheet.addTriangle({0, 0, 0}, {1, 1, 0}, {0, 1, 0});
+  for (const bool flip : {false, true}) {
+    Soup s = sheet;
+    if (flip) s = test::withTriangleFlipped(test::withTriangleFlipped(s, 0), 1);
+    TriMesh mesh = test::buildMesh(s);
+    EXPECT_EQ(outwardsOnly(mesh).components_turned, 0u);
+  }
 }
 
 }  // namespace
