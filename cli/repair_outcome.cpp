@@ -20,6 +20,7 @@ std::string thoroughText(const ThoroughRepairReport& r, const std::string& inden
          std::to_string(r.holes.open_edges_left) + " open edges left); " +
          std::to_string(r.outward.components_turned) + " shells turned outwards, " +
          std::to_string(r.outward.cavities) + " cavities kept inwards; " +
+         std::to_string(r.lone_faces_removed) + " lone faces and " +
          std::to_string(r.outward.zero_volume_removed) + " zero-volume parts (" +
          std::to_string(r.outward.zero_volume_faces) + " faces) removed\n";
 }
@@ -39,6 +40,7 @@ nlohmann::ordered_json thoroughJson(const ThoroughRepairReport& r) {
           {"open_edges_left", r.holes.open_edges_left},
           {"shells_turned", r.outward.components_turned},
           {"cavities", r.outward.cavities},
+          {"lone_faces_removed", r.lone_faces_removed},
           {"zero_volume_parts_removed", r.outward.zero_volume_removed},
           {"zero_volume_faces_removed", r.outward.zero_volume_faces}};
 }

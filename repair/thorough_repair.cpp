@@ -34,8 +34,20 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
 
   report.coincident = removeCoincidentFaces(mesh, adjacency);
   SheetPairs sheets;
-  orientConsistently(mesh, pairSheets(mesh, adjacency, nullptr, &sheets), report.consistency,
-                     /*want_faces=*/false);
+  {
+    const SheetPartners partners = pairSheets(mesh, adjacency, nullptr, &sheets);
+    // A face alone (no partner on any edge) encloses nothing: it goes now,
+    // before hole filling would close it with a face on its back.
+    for (size_t f = 0; f < mesh.faces.size(); ++f) {
+      if (mesh.faces[f].removed) continue;
+      bool alike = false, alone = true;
+      for (size_t c = 0; c < 3 && alone; ++c) alone = partners.partnerOf(3 * f + c, alike) < 0;
+      if (!alone) continue;
+      mesh.faces[f].removed = 1;
+      ++report.lone_faces_removed;
+    }
+    orientConsistently(mesh, partners, report.consistency, /*want_faces=*/false);
+  }
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).
   if (report.consistency.faces_turned > 0)
@@ -73,6 +85,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   log.parameter("faces turned", report.consistency.faces_turned);
   log.parameter("holes closed", report.holes.loops_closed);
   log.parameter("shells turned", report.outward.components_turned);
+  log.parameter("lone faces", report.lone_faces_removed);
   log.parameter("zero-volume parts", report.outward.zero_volume_removed);
   log.parameter("faces out", report.faces_out);
   log.succeed();

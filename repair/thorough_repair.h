@@ -9,16 +9,17 @@
 //     collapse dropped;
 //  2. removeCoincidentFaces (coincident_faces.h): opposite pairs cancel,
 //     duplicates go;
-//  3. pairSheets (sheet_pairing.h) and makeWindingConsistent
+//  3. pairSheets (sheet_pairing.h) and orientConsistently
 //     (geometric_orientation.h): edges of more than two faces split into
-//     sheets, windings made consistent across two-face edges only;
+//     sheets, faces with no neighbour on any edge removed (they enclose
+//     nothing), windings made consistent across two-face edges only;
 //  4. fillHoles (hole_filling.h) with patches of at most one new point per
 //     rim vertex, so a patch stays proportional to its rim, and none that
 //     would give an edge a third face;
 //  5. compaction, components again, orientOutwards: closed shells turned by
-//     their volume and nesting (cavities inwards), open ones by their volume
-//     about their centroid, closed shells of no volume removed (a lone
-//     triangle or a flat sheet closed by step 4 ends here);
+//     their volume and nesting (cavities inwards), open ones by a visibility
+//     vote, closed shells of no volume removed (a flat sheet closed by step 4
+//     ends here);
 //  6. compaction and shells, the adjacency handed back.
 // Every face that stays keeps its position bit for bit: nothing is snapped.
 #pragma once
@@ -45,6 +46,7 @@ struct ThoroughRepairReport {
   size_t needles_collapsed = 0;  // edges shorter than the tolerance
   size_t collapsed_faces = 0;    // dropped by the weld's compaction
   CoincidentFacesReport coincident;
+  size_t lone_faces_removed = 0;  // faces with no neighbour on any edge
   ConsistencyReport consistency;
   HoleFillingReport holes;
   OutwardReport outward;

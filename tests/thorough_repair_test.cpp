@@ -167,7 +167,8 @@ TEST(ThoroughRepair, RemovesAndCountsPartsThatEncloseNothing) {
   ThoroughRepairReport report;
   const TriMesh out = repaired(soup, &report);
   EXPECT_EQ(report.coincident.opposite_pairs_removed, 2u);
-  EXPECT_EQ(report.outward.zero_volume_removed, 1u);  // the triangle, closed by its patch
+  EXPECT_EQ(report.lone_faces_removed, 1u);
+  EXPECT_EQ(report.holes.loops_closed, 0u);  // nothing left open to close
   EXPECT_EQ(out.shells.size(), 1u);
   EXPECT_NEAR(signedVolume(out), 1.0, 1e-9);
   EXPECT_TRUE(test::edgeCensus(out).closedManifoldOriented());
