@@ -95,9 +95,9 @@ void runRepair(const Options& o) {
     const RunContext run = toolContext(o, bar.sink());
     loaded = loadInput(o, mesh, run);
     before = inspectModel(mesh, loaded.adjacency, !o.no_intersections);
-    loaded.adjacency = CornerAdjacency{};  // the repair builds its own
     run.report(0.50);
     if (o.described) {
+      loaded.adjacency = CornerAdjacency{};  // this pipeline builds its own
       // The exports' pipeline, except that the tool removes duplicate faces
       // at every size.
       const RepairReport repaired =
@@ -107,7 +107,7 @@ void runRepair(const Options& o) {
       account = {{"mode", "described"}};
       account_text = "  repair         : described (the exports' pipeline)\n";
     } else {
-      const ThoroughRepairReport repaired = thoroughRepair(mesh, run);
+      const ThoroughRepairReport repaired = thoroughRepair(mesh, run, &loaded.adjacency);
       run.report(0.80);
       after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);
       account = thoroughJson(repaired);

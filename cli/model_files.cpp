@@ -63,7 +63,8 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
   const size_t built = liveFaceCount(mesh);
   if (built == 0) throw UserError("'" + path + "' holds no triangles");
   loaded.triangles_dropped = loaded.triangles_read > built ? loaded.triangles_read - built : 0;
-  loaded.adjacency = buildShellsWithAdjacency(mesh);
+  // With the duplicate list, which the repair goes on to read.
+  loaded.adjacency = buildShellsWithAdjacency(mesh, /*list_duplicates=*/true);
   return loaded;
 }
 

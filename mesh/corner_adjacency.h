@@ -53,7 +53,7 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency);
 // buildShells, handing back the adjacency the shells came from, so that a
 // caller that goes on to read the topology of this mesh state (flaw tests,
 // post-detection counts) does not build it again.
-CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh);
+CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh, bool list_duplicates = false);
 
 // rebuildTopology (mesh_utils.h), handing back the adjacency of the compacted
 // mesh in the same way.

@@ -18,8 +18,8 @@ void buildShells(SubMesh& mesh) {
   buildShells(mesh, buildCornerAdjacency(mesh, RemovedFaces::kSkip));
 }
 
-CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh) {
-  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+CornerAdjacency buildShellsWithAdjacency(SubMesh& mesh, bool list_duplicates) {
+  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, list_duplicates);
   buildShells(mesh, adjacency);
   return adjacency;
 }

@@ -386,7 +386,9 @@ ShellIntersections findIntersectingShells(const SubMesh& mesh, const SearchLimit
   const size_t shell_count = mesh.shells.size();
   ShellIntersections result;
   result.intersecting.resize(shell_count);
-  if (shell_count < 2) {  // the common single-part model: nothing to pair
+  const size_t taking_part =
+      taken ? size_t(std::count(taken->begin(), taken->end(), uint8_t(1))) : shell_count;
+  if (taking_part < 2) {  // the common single-part model: nothing to pair
     result.groups = groupShells(result.intersecting);
     return result;
   }

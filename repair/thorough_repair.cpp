@@ -9,7 +9,8 @@
 
 namespace vekmesh {
 
-ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
+ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
+                                    CornerAdjacency* current) {
   OperationLog log(run, "thorough repair");
   ThoroughRepairReport report;
   report.faces_in = liveFaceCount(mesh);
@@ -19,9 +20,14 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run) {
   std::vector<std::vector<int32_t>>().swap(mesh.shells);
   // Faces removed before, or collapsed by the weld, go in one compaction.
   const bool removed_before = report.faces_in != mesh.faces.size();
-  if (removed_before) compactMesh(mesh);
-  CornerAdjacency adjacency =
-      buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
+  CornerAdjacency adjacency;
+  if (current && current->duplicates_listed && !removed_before &&
+      current->across.size() == 3 * mesh.faces.size()) {
+    adjacency = std::move(*current);
+  } else {
+    if (removed_before) compactMesh(mesh);
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
+  }
   report.weld = weldWithinTolerance(mesh, adjacency);
   report.needles_collapsed = collapseNeedles(mesh, report.weld.tolerance);
   if (report.weld.vertices_moved > 0 || report.needles_collapsed > 0) {

@@ -54,6 +54,10 @@ struct ThoroughRepairReport {
   CornerAdjacency adjacency;
 };
 
-ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run = {});
+// `current`, when given, is the adjacency of the mesh as it is, built with
+// RemovedFaces::kSkip and its duplicate list (as a loader that goes on to
+// report hands it on); it is taken over, sparing a build.
+ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run = {},
+                                    CornerAdjacency* current = nullptr);
 
 }  // namespace vekmesh
