@@ -39,6 +39,10 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   }
 
   report.coincident = removeCoincidentFaces(mesh, adjacency);
+  // The faces removed leave edges the adjacency still counts as shared by
+  // several; pairing those one by one costs more than building it again.
+  if (report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed > 0)
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   SheetPairs sheets;
   {
     const SheetPartners partners = pairSheets(mesh, adjacency, nullptr, &sheets);
