@@ -40,8 +40,11 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
 
   report.coincident = removeCoincidentFaces(mesh, adjacency);
   // The faces removed leave edges the adjacency still counts as shared by
-  // several; pairing those one by one costs more than building it again.
-  if (report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed > 0)
+  // several, which the pairing then walks one by one (a few microseconds
+  // each, twice); past one face in 256 building it again costs less.
+  const size_t coincident =
+      2 * report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed;
+  if (coincident * 256 > mesh.faces.size())
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   SheetPairs sheets;
   {
