@@ -30,7 +30,11 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   }
   report.weld = weldWithinTolerance(mesh, adjacency);
   report.needles_collapsed = collapseNeedles(mesh, report.weld.tolerance);
-  if (report.weld.vertices_moved > 0 || report.needles_collapsed > 0) {
+  // Welded cracks change which faces meet, which every later step reads.
+  // A collapsed needle changes nothing the steps read (its faces, of no
+  // area, still join their neighbours), so its compaction waits for the
+  // last one.
+  if (report.weld.vertices_moved > 0) {
     const size_t before = mesh.faces.size();
     adjacency = CornerAdjacency{};
     compactMesh(mesh);
@@ -80,10 +84,14 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   report.outward = orientOutwards(mesh, components, report.weld.tolerance);
 
   // The adjacency still holds when no face was turned or removed since.
-  const bool removed = liveFaceCount(mesh) != mesh.faces.size();
-  if (removed || again.faces_turned > 0 || report.outward.components_turned > 0) {
+  const size_t live = liveFaceCount(mesh);
+  const bool compact = live != mesh.faces.size() || report.needles_collapsed > 0;
+  if (compact || again.faces_turned > 0 || report.outward.components_turned > 0) {
     adjacency = CornerAdjacency{};
-    if (removed) compactMesh(mesh);
+    if (compact) {
+      compactMesh(mesh);
+      report.collapsed_faces += live - mesh.faces.size();
+    }
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   }
   buildShells(mesh, adjacency);

@@ -44,7 +44,7 @@ struct ThoroughRepairReport {
   size_t faces_out = 0;
   ToleranceWeldReport weld;
   size_t needles_collapsed = 0;  // edges shorter than the tolerance
-  size_t collapsed_faces = 0;    // dropped by the weld's compaction
+  size_t collapsed_faces = 0;    // dropped by compaction: their corners welded together
   CoincidentFacesReport coincident;
   size_t lone_faces_removed = 0;  // faces with no neighbour on any edge
   ConsistencyReport consistency;
