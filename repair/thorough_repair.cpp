@@ -88,7 +88,13 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   const bool compact = live != mesh.faces.size() || report.needles_collapsed > 0;
   if (compact || again.faces_turned > 0 || report.outward.components_turned > 0) {
     adjacency = CornerAdjacency{};
-    if (compact) {
+    if (compact && live == 0) {
+      // Nothing enclosed anything: an empty mesh, not a list of removed faces.
+      mesh.faces.clear();
+      mesh.vertices.clear();
+      mesh.texCoords.clear();
+      mesh.incidentCorners.clear();
+    } else if (compact) {
       compactMesh(mesh);
       report.collapsed_faces += live - mesh.faces.size();
     }

@@ -174,6 +174,21 @@ TEST(ThoroughRepair, RemovesAndCountsPartsThatEncloseNothing) {
   EXPECT_TRUE(test::edgeCensus(out).closedManifoldOriented());
 }
 
+TEST(ThoroughRepair, LeavesAnEmptyMeshWhenNothingEnclosesAnything) {
+  // Lone triangles, one with a NaN corner and one with an infinite one.
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({5, 0, 0}, {6, 0, 0}, {5, NAN, 0});
+  soup.addTriangle({9, 0, 0}, {INFINITY, 0, 0}, {9, 1, 0});
+  ThoroughRepairReport report;
+  const TriMesh out = repaired(soup, &report);
+  EXPECT_EQ(report.faces_out, 0u);
+  EXPECT_TRUE(out.faces.empty());
+  EXPECT_TRUE(out.vertices.empty());
+  EXPECT_EQ(report.collapsed_faces, 0u);
+  EXPECT_EQ(test::invariantViolation(out), "");
+}
+
 TEST(ThoroughRepair, WeldsCracksAndFillsHolesWithPatchesOfTheRimsSize) {
   // A sphere whose upper half does not meet the lower exactly (the upper
   // faces' equator corners are one float step off, far below the tolerance),
