@@ -77,6 +77,36 @@ std::vector<OutlineGroup> squareSection(double x, double y, double w) {
   return {{{p(-w, -w), p(w, -w), p(w, w), p(-w, w)}}};
 }
 
+TEST(SectionScore, ReachRunsFromTheCentroidToTheFarEdgeAcrossTheAngle) {
+  const std::vector<OutlineGroup> square = squareSection(3, -2, 4);
+  const std::array<double, 3> c = sectionCentroid(square);
+  EXPECT_NEAR(c[0], 3.0, 1e-6);
+  EXPECT_NEAR(c[1], -2.0, 1e-6);
+  // At pi / 2 the coordinate is -x: the reach is the half width; at pi / 4 it
+  // runs to a corner.
+  EXPECT_NEAR(sectionReach(square, c, 4 * kScoreAngleStep), 4.0, 1e-5);
+  EXPECT_NEAR(sectionReach(square, c, 2 * kScoreAngleStep), 4.0 * std::sqrt(2.0), 1e-5);
+  const double s = kScoreAngleStep;
+  EXPECT_NEAR(sectionReach(square, c, s), 4.0 * (std::cos(s) + std::sin(s)), 1e-5);
+}
+
+TEST(SectionalAnalysis, EachDirectionIsTurnedUpAndBack) {
+  for (const auto& d : kSectionDirections) {
+    const auto up = directionRotation(d, false), back = directionRotation(d, true);
+    const double n = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
+    for (int r = 0; r < 3; ++r) {
+      const double turned = up[r][0] * d[0] + up[r][1] * d[1] + up[r][2] * d[2];
+      EXPECT_NEAR(turned, r == 2 ? n : 0.0, 1e-6);  // d points up
+      for (int k = 0; k < 3; ++k) {
+        double product = 0.0;
+        for (int j = 0; j < 3; ++j) product += back[r][j] * up[j][k];
+        EXPECT_NEAR(product, r == k ? 1.0 : 0.0, 1e-6);
+      }
+    }
+    EXPECT_NEAR(up[2][2], std::cos(std::acos(d[2] / n)), 1e-6);  // about a horizontal axis
+  }
+}
+
 TEST(SectionScore, ShortReachesCountFourfoldAndTheThresholdIsStrict) {
   // 1 / q does not change with size, the edge weights grow with it; reaches
   // below 10 are quartered.
@@ -184,6 +214,15 @@ TEST(SectionalAnalysis, ExportHandsOutWeakSectionsOrNone) {
   weaknessDetect(low.corners.data(), low.triangleCount(), &points, &bits, &counts, &polygons,
                  &progress);
   EXPECT_EQ(polygons, 0);
+  EXPECT_EQ(progress, 100);
+  freeAllArray();
+  // NaN and infinite corners are left out; the rest is analysed.
+  Soup broken = test::uvSphereSoup(20.0f, 32, 16);
+  broken.corners[4] = std::nanf("");
+  broken.corners[31] = -INFINITY;
+  weaknessDetect(broken.corners.data(), broken.triangleCount(), &points, &bits, &counts, &polygons,
+                 &progress);
+  EXPECT_GE(polygons, 0);
   EXPECT_EQ(progress, 100);
   freeAllArray();
 
