@@ -8,8 +8,12 @@
 namespace vekmesh {
 
 void chainSegments(std::vector<Segment>& segments, std::vector<CrossingLoop>& loops) {
-  std::sort(segments.begin(), segments.end(),
-            [](const Segment& a, const Segment& b) { return a.from < b.from; });
+  // Fully ordered, so that the loops do not depend on the order the faces
+  // came in (where more than two faces share an edge, several pieces start
+  // at one crossing).
+  std::sort(segments.begin(), segments.end(), [](const Segment& a, const Segment& b) {
+    return a.from < b.from || (a.from == b.from && a.to < b.to);
+  });
   const size_t n = segments.size();
   std::vector<uint64_t> ends(n);
   for (size_t i = 0; i < n; ++i) ends[i] = segments[i].to;

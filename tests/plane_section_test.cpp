@@ -125,6 +125,14 @@ TEST(PlaneSection, SweepGivesTheSectionsOfSinglePlanes) {
     EXPECT_EQ(s.loops, single.loops) << heights[i];
   });
   for (int n : seen) EXPECT_EQ(n, 1);
+  // Two cubes meeting at a vertex, cut through it: the faces in the plane
+  // face both ways and cancel, so on-plane vertices count as above.
+  const TriMesh cubes = test::buildMesh(test::twoCubesSharingVertexSoup(1.0f));
+  sweepSections(cubes, {1.0, 0.5, 1.5}, [&](size_t, SectionLoops&& s) {
+    EXPECT_EQ(s.loops, planeSection(cubes, s.height).loops);
+    ASSERT_EQ(s.loops.size(), 1u);
+    EXPECT_NEAR(polygonArea(s.loops[0]), 1.0, 1e-6);
+  });
 }
 
 TEST(PlaneSection, HoledBlockGivesOneOutlineWithOneHole) {
