@@ -362,18 +362,23 @@ PlaneCutReport cutByPlane(const SubMesh& mesh, float height, SubMesh* below, Sub
   // faces run each cut edge the other way) and against them for the upper.
   std::vector<CrossingLoop> chains;
   chainSegments(segments, chains);
-  std::vector<std::vector<uint32_t>> loops;
-  std::vector<uint64_t> ids;
+  std::vector<std::vector<uint64_t>> ids;
   for (const CrossingLoop& chain : chains) {
     if (!chain.closed) {
       ++report.openChains;
       continue;
     }
-    ids.clear();
-    for (uint64_t c : chain.crossings) ids.push_back(points.idOf(c));
-    tidyLoop(ids, true);
-    if (ids.size() >= 3) loops.emplace_back(ids.begin(), ids.end());
+    ids.emplace_back();
+    for (uint64_t c : chain.crossings) ids.back().push_back(points.idOf(c));
+    tidyLoop(ids.back(), true);
+    if (ids.back().size() < 3) ids.pop_back();
   }
+  // A ring of edges the plane touches from one side gives two opposite loops
+  // whose faces already meet along it: no cap belongs there.
+  dropOppositeLoops(ids, std::vector<uint8_t>(ids.size(), 1));
+  std::vector<std::vector<uint32_t>> loops;
+  for (const auto& loop : ids)
+    if (!loop.empty()) loops.emplace_back(loop.begin(), loop.end());
   std::vector<std::array<uint32_t, 3>> caps;
   report.capsClean = capTriangles(points, loops, caps);
   report.capTriangles = caps.size();

@@ -24,22 +24,28 @@ bool gapClosable(const SectionPolygon& chain) {
   return planeDistance(chain.front(), chain.back()) <= kChainGapFraction * length;
 }
 
-// The polygons of one plane's chains: tidied, closed loops kept, open chains
-// closed across a short gap or dropped.
+// The polygons of one plane's chains: tidied, pairs of opposite loops
+// dropped, closed loops kept, open chains closed across a short gap or
+// dropped.
 void appendPolygons(const SubMesh& mesh, double h, const std::vector<CrossingLoop>& loops,
                     std::vector<SectionPolygon>& out) {
-  std::vector<uint64_t> points;
-  for (const CrossingLoop& loop : loops) {
-    points.clear();
-    for (uint64_t c : loop.crossings) points.push_back(pointKey(mesh, c, h));
-    tidyLoop(points, loop.closed);
-    if (points.size() < 3) continue;
+  std::vector<std::vector<uint64_t>> points(loops.size());
+  std::vector<uint8_t> closed(loops.size());
+  for (size_t i = 0; i < loops.size(); ++i) {
+    for (uint64_t c : loops[i].crossings) points[i].push_back(pointKey(mesh, c, h));
+    closed[i] = loops[i].closed;
+    tidyLoop(points[i], loops[i].closed);
+    if (points[i].size() < 3) points[i].clear();
+  }
+  dropOppositeLoops(points, closed);
+  for (size_t i = 0; i < loops.size(); ++i) {
+    if (points[i].empty()) continue;
     SectionPolygon polygon;
-    polygon.reserve(points.size());
-    for (uint64_t p : points) polygon.push_back(pointPosition(mesh, p, h));
+    polygon.reserve(points[i].size());
+    for (uint64_t p : points[i]) polygon.push_back(pointPosition(mesh, p, h));
     // Crossings next to a vertex just off the plane can round to one point.
-    tidyLoop(polygon, loop.closed);
-    if (polygon.size() < 3 || (!loop.closed && !gapClosable(polygon))) continue;
+    tidyLoop(polygon, closed[i]);
+    if (polygon.size() < 3 || (!closed[i] && !gapClosable(polygon))) continue;
     out.push_back(std::move(polygon));
   }
 }

@@ -4,6 +4,7 @@
 #include "mesh/plane_slicing.h"
 
 #include <algorithm>
+#include <map>
 
 namespace vekmesh {
 
@@ -56,6 +57,51 @@ void chainSegments(std::vector<Segment>& segments, std::vector<CrossingLoop>& lo
     if (!used[i] && !std::binary_search(ends.begin(), ends.end(), segments[i].from)) walk(i, true);
   for (size_t i = 0; i < n; ++i)
     if (!used[i]) walk(i, false);
+}
+
+namespace {
+
+// The loop turned to start where it is smallest, so that equal cycles compare
+// equal whatever point they started at.
+std::vector<uint64_t> canonicalCycle(const std::vector<uint64_t>& loop) {
+  const size_t n = loop.size();
+  size_t best = 0;
+  for (size_t start = 1; start < n; ++start) {
+    if (loop[start] > loop[best]) continue;
+    for (size_t k = 0; k < n; ++k) {
+      const uint64_t a = loop[(start + k) % n], b = loop[(best + k) % n];
+      if (a != b) {
+        if (a < b) best = start;
+        break;
+      }
+    }
+  }
+  std::vector<uint64_t> out(n);
+  for (size_t k = 0; k < n; ++k) out[k] = loop[(best + k) % n];
+  return out;
+}
+
+}  // namespace
+
+void dropOppositeLoops(std::vector<std::vector<uint64_t>>& loops,
+                       const std::vector<uint8_t>& closed) {
+  std::map<std::vector<uint64_t>, std::vector<size_t>> forward;
+  for (size_t i = 0; i < loops.size(); ++i)
+    if (closed[i]) forward[canonicalCycle(loops[i])].push_back(i);
+  std::vector<uint8_t> dropped(loops.size(), 0);
+  for (size_t i = 0; i < loops.size(); ++i) {
+    if (!closed[i] || dropped[i]) continue;
+    std::vector<uint64_t> reversed(loops[i].rbegin(), loops[i].rend());
+    const auto it = forward.find(canonicalCycle(reversed));
+    if (it == forward.end()) continue;
+    for (size_t j : it->second)
+      if (j != i && !dropped[j]) {
+        dropped[i] = dropped[j] = 1;
+        break;
+      }
+  }
+  for (size_t i = 0; i < loops.size(); ++i)
+    if (dropped[i]) loops[i].clear();
 }
 
 }  // namespace vekmesh

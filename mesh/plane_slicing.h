@@ -183,4 +183,11 @@ void tidyLoop(std::vector<Point>& points, bool closed) {
   points.erase(points.begin(), points.begin() + static_cast<std::ptrdiff_t>(first));
 }
 
+// Drops pairs of closed loops that run through the same points in opposite
+// directions: what a plane leaves where it touches a ring of edges from one
+// side only (the top ring of a torus cut at its top), a band of no width that
+// bounds nothing. `closed` flags the loops that may be paired.
+void dropOppositeLoops(std::vector<std::vector<uint64_t>>& loops,
+                       const std::vector<uint8_t>& closed);
+
 }  // namespace vekmesh

@@ -81,6 +81,17 @@ TEST(PlaneCut, PlaneOfAFaceLeavesItWithThePartItBounds) {
   expectClosedOutward(above);
   EXPECT_NEAR(signedVolume(below), 16.0, 1e-5);
   EXPECT_NEAR(signedVolume(above), 4.0, 1e-5);
+  // The top ring of a torus lies in the plane with faces below it on both
+  // sides: the torus stays whole below, with no cap, and nothing is above.
+  const Soup torus = test::torusSoup(3.0f, 1.0f, 24, 8);
+  const TriMesh ring = test::buildMesh(torus);
+  float top = -INFINITY;
+  for (const Vertex& v : ring.vertices) top = std::max(top, v.position[2]);
+  const PlaneCutReport touching = cutByPlane(ring, top, &below, &above);
+  EXPECT_EQ(touching.capTriangles, 0u);
+  EXPECT_EQ(below.faces.size(), ring.faces.size());
+  EXPECT_TRUE(above.faces.empty());
+  expectClosedOutward(below);
   // At the top and bottom faces one part is everything and the other nothing.
   cutByPlane(stepped, 2.0f, &below, &above);
   EXPECT_EQ(below.faces.size(), stepped.faces.size());

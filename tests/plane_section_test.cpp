@@ -77,6 +77,9 @@ TEST(PlaneSection, PlaneAtAFaceTakesTheMaterialThatContinuesThroughIt) {
   EXPECT_NEAR(polygonArea(at_step.loops[0]), 4.0, 1e-6);
   EXPECT_TRUE(planeSection(stepped, 0.0).loops.empty());  // the bottom face
   EXPECT_TRUE(planeSection(stepped, 2.0).loops.empty());  // the top face
+  // A torus touched along its top ring: a band of no width, so no loop.
+  const TriMesh torus = test::buildMesh(test::torusSoup(3.0f, 1.0f, 24, 8));
+  EXPECT_TRUE(planeSection(torus, 1.0).loops.empty());
   const TriMesh widening = test::buildMesh(test::steppedBarSoup(2, 0.0f, {{1, 1}, {1, 2}}));
   ASSERT_EQ(planeSection(widening, 1.0).loops.size(), 1u);
   EXPECT_NEAR(polygonArea(planeSection(widening, 1.0).loops[0]), 4.0, 1e-6);
