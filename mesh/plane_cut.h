@@ -36,6 +36,9 @@ struct PlaneCutReport {
 //
 // A closed, consistently wound mesh gives closed, consistently wound parts,
 // wound as the mesh was. An open mesh gets caps on its closed loops only.
+// Where faces lying in the plane face both ways, the side rule follows the
+// larger area; the faces of the other kind stay with the part across the
+// plane, closed there by a cap over them: a closed sheet of no volume.
 // Faces with a NaN or infinite coordinate are left out of both parts.
 PlaneCutReport cutByPlane(const SubMesh& mesh, float height, SubMesh* below, SubMesh* above);
 
