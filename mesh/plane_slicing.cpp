@@ -16,20 +16,24 @@ void chainSegments(std::vector<Segment>& segments, std::vector<CrossingLoop>& lo
     return a.from < b.from || (a.from == b.from && a.to < b.to);
   });
   const size_t n = segments.size();
-  std::vector<uint64_t> ends(n);
-  for (size_t i = 0; i < n; ++i) ends[i] = segments[i].to;
-  std::sort(ends.begin(), ends.end());
   std::vector<uint8_t> used(n, 0);
-
+  const auto firstFrom = [&](uint64_t key) {
+    return size_t(std::lower_bound(segments.begin(), segments.end(), key,
+                                   [](const Segment& s, uint64_t k) { return s.from < k; }) -
+                  segments.begin());
+  };
   // The first unused piece starting at `key`; n when there is none. Skipping
   // used pieces is linear only where more than two faces share an edge.
   const auto successor = [&](uint64_t key) {
-    auto it = std::lower_bound(segments.begin(), segments.end(), key,
-                               [](const Segment& s, uint64_t k) { return s.from < k; });
-    for (size_t i = size_t(it - segments.begin()); i < n && segments[i].from == key; ++i)
+    for (size_t i = firstFrom(key); i < n && segments[i].from == key; ++i)
       if (!used[i]) return i;
     return n;
   };
+  // Pieces that another piece leads into; the others start open chains.
+  std::vector<uint8_t> led(n, 0);
+  for (size_t i = 0; i < n; ++i)
+    for (size_t j = firstFrom(segments[i].to); j < n && segments[j].from == segments[i].to; ++j)
+      led[j] = 1;
   const auto walk = [&](size_t first, bool from_start) {
     CrossingLoop loop;
     const uint64_t start = segments[first].from;
@@ -54,7 +58,7 @@ void chainSegments(std::vector<Segment>& segments, std::vector<CrossingLoop>& lo
   // Open chains start where no piece ends; walked from there they come out
   // whole rather than cut where a closed-loop walk would have begun.
   for (size_t i = 0; i < n; ++i)
-    if (!used[i] && !std::binary_search(ends.begin(), ends.end(), segments[i].from)) walk(i, true);
+    if (!used[i] && !led[i]) walk(i, true);
   for (size_t i = 0; i < n; ++i)
     if (!used[i]) walk(i, false);
 }
