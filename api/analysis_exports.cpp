@@ -77,7 +77,7 @@ VEKMESH_API void weaknessDetect(const float* corners, uint32_t count, float** po
     // Compaction and shells: the reducer leaves a mesh it could not thin as
     // welded, unused vertices included, and builds no shells it was not given.
     rebuildTopology(mesh);
-    sectionalAnalysis(mesh, kSectionChangeRatio, kAllDirections);
+    sectionalAnalysis(mesh, kSectionChangeRatio, kAllDirections, run.sub(0.10, 0.90));
     run.report(0.90);
     storeWeakSections(mesh, points_out, score_bits_out, point_counts_out, polygon_count_out);
     run.report(1.0);

@@ -239,7 +239,12 @@ VEKMESH_API void orientationOptimization(const float* corners, uint32_t count, d
  * weakness score (a 32-bit float; copy the bits, do not convert the integer);
  * point_counts_out, per polygon, its number of points; polygon_count_out the
  * number of polygons. The three arrays are released by freeAllArray.
- * Progress 0, 10, 90, 100. */
+ * Sections are cut in 13 directions; a section is weak when its score is
+ * above 0.5. Each section gives its outlines, each outline followed by its
+ * holes; points lie on the model's surface in the model's own coordinates.
+ * Triangles with NaN or infinite corners are left out; a model lower than 5
+ * units in every direction gives no polygons.
+ * Progress 0, 10, a value per direction up to 90, 90, 100. */
 VEKMESH_API void weaknessDetect(const float* corners, uint32_t count, float** points_out,
                                 uint32_t** score_bits_out, int32_t** point_counts_out,
                                 int32_t* polygon_count_out, int32_t* progress);
