@@ -6,6 +6,9 @@
 //
 // Names the landed operations log under (start and success lines alike):
 //   "repair"               repairMesh, repair/repair_pipeline.h
+//   "thorough repair"      thoroughRepair, repair/thorough_repair.h
+//   "sectional analysis"   (start line) and "section analysis" (success
+//                          line), analysis/sectional_analysis.h
 //   "flaw detection"       detectFlaws, repair/flaw_detection.h
 //   "post detection"       postDetection, repair/flaw_detection.h
 //   "mesh reduction"       reduceMesh, remesh/mesh_reducer.h
