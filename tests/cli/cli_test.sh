@@ -40,7 +40,8 @@ grep -q '^v ' model.obj || fail "converted OBJ has no vertex lines"
 expect 0 "model.STL" -- convert model.obj model.STL
 expect 0 "parts" -- separate model.stl -o part.stl
 expect 0 "->" -- reduce model.stl -o reduced.stl --ratio 0.5 --max-error 0.01
-for f in repaired.stl model.STL part-1.stl reduced.stl; do expect 0 "triangles" -- info "$f"; done
+expect 0 "Rx" -- orient model.stl -o oriented.stl
+for f in repaired.stl model.STL part-1.stl reduced.stl oriented.stl; do expect 0 "triangles" -- info "$f"; done
 
 # A flat strip of 300000 triangles whose first one is doubled: the repair
 # exports keep the copy at this size, the tool removes it.
@@ -90,6 +91,9 @@ check_json 'j["model"]["volume"] == -8 and j["model"]["census"]["inside_out_shel
 check_json 'len(j["model"]["shell_list"]) == 1' -- --json info --shells "$inward"
 check_json 'j["output"] == E["OUTPUT"] and j["after"]["volume"] == 8 and j["after"]["printable"]' \
   -- --json repair "$inward" -o "$OUTPUT"
+check_json '[j["rx"], j["ry"], j["rz"]] == [0, 0, 0] and j["output"] == "upright.obj"' \
+  -- --json orient "$OUTPUT" -o upright.obj
+check_json 'j["model"]["bounds"]["min"][2] == 0' -- --json info upright.obj
 check_json 'j["output"] == "co\"nv.obj"' -- --json convert "$inward" 'co"nv.obj'
 check_json 'j["model"]["census"]["intersecting_shell_pairs"] is None' -- --json info --no-intersections "$inward"
 # A name that is not UTF-8 still gives valid JSON, the stray byte replaced.
