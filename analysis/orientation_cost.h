@@ -14,13 +14,29 @@
 namespace vekmesh {
 
 // Every k-th triangle (k = 1 below 10000 triangles, else floor(T / 10000 +
-// 0.5)), for T / k steps, held column by column so that one plane's cost is
-// a run of plain arithmetic over arrays.
+// 0.5)), for T / k steps. Only triangles of some area are kept (the others
+// can never face the plate), grouped by the direction of their normal so
+// that a plane skips whole groups facing away from it, and held column by
+// column in single precision (the corners are the mesh's own floats), so
+// that the thousands of planes of a large model stream through a cache-sized
+// block instead of main memory.
 struct SampledTriangles {
-  std::vector<double> mx, my, mz;  // unit normal (zero for a degenerate triangle)
-  std::vector<double> area;
-  std::vector<double> gx, gy, gz;  // centroid
-  std::vector<double> corner[9];   // x, y, z of corner 0, then 1, then 2
+  std::vector<float> ax, ay, az;  // area-weighted normal: half the cross product
+  std::vector<float> area;
+  std::vector<float> gx, gy, gz;  // centroid, rounded
+  double centroid_slack = 0.0;    // how far the rounding can move a centroid's height
+  std::vector<float> corner[9];   // x, y, z of corner 0, then 1, then 2
+
+  // Samples [begin, end) have normals within the cone about `axis` whose
+  // half-angle has cosine cos_spread and sine sin_spread.
+  struct Group {
+    uint32_t begin, end;
+    Vec3d axis;
+    double cos_spread, sin_spread;
+  };
+  std::vector<Group> groups;
+  size_t taken = 0;  // triangles sampled, degenerate ones included
+
   size_t size() const { return area.size(); }
 };
 
@@ -46,7 +62,7 @@ struct CostTerms {
 
 // The cost of `plane`, or any value of at least `give_up` as soon as the
 // running sum reaches it (pass infinity for the full cost). The sum runs in
-// sample order, so a cost is the same wherever and however often it is
+// one fixed order, so a cost is the same wherever and however often it is
 // computed, and stopping early never changes which plane is cheapest.
 double planeCost(const SampledTriangles& samples, const CostTerms& terms, const BasePlane& plane,
                  double give_up);

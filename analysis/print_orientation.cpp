@@ -20,9 +20,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <functional>
 #include <limits>
-#include <map>
 #include <mutex>
 
 #include "analysis/orientation_cost.h"
@@ -162,22 +160,26 @@ int64_t cheapestCandidate(const SampledTriangles& samples, const CostTerms& term
 }
 
 std::vector<BasePlane> candidatePlanes(const quickhull::Hull& hull) {
-  std::multimap<double, size_t, std::greater<double>> by_area;
-  for (size_t f = 0; f < hull.triangles.size(); ++f) {
-    const auto& t = hull.triangles[f];
+  const size_t faces = hull.triangles.size();
+  std::vector<std::pair<double, uint32_t>> by_area(faces);  // (-area, face)
+  const int64_t count = static_cast<int64_t>(faces);
+#pragma omp parallel for schedule(static) if (count >= kParallelMinimum)
+  for (int64_t f = 0; f < count; ++f) {
+    const auto& t = hull.triangles[size_t(f)];
     const Vec3d& a = hull.vertices[size_t(t[0])];
     const Vec3d normal =
         cross(sub(hull.vertices[size_t(t[1])], a), sub(hull.vertices[size_t(t[2])], a));
-    by_area.emplace(0.5 * length(normal), f);
+    by_area[size_t(f)] = {-0.5 * length(normal), uint32_t(f)};
   }
-  const size_t faces = hull.triangles.size();
   const size_t n =
       faces > 100 ? static_cast<size_t>(std::floor(0.05 * double(faces) + 0.5)) : faces;
   // The walk stops once the counter exceeds n: n + 1 faces when there are.
+  // Largest first, equal areas in face order; only the faces tried are sorted.
+  const size_t tried = std::min(faces, n + 1);
+  std::partial_sort(by_area.begin(), by_area.begin() + std::ptrdiff_t(tried), by_area.end());
   std::vector<BasePlane> planes;
-  for (const auto& [area, f] : by_area) {
-    if (planes.size() > n) break;
-    const auto& t = hull.triangles[f];
+  for (size_t i = 0; i < tried; ++i) {
+    const auto& t = hull.triangles[by_area[i].second];
     const Vec3d& a = hull.vertices[size_t(t[0])];
     const Vec3d normal =
         normalized(cross(sub(hull.vertices[size_t(t[1])], a), sub(hull.vertices[size_t(t[2])], a)));

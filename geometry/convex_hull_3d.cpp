@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <deque>
+#include <limits>
 
 #include "geometry/convex_hull_2d.h"
 #include "geometry/exact_predicates.h"
@@ -19,13 +21,19 @@ namespace quickhull {
 namespace {
 
 constexpr int32_t kNone = -1;
+// An outside list longer than this is split before any short one.
+constexpr int32_t kCrowded = 64;
 
 struct HullFace {
   int32_t v[3];
   int32_t adj[3];  // face across the edge v[i] -> v[i + 1]
-  Vec3d normal;    // (v1 - v0) x (v2 - v0), not normalised: only ranks points
-  double offset;
+  // (v1 - v0) x (v2 - v0), each component computed as the exact predicate
+  // computes it, and the sums of the magnitudes of its two products: with
+  // them the predicate's floating-point filter runs without the cross product.
+  Vec3d normal;
+  Vec3d magnitude;
   int32_t outside;  // head of the outside list, kNone when empty
+  int32_t outside_count;
   int32_t furthest;
   double furthest_distance;
   uint32_t mark;  // round in which the face was last classified
@@ -69,9 +77,18 @@ class Builder {
 
     buildTetrahedron(simplex);
     assignInitial(finite, simplex);
-    while (!pending_.empty()) {
-      const int32_t f = pending_.back();
-      pending_.pop_back();
+    // Faces with long outside lists first, oldest first, each split by its
+    // own furthest point, which leaves few points to move again; then the
+    // newest small face, which keeps the work where the last point went.
+    while (!crowded_.empty() || !pending_.empty()) {
+      int32_t f;
+      if (!crowded_.empty()) {
+        f = crowded_.front();
+        crowded_.pop_front();
+      } else {
+        f = pending_.back();
+        pending_.pop_back();
+      }
       if (faces_[size_t(f)].alive && faces_[size_t(f)].outside != kNone) addPoint(f);
     }
     return collect();
@@ -80,12 +97,25 @@ class Builder {
  private:
   const Vec3d& point(int32_t i) const { return p_[size_t(i)]; }
 
-  bool above(const HullFace& f, int32_t q) const {
-    return exact::orient3d(point(f.v[0]).data(), point(f.v[1]).data(), point(f.v[2]).data(),
-                           point(q).data()) > 0;
+  // How far above `f` the point q lies, in units of the face's normal length,
+  // when it lies above; otherwise 0 or a negative value. The sign is that of
+  // the exact predicate: the same products and error bound decide, and the
+  // exact evaluation takes over where they cannot.
+  double height(const HullFace& f, int32_t q) const {
+    const Vec3d& a = point(f.v[0]);
+    const Vec3d& p = point(q);
+    const double wx = p[0] - a[0], wy = p[1] - a[1], wz = p[2] - a[2];
+    const double det = wx * f.normal[0] + wy * f.normal[1] + wz * f.normal[2];
+    const double permanent = std::fabs(wx) * f.magnitude[0] + std::fabs(wy) * f.magnitude[1] +
+                             std::fabs(wz) * f.magnitude[2];
+    const double bound = exact::kOrient3dBound * permanent;
+    if (det > bound || -det > bound) return det;
+    const int sign = exact::orient3dExact(a.data(), point(f.v[1]).data(), point(f.v[2]).data(),
+                                          p.data());
+    return sign > 0 ? std::max(det, std::numeric_limits<double>::min()) : (sign < 0 ? -1.0 : 0.0);
   }
 
-  double distance(const HullFace& f, int32_t q) const { return dot(f.normal, point(q)) + f.offset; }
+  bool above(const HullFace& f, int32_t q) const { return height(f, q) > 0.0; }
 
   // Up to four points spanning as much as possible: returns how many are
   // independent (1: all equal, 2: all on a line, 3: all on a plane).
@@ -154,9 +184,13 @@ class Builder {
     HullFace& f = faces_[size_t(id)];
     f.v[0] = a, f.v[1] = b, f.v[2] = c;
     f.adj[0] = f.adj[1] = f.adj[2] = kNone;
-    f.normal = cross(sub(point(b), point(a)), sub(point(c), point(a)));
-    f.offset = -dot(f.normal, point(a));
+    const Vec3d u = sub(point(b), point(a)), w = sub(point(c), point(a));
+    f.normal = cross(u, w);
+    f.magnitude = {std::fabs(u[1] * w[2]) + std::fabs(u[2] * w[1]),
+                   std::fabs(u[2] * w[0]) + std::fabs(u[0] * w[2]),
+                   std::fabs(u[0] * w[1]) + std::fabs(u[1] * w[0])};
     f.outside = f.furthest = kNone;
+    f.outside_count = 0;
     f.furthest_distance = 0.0;
     f.mark = 0;
     f.alive = true;
@@ -164,10 +198,10 @@ class Builder {
     return id;
   }
 
-  void addOutside(int32_t f, int32_t q) {
+  // Adds q, which lies `d` above face f, to the face's outside list.
+  void addOutside(int32_t f, int32_t q, double d) {
     HullFace& face = faces_[size_t(f)];
-    const double d = distance(face, q);
-    if (face.outside == kNone) pending_.push_back(f);
+    ++face.outside_count;
     if (face.outside == kNone || d > face.furthest_distance) {
       face.furthest = q;
       face.furthest_distance = d;
@@ -197,19 +231,24 @@ class Builder {
     // Which face each point lies above is independent per point; the lists
     // are then linked in input order.
     std::vector<int8_t> owner(finite.size(), -1);
+    std::vector<double> heights(finite.size());
     const int64_t n = static_cast<int64_t>(finite.size());
 #pragma omp parallel for schedule(static) if (n > 16384)
     for (int64_t i = 0; i < n; ++i) {
       const int32_t q = finite[size_t(i)];
       if (q == s[0] || q == s[1] || q == s[2] || q == s[3]) continue;
-      for (int8_t f = 0; f < 4; ++f)
-        if (above(faces_[size_t(f)], q)) {
+      for (int8_t f = 0; f < 4; ++f) {
+        const double h = height(faces_[size_t(f)], q);
+        if (h > 0.0) {
           owner[size_t(i)] = f;
+          heights[size_t(i)] = h;
           break;
         }
+      }
     }
     for (size_t i = finite.size(); i-- > 0;)
-      if (owner[i] >= 0) addOutside(owner[i], finite[i]);
+      if (owner[i] >= 0) addOutside(owner[i], finite[i], heights[i]);
+    for (int32_t f = 0; f < 4; ++f) queue(f);
   }
 
   void addPoint(int32_t start) {
@@ -260,19 +299,31 @@ class Builder {
       for (int32_t q = gone.outside; q != kNone;) {
         const int32_t following = next_[size_t(q)];
         if (q != p)
-          for (const int32_t nf : created_)
-            if (above(faces_[size_t(nf)], q)) {
-              addOutside(nf, q);
+          for (const int32_t nf : created_) {
+            const double h = height(faces_[size_t(nf)], q);
+            if (h > 0.0) {
+              addOutside(nf, q, h);
               break;
             }
+          }
         q = following;
       }
       gone.outside = kNone;
+      gone.outside_count = 0;
       gone.alive = false;
     }
     // Released only now: the seen faces' lists were read after the new
     // faces were made.
     free_.insert(free_.end(), seen_.begin(), seen_.end());
+    for (const int32_t nf : created_) queue(nf);
+  }
+
+  void queue(int32_t f) {
+    const int32_t count = faces_[size_t(f)].outside_count;
+    if (count > kCrowded)
+      crowded_.push_back(f);
+    else if (count > 0)
+      pending_.push_back(f);
   }
 
   void classify(int32_t f, bool seen) {
@@ -339,7 +390,8 @@ class Builder {
   const std::vector<Vec3d>& p_;
   std::vector<HullFace> faces_;
   std::vector<int32_t> free_;
-  std::vector<int32_t> pending_;  // faces that may have an outside list
+  std::deque<int32_t> crowded_;   // faces that had long outside lists
+  std::vector<int32_t> pending_;  // faces that had short outside lists
   std::vector<int32_t> next_;     // outside lists, linked through the points
   std::vector<int32_t> start_face_;
   std::vector<int32_t> seen_;

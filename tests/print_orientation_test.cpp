@@ -185,7 +185,58 @@ TEST(PrintOrientation, TheSamplingStrideFollowsTheTriangleCount) {
   EXPECT_EQ(samplingStride(25000), 3u);
   const TriMesh sphere = test::buildMesh(test::uvSphereSoup(5.0f, 250, 51));  // 25000 triangles
   ASSERT_EQ(sphere.faces.size(), 25000u);
-  EXPECT_EQ(sampleTriangles(sphere).size(), 25000u / 3);
+  EXPECT_EQ(sampleTriangles(sphere).taken, 25000u / 3);
+}
+
+// The cost as the rules give it, face by face in double precision.
+double referenceCost(const SubMesh& mesh, const CostTerms& terms, const BasePlane& plane) {
+  double sum = 0.0;
+  const size_t k = samplingStride(mesh.faces.size());
+  for (size_t i = 0; i < mesh.faces.size() / k; ++i) {
+    Vec3d p[3];
+    for (int c = 0; c < 3; ++c)
+      for (int a = 0; a < 3; ++a)
+        p[c][size_t(a)] = mesh.vertices[size_t(mesh.faces[i * k].v[c])].position[size_t(a)];
+    const Vec3d normal = cross(sub(p[1], p[0]), sub(p[2], p[0]));
+    const Vec3d m = normalized(normal);
+    if (!(dot(m, plane.n) > terms.cos_overhang)) continue;
+    bool rests = true;
+    for (const Vec3d& v : p)
+      rests = rests && std::fabs(dot(plane.n, v) + plane.d) <= terms.rest_tolerance;
+    if (rests) continue;
+    const double area = 0.5 * length(normal);
+    const Vec3d g = scaled(add(add(p[0], p[1]), p[2]), 1.0 / 3.0);
+    sum += area * dot(m, plane.n) * std::fabs(dot(plane.n, g) + plane.d) + area * terms.area_weight;
+  }
+  for (size_t i = 0; i < terms.weak_weights.size(); ++i)
+    sum += std::fabs(terms.weak_weights[i] * dot(plane.n, terms.weak_directions[i])) * 0.1;
+  return sum;
+}
+
+TEST(PrintOrientation, TheGroupedCostMatchesTheRulesAndStopsOnlyAboveTheBar) {
+  // 30000 triangles: a stride of 3; planes in many directions, some through
+  // the model so that many triangles rest or lie close to resting.
+  const test::IndexedMesh torus = test::noisyTorusNear(30000, 20.0f, 6.0f);
+  Soup soup;
+  soup.corners = test::toSoup(torus);
+  const TriMesh mesh = test::buildMesh(soup);
+  const SampledTriangles samples = sampleTriangles(mesh);
+  CostTerms terms;
+  terms.cos_overhang = std::cos(kOverhangAngle);
+  terms.area_weight = 60.0 * 0.4;
+  terms.weak_weights = {0.7f, 2.0f};
+  terms.weak_directions = {{1, 1, 0}, {0, 0, 1}};
+  for (int i = 0; i < 40; ++i) {
+    const Vec3d n = normalized({std::sin(i * 0.7) * std::cos(i * 1.3),
+                                std::sin(i * 0.7) * std::sin(i * 1.3), std::cos(i * 0.7)});
+    const double d = (i % 3 == 0) ? 0.0 : 26.0;  // through the centre, or tangent-ish
+    const BasePlane plane{n, d};
+    const double reference = referenceCost(mesh, terms, plane);
+    const double full = planeCost(samples, terms, plane, std::numeric_limits<double>::infinity());
+    ASSERT_NEAR(full, reference, 1e-6 * reference + 1e-9) << i;
+    EXPECT_GE(planeCost(samples, terms, plane, 0.5 * full), 0.5 * full) << i;
+    EXPECT_EQ(planeCost(samples, terms, plane, std::nextafter(full, 1e300)), full) << i;
+  }
 }
 
 TEST(PrintOrientation, TheLogLineGivesTheThreeAngles) {
