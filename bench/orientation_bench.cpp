@@ -116,20 +116,20 @@ bool summarize() {
   bool within = true;
   if (!g_hulls.empty()) {
     std::printf("\nConvex hull (median ms; ratio = median of paired ours / qhull)\n");
-    std::printf("%-24s %9s %9s %9s %9s %9s %7s\n", "case", "points", "vertices", "ours",
-                "qhull", "qhull v.", "ratio");
+    std::printf("%-24s %9s %9s %9s %9s %9s %7s\n", "case", "points", "vertices", "ours", "qhull",
+                "qhull v.", "ratio");
     for (const HullRow& r : g_hulls)
-      std::printf("%-24s %9zu %9zu %9.1f %9.1f %9zu %7.3f\n", r.name.c_str(), r.points,
-                  r.vertices, r.times.oursMs(), r.times.paired() ? r.times.theirsMs() : 0.0,
-                  r.peer_vertices, r.times.paired() ? r.times.ratio() : 0.0);
+      std::printf("%-24s %9zu %9zu %9.1f %9.1f %9zu %7.3f\n", r.name.c_str(), r.points, r.vertices,
+                  r.times.oursMs(), r.times.paired() ? r.times.theirsMs() : 0.0, r.peer_vertices,
+                  r.times.paired() ? r.times.ratio() : 0.0);
   }
   if (!g_orients.empty()) {
     std::printf("\norientationOptimization through the export (median ms)\n");
     std::printf("%-28s %10s %5s %9s %9s %24s\n", "case", "triangles", "mode", "ms", "budget",
                 "Rx Ry Rz");
     for (const OrientRow& r : g_orients) {
-      std::printf("%-28s %10zu %5d %9.1f %9.0f %8.2f %7.2f %7.2f%s\n", r.name.c_str(),
-                  r.triangles, r.mode, r.ms, r.budget_ms, r.angles[0], r.angles[1], r.angles[2],
+      std::printf("%-28s %10zu %5d %9.1f %9.0f %8.2f %7.2f %7.2f%s\n", r.name.c_str(), r.triangles,
+                  r.mode, r.ms, r.budget_ms, r.angles[0], r.angles[1], r.angles[2],
                   r.ms > r.budget_ms ? "  over budget" : "");
       within = within && r.ms <= r.budget_ms;
     }

@@ -110,8 +110,8 @@ class Builder {
                              std::fabs(wz) * f.magnitude[2];
     const double bound = exact::kOrient3dBound * permanent;
     if (det > bound || -det > bound) return det;
-    const int sign = exact::orient3dExact(a.data(), point(f.v[1]).data(), point(f.v[2]).data(),
-                                          p.data());
+    const int sign =
+        exact::orient3dExact(a.data(), point(f.v[1]).data(), point(f.v[2]).data(), p.data());
     return sign > 0 ? std::max(det, std::numeric_limits<double>::min()) : (sign < 0 ? -1.0 : 0.0);
   }
 
