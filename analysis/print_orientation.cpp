@@ -27,6 +27,7 @@
 #include "analysis/sectional_analysis.h"
 #include "geometry/convex_hull_2d.h"
 #include "geometry/convex_hull_3d.h"
+#include "geometry/rotation.h"
 #include "mesh/corner_adjacency.h"
 #include "mesh/parallel_loops.h"
 
@@ -58,23 +59,12 @@ std::vector<Vec3d> vertexPoints(const SubMesh& mesh) {
   return points;
 }
 
-// The unit vector `axis` turned by `angle` (Rodrigues' formula), row by row.
-Rotation rotationAbout(const Vec3d& axis, double angle) {
-  const double c = std::cos(angle), s = std::sin(angle), t = 1.0 - c;
-  const double x = axis[0], y = axis[1], z = axis[2];
-  return {{{c + t * x * x, t * x * y - s * z, t * x * z + s * y},
-           {t * x * y + s * z, c + t * y * y, t * y * z - s * x},
-           {t * x * z - s * y, t * y * z + s * x, c + t * z * z}}};
-}
-
 void rotateVertices(SubMesh& mesh, const Rotation& m) {
   const int64_t n = static_cast<int64_t>(mesh.vertices.size());
 #pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
   for (int64_t i = 0; i < n; ++i) {
     auto& p = mesh.vertices[size_t(i)].position;
-    const double x = p[0], y = p[1], z = p[2];
-    for (size_t r = 0; r < 3; ++r)
-      p[r] = static_cast<float>(m[r][0] * x + m[r][1] * y + m[r][2] * z);
+    p = turned(m, p);
   }
 }
 

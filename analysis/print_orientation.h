@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-#include "geometry/vectors.h"
+#include "geometry/rotation.h"
 #include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
@@ -28,8 +28,6 @@ void optimizeOrientation(SubMesh& mesh, std::array<double, 3>& angles, int32_t m
                          double overhang_angle, const RunContext& run = {});
 
 // ---- pieces, for tests ----------------------------------------------------------
-
-using Rotation = std::array<std::array<double, 3>, 3>;
 
 // The rotation that turns the unit normal `n` straight down: about n x (0, 0,
 // -1) (about (1, 0, 0) when that is not longer than 0.001) by acos(-n.z).
