@@ -150,8 +150,9 @@ struct Lookup {
 
 class SceneWalker {
  public:
-  SceneWalker(ByteSoup& soup, std::vector<std::string>& names, std::vector<std::string>& notes)
-      : soup_(soup), names_(names), notes_(notes) {}
+  SceneWalker(ByteSoup& soup, std::vector<std::string>& names, std::vector<std::string>& notes,
+              size_t max_triangles)
+      : soup_(soup), names_(names), notes_(notes), max_triangles_(max_triangles) {}
 
   void walkList(const std::vector<SceneNodePtr>& nodes, const Matrix4& m, int depth) {
     for (const SceneNodePtr& n : nodes)
@@ -564,7 +565,7 @@ class SceneWalker {
     triangles_.clear();
     triangulateFace(points_, triangles_);
     for (const auto& t : triangles_) {
-      if (soup_.materials.size() >= kMaxSceneTriangles)
+      if (soup_.materials.size() >= max_triangles_)
         return stop("triangle limit reached; the rest of the scene skipped");
       const std::array<uint32_t, 3> order =
           lookup.flip ? std::array<uint32_t, 3>{t[0], t[2], t[1]} : t;
@@ -591,6 +592,7 @@ class SceneWalker {
   ByteSoup& soup_;
   std::vector<std::string>& names_;
   std::vector<std::string>& notes_;
+  size_t max_triangles_;
   size_t visits_ = 0;
   bool stopped_ = false;
   std::vector<std::array<float, 3>> points_;
@@ -600,9 +602,16 @@ class SceneWalker {
 
 }  // namespace
 
+size_t sceneTriangleLimit(size_t text_bytes) {
+  const size_t floor = size_t(4) << 20;
+  if (text_bytes >= kMaxSceneTriangles / 200) return kMaxSceneTriangles;
+  return std::max(floor, 200 * text_bytes);
+}
+
 void collectSceneTriangles(const SceneDocument& scene, ByteSoup& soup,
-                           std::vector<std::string>& names, std::vector<std::string>& notes) {
-  SceneWalker walker(soup, names, notes);
+                           std::vector<std::string>& names, std::vector<std::string>& notes,
+                           size_t max_triangles) {
+  SceneWalker walker(soup, names, notes, std::min(max_triangles, kMaxSceneTriangles));
   if (scene.vrml1) {
     SceneWalker::State state;
     walker.walkVrml1(scene.roots, state, 0);

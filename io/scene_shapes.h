@@ -17,9 +17,10 @@
 //   - Switch shows its chosen child only, LOD its first level, Billboard and
 //     Collision behave as groups. Inline, PROTO and EXTERNPROTO are never
 //     followed: no file other than the scene itself is opened.
-//   - Work is bounded: at most kMaxSceneTriangles triangles and
-//     kMaxSceneVisits node visits (DEF/USE can repeat a subtree an exponential
-//     number of times), then the walk stops with what it has and a note.
+//   - Work is bounded: at most `max_triangles` triangles and kMaxSceneVisits
+//     node visits (DEF/USE can repeat a subtree an exponential number of
+//     times), then the walk stops with what it has and a note. Files are read
+//     with sceneTriangleLimit of their text's length.
 #pragma once
 
 #include <string>
@@ -33,9 +34,15 @@ namespace vekmesh {
 constexpr size_t kMaxSceneTriangles = size_t(50) << 20;
 constexpr size_t kMaxSceneVisits = size_t(16) << 20;
 
+// 200 triangles per byte of text, at least 4 Mi and at most
+// kMaxSceneTriangles: instancing multiplies a scene's own triangles many
+// times over, but a few bytes must not claim gigabytes.
+size_t sceneTriangleLimit(size_t text_bytes);
+
 // Appends the scene's triangles to `soup` and the texture names it collects
 // to `names`; what was skipped goes to `notes`.
 void collectSceneTriangles(const SceneDocument& scene, ByteSoup& soup,
-                           std::vector<std::string>& names, std::vector<std::string>& notes);
+                           std::vector<std::string>& names, std::vector<std::string>& notes,
+                           size_t max_triangles = kMaxSceneTriangles);
 
 }  // namespace vekmesh

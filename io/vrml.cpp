@@ -27,7 +27,7 @@ bool readScene(const char* path, ByteSoup& soup, std::vector<std::string>& names
   if (!path || !readSceneText(path, text)) return false;
   const SceneDocument scene = parseScene(text);
   notes = scene.notes;
-  collectSceneTriangles(scene, soup, names, notes);
+  collectSceneTriangles(scene, soup, names, notes, sceneTriangleLimit(text.size()));
   return true;
 }
 
