@@ -64,12 +64,17 @@ void printJson(const Json& value) {
 
 Json loadJson(const LoadedModel& loaded) {
   return {{"triangles_read", loaded.triangles_read},
-          {"triangles_dropped", loaded.triangles_dropped}};
+          {"triangles_dropped", loaded.triangles_dropped},
+          {"names", loaded.names}};
 }
 
 std::string loadText(const LoadedModel& loaded, const std::string& indent) {
-  return indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) + " of " +
-         std::to_string(loaded.triangles_read) + " triangles (corners welded together)\n";
+  std::string text = indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) +
+                     " of " + std::to_string(loaded.triangles_read) +
+                     " triangles (corners welded together)\n";
+  for (size_t i = 0; i < loaded.names.size(); ++i)
+    text += indent + "texture " + std::to_string(i) + "      : " + loaded.names[i] + "\n";
+  return text;
 }
 
 void runInfo(const Options& o) {
@@ -255,8 +260,7 @@ void runConvert(const Options& o) {
 int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
-  CLI::App app{
-      "vekmesh: inspect, repair, reduce, separate, orient and convert triangle meshes (STL, OBJ)"};
+  CLI::App app{"vekmesh: inspect, repair, reduce, separate, orient and convert triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -265,7 +269,10 @@ int main(int argc, char** argv) {
 
   auto input = [&](CLI::App* sub) {
     sub->fallthrough();
-    sub->add_option("input", o.input, "model file (.stl or .obj, any case)")->required();
+    sub->add_option(
+           "input", o.input,
+           "model file (.stl, .obj, .wrl, .wrz, .x3d, .x3dz, .igs, .iges, .stp, .step; any case)")
+        ->required();
   };
   auto output = [&](CLI::App* sub, const char* what) {
     sub->add_option("-o,--output", o.output, what)->required();

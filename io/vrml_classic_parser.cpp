@@ -119,11 +119,12 @@ bool parseWordNumber(std::string_view w, double& value) {
     uint64_t v = 0;
     const auto r = std::from_chars(w.data() + 2, w.data() + w.size(), v, 16);
     value = double(v);
-    return r.ec == std::errc();
+    return r.ec == std::errc() && r.ptr == w.data() + w.size();
   }
   if (w[0] == '+') w.remove_prefix(1);
   const auto r = std::from_chars(w.data(), w.data() + w.size(), value);
-  return r.ec == std::errc() || r.ec == std::errc::result_out_of_range;
+  return (r.ec == std::errc() || r.ec == std::errc::result_out_of_range) &&
+         r.ptr == w.data() + w.size();
 }
 
 class ClassicParser {
@@ -282,6 +283,12 @@ class ClassicParser {
       case TokenKind::kWord:
         if (startsNumber(t.text)) {
           double v;
+          // An unquoted VRML 1.0 string may start like a number
+          // ("../textures/wood.jpg"): a first word that is none is a word.
+          if (!parseWordNumber(t.text, v)) {
+            value.words.emplace_back(tokens_.next().text);
+            return;
+          }
           while (tokens_.peek().kind == TokenKind::kWord && startsNumber(tokens_.peek().text)) {
             if (parseWordNumber(tokens_.next().text, v)) value.numbers.push_back(v);
           }

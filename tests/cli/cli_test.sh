@@ -96,6 +96,18 @@ check_json '[j["rx"], j["ry"], j["rz"]] == [0, 0, 0] and j["output"] == "upright
 check_json 'j["model"]["bounds"]["min"][2] == 0' -- --json info upright.obj
 check_json 'j["output"] == "co\"nv.obj"' -- --json convert "$inward" 'co"nv.obj'
 check_json 'j["model"]["census"]["intersecting_shell_pairs"] is None' -- --json info --no-intersections "$inward"
+# A gzip-compressed VRML scene under an upper-case .WRZ name, with a texture.
+python3 - <<'PY'
+import gzip
+cube = ("Shape { appearance Appearance { texture ImageTexture { url \"bark.png\" } }\n"
+        " geometry IndexedFaceSet { coord Coordinate { point [ 0 0 0, 1 0 0, 1 1 0, 0 1 0,"
+        " 0 0 1, 1 0 1, 1 1 1, 0 1 1 ] } coordIndex [ 0 3 2 1 -1, 4 5 6 7 -1, 0 1 5 4 -1,"
+        " 2 3 7 6 -1, 0 4 7 3 -1, 1 2 6 5 -1 ] } }")
+with gzip.open("scene.WRZ", "wt") as f:
+    f.write("#VRML V2.0 utf8\n" + cube)
+PY
+expect 0 "bark.png" -- info scene.WRZ
+check_json 'j["load"]["names"] == ["bark.png"] and j["model"]["triangles"] == 12' -- --json info scene.WRZ
 # A name that is not UTF-8 still gives valid JSON, the stray byte replaced.
 cp model.stl "$(printf 'latin\xff.stl')"
 check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"
