@@ -153,7 +153,8 @@ void formVoxels(VoxelGrid& grid, const SubMesh& mesh, const std::vector<Vertex>&
     grid.overflow = true;
     return;
   }
-  grid.voxels.reserve(std::min<size_t>(static_cast<size_t>(total), kMaxVoxels));
+  // No room is reserved from the walk: it counts every point tested, several
+  // times the voxels a fine mesh makes, and the table doubles as it fills.
 
   for (const Face& f : mesh.faces) {
     Vec3d p[3];
