@@ -39,10 +39,15 @@
 //   the bits toward them are cleared; without an output list the voxel grown
 //   from loses its flags, with one the new voxels are appended to it.
 //   Growing inward (layers < 0) the new voxels have no flags.
-// - reviseThinSkin fills every empty cell of the 26 around a revised voxel
-//   with a voxel of its colour; a new voxel's exposed bits are its free
-//   sides, and bits toward new voxels are cleared. After one pass no voxel
-//   shows exposed bits on two opposite sides.
+// - reviseThinSkin revises, besides the voxels with more than three exposed
+//   faces and the overhang corners, every voxel exposed on two opposite
+//   sides (also with only those two), and fills every empty cell of the 26
+//   around a revised voxel with a voxel of its colour; a new voxel's exposed
+//   bits are its free sides, and bits toward new voxels are cleared. After
+//   one pass no voxel shows exposed bits on two opposite sides.
+// - The tilt map is filled only when `recordTilt` is set; voxelize and
+//   hollowing leave it off.
+// - The model size and centre lines close with ")".
 // - exportVoxel refuses more than kMaxExportFacets triangles (see below) and
 //   uses h = s / 2 when the rounding to 1/10000 would give 0.
 #pragma once
