@@ -2,6 +2,10 @@
 // skin is thickened when the wall is under five layers, the wall layers are
 // peeled off, and the core's exposed faces are exported, cleaned of voxel
 // contacts and reduced (quality routine, ratio 0, error 0.05, cosine 0.9).
+// Choices (also in hollowing.h): a NaN wall peels everything, wall counts
+// are clamped to 32 bits, a NaN volume gives the smallest voxel, a core that
+// exports no face is the caution case, and the call's scratch (maps, face
+// tables, clean-up lists) is released before it returns.
 #include "design/hollowing.h"
 
 #include <cmath>

@@ -2,6 +2,8 @@
 // face order from the corner and triangle tables, corners snapped to the
 // half-voxel lattice so that neighbouring voxels give bit-identical corners,
 // then welded by the single-precision constructor.
+// Choices (also in voxel_grid.h): more than kMaxExportFacets triangles empty
+// the mesh with a caution; a half size that rounds to 0 is kept exact.
 #include <algorithm>
 #include <cmath>
 #include <string>

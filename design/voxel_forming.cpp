@@ -6,6 +6,11 @@
 // Only the stretch of each lattice column that can pass the plane test is
 // walked, along the axis the normal leans on most, so a large slanted
 // triangle costs its area rather than its box.
+// Choices (also in voxel_grid.h): candidates go straight into the grid in
+// walk order (the last for a key wins, as from a list); the walks are added
+// up first and a total above kMaxCandidateWalk (or a lattice index beyond a
+// billion) refuses the model; faces with a corner that is not finite are
+// passed over and the box is taken over the finite vertices.
 #include <algorithm>
 #include <cmath>
 #include <string>

@@ -3,6 +3,12 @@
 // neighbourhood, and the revision that thickens skin exposed on two
 // opposite sides. Every insertion goes through VoxelGrid::put, which stops
 // at kMaxVoxels.
+// Choices (also in voxel_grid.h): a peel also ends when a pass finds no skin;
+// an offset pass works on the voxels present when it starts, in the
+// neighbourhood its mode names (1 faces, 2 and edges, 3 and corners, 4 sides
+// in the slice, 5 sides and diagonals in the slice, 6 up and down); the
+// revision fills all 26 cells around a voxel exposed on two opposite sides
+// (or on more than three, or an overhang corner).
 #include <algorithm>
 #include <array>
 #include <cstdlib>

@@ -4,6 +4,10 @@
 // sits on a voxel whose -x face it holds, and when it has enough faces. The
 // first voxel of a cavity wall lies below the cavity and shows it only its
 // +z face, so cavity walls fail the test.
+// Choices (also in voxel_grid.h): across each edge a face links to the
+// concave neighbour first, then the flat one, then its own voxel's face; the
+// first face is the lowest face id, which is what a walk in key order meets
+// first; kept components are listed in ascending face id.
 #include <algorithm>
 #include <bitset>
 #include <limits>
