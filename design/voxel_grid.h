@@ -63,8 +63,9 @@
 
 namespace vekmesh {
 
-// A grid never holds more voxels than this (about 64 bytes each at the
-// table's lowest load, so some 1.3 GB).
+// A grid never holds more voxels than this. A table slot is 28 bytes and a
+// voxel takes two to four slots, so a full grid holds at most about 1.9 GB,
+// some 2.8 GB while its table doubles.
 constexpr size_t kMaxVoxels = 20000000;
 // A voxelisation whose triangles' lattice walks add up to more points than
 // this is refused before it starts.
