@@ -1,7 +1,8 @@
-// The vekmesh command-line tool: inspect, repair, reduce, separate, convert,
-// voxelise and hollow models from a terminal, on the same core as the shared
-// library.
+// The vekmesh command-line tool: inspect, repair, reduce, separate, orient,
+// convert, voxelise and hollow models from a terminal, on the same core as the
+// shared library.
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
@@ -9,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "analysis/print_orientation.h"
 #include "cli/model_files.h"
 #include "cli/model_report.h"
 #include "cli/progress_bar.h"
@@ -40,6 +42,7 @@ struct Options {
   double ratio = 0.5;
   double max_error = 0.05;
   double min_cosine = 0.99;
+  int orient_mode = 1;
   float voxel_size = 1.0f;
   float wall = 2.0f;
 };
@@ -68,12 +71,17 @@ void printJson(const Json& value) {
 
 Json loadJson(const LoadedModel& loaded) {
   return {{"triangles_read", loaded.triangles_read},
-          {"triangles_dropped", loaded.triangles_dropped}};
+          {"triangles_dropped", loaded.triangles_dropped},
+          {"names", loaded.names}};
 }
 
 std::string loadText(const LoadedModel& loaded, const std::string& indent) {
-  return indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) + " of " +
-         std::to_string(loaded.triangles_read) + " triangles (corners welded together)\n";
+  std::string text = indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) +
+                     " of " + std::to_string(loaded.triangles_read) +
+                     " triangles (corners welded together)\n";
+  for (size_t i = 0; i < loaded.names.size(); ++i)
+    text += indent + "texture " + std::to_string(i) + "      : " + loaded.names[i] + "\n";
+  return text;
 }
 
 void runInfo(const Options& o) {
@@ -175,6 +183,30 @@ void runReduce(const Options& o) {
   else
     std::printf("%s: %zu triangles -> %s: %zu triangles\n", o.input.c_str(), before,
                 o.output.c_str(), after);
+}
+
+void runOrient(const Options& o) {
+  TriMesh mesh;
+  std::array<double, 3> angles{};
+  {
+    ProgressBar bar("orient");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    run.report(0.50);
+    optimizeOrientation(mesh, angles, o.orient_mode, kOverhangAngle, run.sub(0.5, 0.9));
+    run.report(0.90);
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"rx", angles[0]},
+               {"ry", angles[1]},
+               {"rz", angles[2]}});
+  else
+    std::printf("%s -> %s: Rx %.3f, Ry %.3f, Rz %.3f degrees\n", o.input.c_str(), o.output.c_str(),
+                angles[0], angles[1], angles[2]);
 }
 
 // out.stl -> out-1.stl, out-2.stl, ...
@@ -316,8 +348,8 @@ int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
   CLI::App app{
-      "vekmesh: inspect, repair, reduce, separate, convert, voxelise and hollow triangle meshes "
-      "(STL, OBJ)"};
+      "vekmesh: inspect, repair, reduce, separate, orient, convert, voxelise and hollow "
+      "triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -326,7 +358,10 @@ int main(int argc, char** argv) {
 
   auto input = [&](CLI::App* sub) {
     sub->fallthrough();
-    sub->add_option("input", o.input, "model file (.stl or .obj, any case)")->required();
+    sub->add_option(
+           "input", o.input,
+           "model file (.stl, .obj, .wrl, .wrz, .x3d, .x3dz, .igs, .iges, .stp, .step; any case)")
+        ->required();
   };
   auto output = [&](CLI::App* sub, const char* what) {
     sub->add_option("-o,--output", o.output, what)->required();
@@ -370,6 +405,18 @@ int main(int argc, char** argv) {
   CLI::App* separate = app.add_subcommand("separate", "write every part to a file of its own");
   input(separate);
   output(separate, "output name; parts are written as NAME-1.EXT, NAME-2.EXT, ...");
+  CLI::App* orient = app.add_subcommand(
+      "orient",
+      "turn a model into the attitude that needs the least support, resting on z = 0, and "
+      "print the rotation as Rx, Ry, Rz (degrees, applied about x, then y, then z)");
+  input(orient);
+  output(orient, "oriented model file");
+  orient
+      ->add_option("--mode", o.orient_mode,
+                   "1: also weigh the overhanging area; 2: also weigh weak cross-sections; "
+                   "0: support volume only")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 2));
   CLI::App* convert = app.add_subcommand("convert", "convert between formats by extension");
   input(convert);
   convert->add_option("output", o.output, "output model file (.stl or .obj)")->required();
@@ -404,6 +451,7 @@ int main(int argc, char** argv) {
     if (*repair) runRepair(o);
     if (*reduce) runReduce(o);
     if (*separate) runSeparate(o);
+    if (*orient) runOrient(o);
     if (*convert) runConvert(o);
     if (*voxelize) runVoxelize(o);
     if (*hollow) runHollow(o);

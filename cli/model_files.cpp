@@ -19,7 +19,7 @@ namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
 const char* readableExtensions() {
-  return "stl, obj, wrl, x3d, igs, iges, stp, step";
+  return "stl, obj, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
 }
 const char* writableExtensions() {
   return "stl, obj";
@@ -55,11 +55,11 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
     std::ifstream probe(path, std::ios::binary);
     if (!probe) throw UserError("cannot read '" + path + "': " + std::strerror(errno));
   }
-  if (modelFormatOf(path, ExtensionMatch::kIgnoreCase) == ModelFormat::kUnknown)
+  if (modelFormatOf(path, ExtensionMatch::kToolNames) == ModelFormat::kUnknown)
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
   LoadedModel loaded;
   loaded.triangles_read =
-      importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
+      importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
   const size_t built = liveFaceCount(mesh);
   if (built == 0) throw UserError("'" + path + "' holds no triangles");
   loaded.triangles_dropped = loaded.triangles_read > built ? loaded.triangles_read - built : 0;
