@@ -36,17 +36,17 @@ struct OutlinesOut {
 
 using StoreOutlines = void (*)(const PolygonOutlines&, float**, int32_t**, int32_t*, int32_t**);
 
-// The preview frame: build, `preview(mesh, outlines)` (its answer is
+// The preview frame: build, `preview(mesh, outlines, run)` (its answer is
 // returned), and the outlines stored with `store` when the preview made any.
 template <class Preview>
 int32_t previewOutlines(const SoupInput& in, const OutlinesOut& out, StoreOutlines store,
                         Preview preview) {
   return runExport(
       kNoProgressArgument, [&] { out.clear(); },
-      [&](TriMesh& mesh, const RunContext&) {
+      [&](TriMesh& mesh, const RunContext& run) {
         buildInput(mesh, in);
         PolygonOutlines outlines;
-        const int32_t status = preview(mesh, outlines);
+        const int32_t status = preview(mesh, outlines, run);
         if (outlines.produced)
           store(outlines, out.points, out.pointCounts, out.polygonCount, out.labels);
         else
@@ -61,7 +61,7 @@ void previewDecomposition(const float* corners, uint32_t count, const OutlinesOu
                           Preview preview) {
   libraryRunContext().report(0.0);
   previewOutlines({count, corners}, out, storeDecompositionPreview,
-                  [&](TriMesh& mesh, PolygonOutlines& outlines) {
+                  [&](TriMesh& mesh, PolygonOutlines& outlines, const RunContext&) {
                     preview(mesh, outlines);
                     return int32_t{0};
                   });
@@ -115,11 +115,11 @@ VEKMESH_API void cellularInfillFromData(double infill_density, float surface_thi
 VEKMESH_API int32_t lampshadePreview(float wall_thickness, const float* corners, uint32_t count,
                                      float** points_out, int32_t** point_counts_out,
                                      int32_t* polygon_count_out, int32_t** labels_out) {
-  return previewOutlines({count, corners},
-                         {points_out, point_counts_out, polygon_count_out, labels_out},
-                         storeLampshadePreview, [&](TriMesh& mesh, PolygonOutlines& outlines) {
-                           return previewLampshade(mesh, wall_thickness, outlines);
-                         });
+  return previewOutlines(
+      {count, corners}, {points_out, point_counts_out, polygon_count_out, labels_out},
+      storeLampshadePreview, [&](TriMesh& mesh, PolygonOutlines& outlines, const RunContext& run) {
+        return previewLampshade(mesh, wall_thickness, outlines, run);
+      });
 }
 
 VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, const float* colors,
@@ -130,7 +130,7 @@ VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, c
   runOperation(
       progressArgument(progress), {countFromSigned(count), corners, colors, uvs, materials},
       ModelOut::all(count_out, corners_out, colors_out, uvs_out, materials_out), {0.10, 0.90},
-      [&](TriMesh& mesh, const RunContext&) { buildLampshade(mesh, wall_thickness); });
+      [&](TriMesh& mesh, const RunContext& run) { buildLampshade(mesh, wall_thickness, run); });
 }
 
 VEKMESH_API void decompositionUniformPreview(int32_t cut_count, const float* corners,

@@ -110,6 +110,44 @@ IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_
   return mesh;
 }
 
+IndexedMesh vase(uint32_t around, uint32_t rings, float height) {
+  const uint32_t na = std::max(around, 3u), nr = std::max(rings, 1u);
+  IndexedMesh mesh;
+  auto radius = [height](double t) {
+    return height * (0.2 + 0.08 * std::sin(kPi * 1.6 * t) - 0.05 * t + 0.06 * t * t * t);
+  };
+  for (uint32_t j = 0; j <= nr; ++j) {
+    const double t = double(j) / double(nr);
+    const double r = radius(t);
+    for (uint32_t i = 0; i < na; ++i) {
+      const double u = 2.0 * kPi * double(i) / double(na);
+      pushVertex(mesh, r * std::cos(u), r * std::sin(u), t * height);
+    }
+  }
+  const uint32_t bottom = static_cast<uint32_t>(mesh.vertexCount());
+  pushVertex(mesh, 0.0, 0.0, 0.0);
+  pushVertex(mesh, 0.0, 0.0, height);
+  auto at = [na](uint32_t j, uint32_t i) { return j * na + (i % na); };
+  for (uint32_t j = 0; j < nr; ++j)
+    for (uint32_t i = 0; i < na; ++i) {
+      pushTriangle(mesh, at(j, i), at(j, i + 1), at(j + 1, i + 1));
+      pushTriangle(mesh, at(j, i), at(j + 1, i + 1), at(j + 1, i));
+    }
+  for (uint32_t i = 0; i < na; ++i) {
+    pushTriangle(mesh, bottom, at(0, i + 1), at(0, i));
+    pushTriangle(mesh, bottom + 1, at(nr, i), at(nr, i + 1));
+  }
+  return mesh;
+}
+
+IndexedMesh vaseNear(size_t target_triangles, float height) {
+  // The girth is about 1.4 times the height: around ~ 1.4 rings, and the
+  // T = 2 * around * (rings + 1) triangles give rings ~ sqrt(T / 2.8).
+  const double target = static_cast<double>(std::max<size_t>(target_triangles, 12));
+  const uint32_t rings = nearestCount(std::sqrt(target / 2.8), 1);
+  return vase(nearestCount(target / (2.0 * (rings + 1)), 3), rings, height);
+}
+
 IndexedMesh uvSphereNear(size_t target_triangles, float radius) {
   // T = 2 * slices * (stacks - 1) with slices ~ 2 * stacks gives T ~ 4 * stacks^2;
   // the slice count then absorbs the rounding of the stack count.

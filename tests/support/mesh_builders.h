@@ -44,6 +44,15 @@ IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_r
 // the mean edge length (fixed seed): no two faces coplanar, as in a scan.
 IndexedMesh noisyTorusNear(size_t target_triangles, float major_radius, float minor_radius);
 
+// A closed vase: a surface of revolution about z from z = 0 to `height`, its
+// radius swelling from the base, narrowing to a neck and opening to a lip
+// (about 0.2 to 0.3 of the height), closed by flat discs at both ends;
+// `around` segments (at least 3) by `rings` bands (at least 1), 2 * around *
+// (rings + 1) triangles, outward. vaseNear picks the counts for about
+// `target_triangles`, cells of roughly equal sides.
+IndexedMesh vase(uint32_t around, uint32_t rings, float height);
+IndexedMesh vaseNear(size_t target_triangles, float height);
+
 // Unindexed copy, 9 floats per triangle; an exact weld recovers the mesh.
 std::vector<float> toSoup(const IndexedMesh& mesh);
 
