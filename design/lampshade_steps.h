@@ -18,10 +18,10 @@ namespace vekmesh {
 // quickly, so that the whole model (c = half the height) gets the finer
 // vertical resolution of the stretch. At 0.1 and 0.2 of the height range
 // from each end the horizontal sections are measured; an end whose section
-// area at 0.1 is less than half of that at 0.2 (a dome, a point, a rim) or
-// more than twice it (an overhanging lip) counts. Meshes below 5000 faces
-// are not stretched at all and give false without cutting; so do a height
-// range that is not finite and positive, and a thickness that is not finite.
+// areas there differ by more than a factor 1.5 (a dome, a point, a flaring
+// rim) counts. Meshes below 5000 faces are not stretched at all and give
+// false without cutting; so do a height range that is not finite and
+// positive, and a thickness that is not finite.
 bool endBandTest(float wall_thickness, float zmax, float zmin, size_t face_count,
                  const SubMesh& mesh);
 

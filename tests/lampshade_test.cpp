@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -298,6 +299,85 @@ TEST(LampshadeBuild, VaseBecomesClosedOutwardShadeWithWallOfRequestedThickness) 
   EXPECT_NEAR(mean, wall, s) << "mean " << mean << " s " << s;
   EXPECT_NEAR(sorted[sorted.size() / 10], wall, 2 * s) << sorted[sorted.size() / 10];
   EXPECT_NEAR(sorted[sorted.size() * 9 / 10], wall, 2 * s) << sorted[sorted.size() * 9 / 10];
+}
+
+TEST(LampshadeBuild, BadInputLeavesTheModelAsItWas) {
+  const Soup box = boxSoup({0, 0, 0}, {10, 10, 20});
+  Soup sheet;
+  sheet.addTriangle({0, 0, 0}, {30, 0, 0}, {0, 30, 30});
+  sheet.addTriangle({30, 0, 0}, {30, 30, 30}, {0, 30, 30});
+  struct Case {
+    const Soup* soup;
+    float wall;
+  };
+  for (const Case& c : {Case{&box, std::nanf("")}, Case{&box, 0.0f}, Case{&box, -2.0f},
+                        Case{&box, 50.0f}, Case{&box, std::numeric_limits<float>::infinity()},
+                        Case{&sheet, 1.0f}}) {
+    TriMesh mesh = test::buildMesh(*c.soup);
+    const std::vector<Vertex> before = mesh.vertices;
+    const size_t faces = mesh.faces.size();
+    test::RunRecorder recorder;
+    LampshadeReport report;
+    buildLampshade(mesh, c.wall, recorder.context(), &report);
+    EXPECT_FALSE(report.built) << c.wall;
+    ASSERT_EQ(mesh.vertices.size(), before.size());
+    for (size_t i = 0; i < before.size(); ++i)
+      EXPECT_EQ(mesh.vertices[i].position, before[i].position);
+    EXPECT_EQ(mesh.faces.size(), faces);
+    EXPECT_NE(recorder.log.find("\n---{failure} lampshade : "), std::string::npos) << c.wall;
+  }
+  TriMesh empty;
+  buildLampshade(empty, 2.0f);
+  EXPECT_TRUE(empty.faces.empty());
+  PolygonOutlines outlines;
+  EXPECT_EQ(previewLampshade(empty, 2.0f, outlines), 0);
+  EXPECT_FALSE(outlines.produced);
+}
+
+TEST(DesignExports, LampshadeExportsHandBackFreeableArrays) {
+  const Soup box = boxSoup({0, 0, 0}, {30, 30, 40});
+  float* points = nullptr;
+  int32_t* point_counts = nullptr;
+  int32_t polygons = -1;
+  int32_t* kinds = nullptr;
+  ASSERT_EQ(lampshadePreview(2.0f, box.corners.data(), box.triangleCount(), &points,
+                             &point_counts, &polygons, &kinds),
+            1);
+  ASSERT_EQ(polygons, 2);
+  ASSERT_NE(kinds, nullptr);
+  EXPECT_EQ(kinds[0], 0);  // integers, not floats: 1 is not 0x3f800000
+  EXPECT_EQ(kinds[1], 1);
+  EXPECT_EQ(point_counts[0], 4);
+  for (int32_t i = 0; i < point_counts[0] + point_counts[1]; ++i) EXPECT_EQ(points[3 * i + 2], 0.0f);
+  freeAllArray();
+  // Too low: no buffers, count 0.
+  const Soup low = boxSoup({0, 0, 0}, {30, 30, 14.99f});
+  EXPECT_EQ(lampshadePreview(2.0f, low.corners.data(), low.triangleCount(), &points, &point_counts,
+                             &polygons, &kinds),
+            0);
+  EXPECT_EQ(polygons, 0);
+  EXPECT_EQ(points, nullptr);
+  freeAllArray();
+
+  // A failed build hands the model back as it came; no triangles, none.
+  float* corners = nullptr;
+  float* colors = nullptr;
+  float* uvs = nullptr;
+  int32_t* materials = nullptr;
+  uint32_t count = 0;
+  int32_t progress = -1;
+  lampshadeFromData(std::nanf(""), box.corners.data(), nullptr, nullptr, nullptr,
+                    static_cast<int32_t>(box.triangleCount()), &corners, &colors, &uvs, &materials,
+                    &count, &progress);
+  EXPECT_EQ(progress, 100);
+  EXPECT_EQ(count, box.triangleCount());
+  ASSERT_NE(materials, nullptr);
+  EXPECT_EQ(materials[0], -1);
+  freeAllArray();
+  lampshadeFromData(2.0f, nullptr, nullptr, nullptr, nullptr, 0, &corners, &colors, &uvs,
+                    &materials, &count, &progress);
+  EXPECT_EQ(count, 0u);
+  freeAllArray();
 }
 
 }  // namespace
