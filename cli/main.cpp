@@ -1,6 +1,6 @@
 // The vekmesh command-line tool: inspect, repair, reduce, separate, orient,
-// convert, voxelise and hollow models from a terminal, on the same core as the
-// shared library.
+// convert, voxelise, hollow and turn models into lampshades from a terminal,
+// on the same core as the shared library.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
@@ -16,6 +16,7 @@
 #include "cli/progress_bar.h"
 #include "cli/repair_outcome.h"
 #include "design/hollowing.h"
+#include "design/lampshade.h"
 #include "design/voxel_grid.h"
 #include "design/voxel_mesh_cleanup.h"
 #include "mesh/mesh_utils.h"
@@ -45,6 +46,7 @@ struct Options {
   int orient_mode = 1;
   float voxel_size = 1.0f;
   float wall = 2.0f;
+  bool preview = false;
 };
 
 void appendToLogFile(std::string_view text, void*) {
@@ -330,6 +332,105 @@ void runHollow(const Options& o) {
         double{report.voxelSize}, report.layers, liveFaceCount(mesh));
 }
 
+// The lampshade preview: the base outlines and the inner outlines the wall
+// leaves there, listed point by point with --json.
+void runLampshadePreview(const Options& o) {
+  TriMesh mesh;
+  loadModel(o.input, mesh, toolContext(o, {}));
+  PolygonOutlines outlines;
+  const int32_t status = previewLampshade(mesh, o.wall, outlines, toolContext(o, {}));
+  const size_t polygons = outlines.pointCounts.size();
+  size_t base = 0;
+  for (int32_t label : outlines.labels) base += label == kBaseOutline;
+  if (o.json) {
+    Json list = Json::array();
+    size_t at = 0;
+    for (size_t p = 0; p < polygons; ++p) {
+      Json points = Json::array();
+      for (int32_t i = 0; i < outlines.pointCounts[p]; ++i, at += 3)
+        points.push_back({outlines.points[at], outlines.points[at + 1], outlines.points[at + 2]});
+      list.push_back({{"kind", outlines.labels[p] == kBaseOutline ? "base" : "inner"},
+                      {"points", std::move(points)}});
+    }
+    printJson({{"input", o.input},
+               {"wall", o.wall},
+               {"status", status},
+               {"base_outlines", base},
+               {"inner_outlines", polygons - base},
+               {"outlines", std::move(list)}});
+    return;
+  }
+  std::printf("%s: %s, %zu base and %zu inner outlines for a wall of %g\n", o.input.c_str(),
+              status == 1 ? "a shade fits"
+                          : "no shade fits (lower than 15 units, or no base "
+                            "wide enough for the wall and 2 units more)",
+              base, polygons - base, double{o.wall});
+  size_t at = 0;
+  for (size_t p = 0; p < polygons; ++p) {
+    const int32_t n = outlines.pointCounts[p];
+    double area = 0.0;
+    for (int32_t i = 0; i < n; ++i) {
+      const size_t a = at + 3 * static_cast<size_t>(i);
+      const size_t b = at + 3 * static_cast<size_t>((i + 1) % n);
+      area += double{outlines.points[a]} * outlines.points[b + 1] -
+              double{outlines.points[b]} * outlines.points[a + 1];
+    }
+    std::printf("  %-5s %zu: %d points, signed area %.4f, at z = %g\n",
+                outlines.labels[p] == kBaseOutline ? "base" : "inner", p + 1, n, 0.5 * area,
+                n > 0 ? double{outlines.points[at + 2]} : 0.0);
+    at += 3 * static_cast<size_t>(n);
+  }
+}
+
+// The shade: the model's surface with the inner wall the voxel core leaves,
+// cut flat at the base.
+void runLampshade(const Options& o) {
+  if (o.preview) {
+    runLampshadePreview(o);
+    return;
+  }
+  TriMesh mesh;
+  LampshadeReport report;
+  size_t before = 0;
+  {
+    ProgressBar bar("lampshade");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    before = liveFaceCount(mesh);
+    run.report(0.50);
+    buildLampshade(mesh, o.wall, run.sub(0.50, 0.95), &report);
+    if (!report.built)
+      throw UserError("no shade: a wall of " + std::to_string(o.wall) +
+                      " leaves too little of the model (is it closed, with a base, and "
+                      "thicker than twice the wall?)");
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  const size_t after = liveFaceCount(mesh);
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"wall", o.wall},
+               {"voxel_size", report.voxelSize},
+               {"voxel_height", report.voxelHeight},
+               {"wall_layers", report.layers},
+               {"stretched_ends", report.stretched},
+               {"end_band", report.endBand},
+               {"base_attempt", report.baseAttempt},
+               {"triangles_before", before},
+               {"triangles_after", after}});
+  else
+    std::printf(
+        "%s: %zu triangles -> %s: shade of %zu triangles, wall %g (%d layers of voxels %g wide "
+        "and %g high), %s\n",
+        o.input.c_str(), before, o.output.c_str(), after, double{o.wall}, report.layers,
+        double{report.voxelSize}, double{report.voxelHeight},
+        report.baseAttempt >= 0 ? ("base cut flat at z = " +
+                                   formatFixed(report.baseHeight + 0.1 + 0.5 * report.baseAttempt))
+                                      .c_str()
+                                : "base left uncut (no clean cut within 2.6 units of the bottom)");
+}
+
 void runConvert(const Options& o) {
   TriMesh mesh;
   loadModel(o.input, mesh);
@@ -348,8 +449,8 @@ int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
   CLI::App app{
-      "vekmesh: inspect, repair, reduce, separate, orient, convert, voxelise and hollow "
-      "triangle meshes"};
+      "vekmesh: inspect, repair, reduce, separate, orient, convert, voxelise, hollow and turn "
+      "into lampshades triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -438,12 +539,29 @@ int main(int argc, char** argv) {
       ->capture_default_str()
       ->check(CLI::PositiveNumber);
 
+  CLI::App* lampshade = app.add_subcommand(
+      "lampshade",
+      "turn a closed model standing on a base into a lampshade: its own surface outside, an "
+      "inner wall of the given thickness, open at a flat base");
+  input(lampshade);
+  lampshade->add_option("-o,--output", o.output, "lampshade model file (not with --preview)");
+  lampshade->add_option("--wall", o.wall, "wall thickness, in model units")
+      ->capture_default_str()
+      ->check(CLI::PositiveNumber);
+  lampshade->add_flag("--preview", o.preview,
+                      "print the base outlines and the inner outlines the wall leaves there "
+                      "instead (every point with --json)");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     // --version ends the parse too, with exit code 0.
     const int code = app.exit(e);
     return code == 0 ? 0 : 2;
+  }
+  if (*lampshade && !o.preview && o.output.empty()) {
+    std::fprintf(stderr, "vekmesh: lampshade needs -o OUTPUT, or --preview\n");
+    return 2;
   }
   try {
     if (!o.output.empty()) checkOutputName(o.output);
@@ -455,6 +573,7 @@ int main(int argc, char** argv) {
     if (*convert) runConvert(o);
     if (*voxelize) runVoxelize(o);
     if (*hollow) runHollow(o);
+    if (*lampshade) runLampshade(o);
   } catch (const UserError& e) {
     std::fprintf(stderr, "vekmesh: error: %s\n", e.what());
     return 1;

@@ -310,9 +310,9 @@ TEST(LampshadeBuild, BadInputLeavesTheModelAsItWas) {
     const Soup* soup;
     float wall;
   };
-  for (const Case& c : {Case{&box, std::nanf("")}, Case{&box, 0.0f}, Case{&box, -2.0f},
-                        Case{&box, 50.0f}, Case{&box, std::numeric_limits<float>::infinity()},
-                        Case{&sheet, 1.0f}}) {
+  for (const Case& c :
+       {Case{&box, std::nanf("")}, Case{&box, 0.0f}, Case{&box, -2.0f}, Case{&box, 50.0f},
+        Case{&box, std::numeric_limits<float>::infinity()}, Case{&sheet, 1.0f}}) {
     TriMesh mesh = test::buildMesh(*c.soup);
     const std::vector<Vertex> before = mesh.vertices;
     const size_t faces = mesh.faces.size();
@@ -340,15 +340,16 @@ TEST(DesignExports, LampshadeExportsHandBackFreeableArrays) {
   int32_t* point_counts = nullptr;
   int32_t polygons = -1;
   int32_t* kinds = nullptr;
-  ASSERT_EQ(lampshadePreview(2.0f, box.corners.data(), box.triangleCount(), &points,
-                             &point_counts, &polygons, &kinds),
+  ASSERT_EQ(lampshadePreview(2.0f, box.corners.data(), box.triangleCount(), &points, &point_counts,
+                             &polygons, &kinds),
             1);
   ASSERT_EQ(polygons, 2);
   ASSERT_NE(kinds, nullptr);
   EXPECT_EQ(kinds[0], 0);  // integers, not floats: 1 is not 0x3f800000
   EXPECT_EQ(kinds[1], 1);
   EXPECT_EQ(point_counts[0], 4);
-  for (int32_t i = 0; i < point_counts[0] + point_counts[1]; ++i) EXPECT_EQ(points[3 * i + 2], 0.0f);
+  for (int32_t i = 0; i < point_counts[0] + point_counts[1]; ++i)
+    EXPECT_EQ(points[3 * i + 2], 0.0f);
   freeAllArray();
   // Too low: no buffers, count 0.
   const Soup low = boxSoup({0, 0, 0}, {30, 30, 14.99f});

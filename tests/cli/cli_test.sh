@@ -78,6 +78,29 @@ expect 0 "shells         : 2 (closed 2, cavities 1)" -- info hollowed.stl
 refuse "nothing to hollow" thin.stl -- hollow cube20.stl -o thin.stl --wall 11
 expect 2 "" -- voxelize cube20.stl -o voxels.stl --size -1
 
+# The lampshade of a tower 30 x 30 x 40: the preview lists its base outline
+# and the inner one the wall leaves; the shade is one closed outward shell.
+python3 - <<'PY'
+import struct
+v = [(x, y, z) for z in (0, 40) for y in (0, 30) for x in (0, 30)]
+t = [(0, 2, 1), (1, 2, 3), (4, 5, 6), (5, 7, 6), (0, 1, 4), (1, 5, 4),
+     (2, 6, 3), (3, 6, 7), (0, 4, 2), (2, 4, 6), (1, 3, 5), (3, 7, 5)]
+with open("tower.stl", "wb") as f:
+    f.write(b"tower".ljust(80, b" ") + struct.pack("<I", len(t)))
+    for tri in t:
+        f.write(struct.pack("<12fH", 0, 0, 0, *[c for i in tri for c in v[i]], 0))
+PY
+expect 0 "a shade fits, 1 base and 1 inner outlines" -- lampshade tower.stl --preview --wall 2
+preview_json=$("$tool" --json lampshade tower.stl --preview --wall 2)
+python3 -c 'import json,sys; r=json.loads(sys.argv[1]); k=[o["kind"] for o in r["outlines"]]; assert r["status"] == 1 and k == ["base", "inner"] and all(p[2] == 0 for o in r["outlines"] for p in o["points"]), r' "$preview_json" \
+  || fail "lampshade --preview --json: $preview_json"
+expect 0 "no shade fits" -- lampshade cube20.stl --preview --wall 8
+expect 0 "base cut flat" -- lampshade tower.stl -o shade.stl --wall 2
+expect 0 "shells         : 1 (closed 1, cavities 0)" -- info shade.stl
+expect 0 "printable      : yes" -- info shade.stl
+refuse "no shade" thick.stl -- lampshade cube20.stl -o thick.stl --wall 11
+expect 2 "needs -o" -- lampshade tower.stl --wall 2
+
 # --- the census report -------------------------------------------------------------
 # A cube of edge 2 wound inwards, with one facet whose corners repeat (dropped
 # when welded), under a name holding a quote and a backslash.
