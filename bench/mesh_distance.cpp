@@ -114,6 +114,16 @@ double distanceToMesh(const Tree& tree, const IndexedMesh& m, const V3& p,
 
 }  // namespace
 
+std::vector<double> distancesToMesh(const std::vector<std::array<double, 3>>& points,
+                                    const IndexedMesh& to) {
+  std::vector<double> out(points.size(), std::numeric_limits<double>::infinity());
+  if (to.triangleCount() == 0) return out;
+  const Tree tree = triangleTree(to);
+  std::vector<Item> found;
+  for (size_t i = 0; i < points.size(); ++i) out[i] = distanceToMesh(tree, to, points[i], found);
+  return out;
+}
+
 double directedHausdorff(const IndexedMesh& from, const IndexedMesh& to, int level) {
   if (to.triangleCount() == 0 || from.vertexCount() == 0) return 0.0;
   const Tree tree = triangleTree(to);

@@ -3,7 +3,9 @@
 // distances found through a Boost.Geometry R-tree over the triangles' boxes).
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <vector>
 
 #include "mesh_builders.h"
 
@@ -17,6 +19,10 @@ using test::IndexedMesh;
 // barycentric grid with `level` steps per edge (level 1: corners only)
 // and the centroid.
 double directedHausdorff(const IndexedMesh& from, const IndexedMesh& to, int level);
+
+// The distance from each point to the surface of `to`.
+std::vector<double> distancesToMesh(const std::vector<std::array<double, 3>>& points,
+                                    const IndexedMesh& to);
 
 // max(directed(a -> b), directed(b -> a)), each direction sampled at its own
 // level: the coarser mesh needs more points per triangle to be seen whole.

@@ -11,6 +11,7 @@
 // positive number, an empty mesh or a model of no finite height fails at once.
 #include "design/lampshade.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -142,16 +143,16 @@ void buildLampshade(SubMesh& mesh, float wall_thickness, const RunContext& run,
       run.log(cautionLine("too many voxels!"));
     }
 
-    if (r.exposedVoxels < kLeastExposedVoxels) {
+    // Too little core, or more faces than an export may write: the model
+    // goes back as it came.
+    SubMesh core;
+    if (r.exposedVoxels < kLeastExposedVoxels || exportVoxel(core, grid, run) != 0) {
       grid.release();
       if (r.stretched) undoStretch(mesh, zmin, zmax, c, kStretchFactor, &kept);
       if (report) *report = r;
       log.fail();
       return;
     }
-
-    SubMesh core;
-    exportVoxel(core, grid, run);
     grid.release();
     for (int pass = 0; pass < 2; ++pass) separateVoxelContacts(core);
     for (int pass = 0; pass < 2; ++pass) reduceMeshFast(core, 0.0, 0.05, 0.96, run);

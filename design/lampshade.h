@@ -13,10 +13,21 @@
 //   with it). So the shade is closed, two-manifold and outward, with the
 //   model's own outer surface and colours.
 // - The first wall-preparing pass (given k + 4) extrudes the voxels of the
-//   base band k + 4 layers downward, so that after peeling k + 3 layers the
-//   core reaches one layer below the model's bottom and the plane cut of the
-//   base opens the shade there; the second pass recomputes the exposed faces
-//   (formSurface, logged as "form  surFace").
+//   base band downward to k + 3 slices under the slice of the limit, so that
+//   after peeling k + 3 layers the core reaches the limit (its component is
+//   kept) and the plane cut of the base opens the shade there. The second
+//   pass recomputes the exposed faces (formSurface, logged as "form
+//   surFace") and adds to the skin the voxels that touch the outside only
+//   along an edge, so that the first layer peeled is as deep on a slant as
+//   on a flat side (the peel works face by face).
+// - The end-band test compares the section areas at 0.1 and 0.2 of the
+//   height from each end (a change by more than a factor 1.5 selects the
+//   wide band); the colours run white, cream, amber, soft orange from the
+//   lowest voxel to the highest; the base test cuts on trial and accepts a
+//   cut whose section holds material, closes every loop with clean caps and
+//   keeps at least half of the faces; the fallback compacts the uncut shade
+//   and reduces it towards the model's face count when it has more than
+//   twice as many (design/lampshade_steps.h).
 // - The end stretch keeps the caller's vertices' heights and puts them back
 //   bit for bit; the vertices made by the build are undone by the formula
 //   (factor 2.0, divided by factor + 1.0).

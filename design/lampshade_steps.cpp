@@ -3,6 +3,13 @@
 // restore), a colour ramp by height, the base extrusion and the surface pass
 // before the peel, face reversal and mirroring, the base test by a trial cut
 // and the fallback when no base height passed it.
+// Choices (also in lampshade_steps.h and lampshade.h): an end counts as
+// changing when its areas at 0.1 and 0.2 differ by more than 1.5 times; the
+// ramp has four entries from white; columns stop at occupied cells and are
+// not made when the peel would leave nothing of the base; edge-touching
+// voxels join the skin before the peel; the base test also wants material in
+// the section and half of the faces kept; the fallback reduces only shades of
+// more than twice the model's faces.
 #include "design/lampshade_steps.h"
 
 #include <algorithm>

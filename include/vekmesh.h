@@ -321,7 +321,13 @@ VEKMESH_API int32_t lampshadePreview(float wall_thickness, const float* corners,
                                      int32_t* polygon_count_out, int32_t** labels_out);
 
 /* Turns the model in (a negative count is empty) into a lampshade of
- * wall_thickness and writes the model out. Progress 0, 10, 90, 100. */
+ * wall_thickness (model units) and writes the model out: the model's own
+ * surface, coloured and textured as given, with an inner wall about
+ * wall_thickness inside it (coloured white at the base to soft orange at the
+ * top), cut flat and open at the base. A thickness that is NaN, 0 or
+ * negative, or one that leaves too little of the model, writes the model
+ * back unchanged. The four arrays are released by freeAllArray. Progress 0,
+ * 10, 90, 100. */
 VEKMESH_API void lampshadeFromData(float wall_thickness, const float* corners, const float* colors,
                                    const float* uvs, const int32_t* materials, int32_t count,
                                    float** corners_out, float** colors_out, float** uvs_out,

@@ -18,6 +18,10 @@
 //                          intersection search runs inside it and has no
 //                          frame of its own)
 //   "light weight"         hollowMesh, design/hollowing.h
+//   "lampshade preview"    (start line) and "lampshade preview:" (success
+//                          line, no blank before the colon),
+//                          previewLampshade, design/lampshade.h
+//   "lampshade"            buildLampshade, design/lampshade.h
 // Sub-steps in the lighter frame: "[start voxelization]" (voxelizeMesh) and
 // "[start export voxel]" (exportVoxel), design/voxel_grid.h.
 #pragma once
