@@ -216,6 +216,27 @@ TEST(LampshadeBuild, FacesChooseStretchAndVoxelHeightFailureRestoresTheModel) {
   }
 }
 
+TEST(LampshadeBuild, BaseTestCutsOnlyThroughMaterial) {
+  // A clean cut keeps the closed part below, capped flat.
+  TriMesh box = test::buildMesh(boxSoup({0, 0, 0}, {10, 10, 10}));
+  test::RunRecorder recorder;
+  ASSERT_TRUE(cutCleanBase(box, 9.0f, recorder.context()));
+  EXPECT_TRUE(test::edgeCensus(box).closedManifoldOriented());
+  EXPECT_NEAR(enclosedVolume(box), 900.0, 1e-3);
+  EXPECT_EQ(recorder.log, "");
+  // Above the model, or through a shell wound inwards (a core alone, below
+  // the model's bottom): "false", and the mesh is left alone.
+  TriMesh inward = test::buildMesh(test::cubeSoup(10.0f, test::Winding::kInward));
+  for (float h : {20.0f, 5.0f}) {
+    TriMesh& mesh = h > 10.0f ? box : inward;
+    const size_t faces = mesh.faces.size();
+    recorder = {};
+    EXPECT_FALSE(cutCleanBase(mesh, h, recorder.context()));
+    EXPECT_EQ(recorder.log, "\nfalse");
+    EXPECT_EQ(mesh.faces.size(), faces);
+  }
+}
+
 TEST(LampshadeBuild, SmallestVoxelAndHalfUnitWallGiveOneLayerPeeledFour) {
   TriMesh mesh = test::buildMesh(boxSoup({0, 0, 0}, {10, 10, 20}));
   LampshadeReport report;
