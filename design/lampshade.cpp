@@ -6,7 +6,8 @@
 // inwards and added to the model as its inner wall; the stretch is undone and
 // the base is cut flat, tried at six heights in the mirrored frame.
 // Choices (also in lampshade.h): the shade keeps the model's own outer
-// surface; the base extrusion lets the core reach the limit's slice; the
+// surface; the base extrusion lets the core reach the limit's slice; edge
+// contacts of the core are filled before the export; the
 // caller's heights are restored bit for bit; a thickness that is not a
 // positive number, an empty mesh or a model of no finite height fails at once.
 #include "design/lampshade.h"
@@ -38,6 +39,7 @@ constexpr uint64_t kLeastExposedVoxels = 10000;
 constexpr double kStretchFactor = 2.0;
 constexpr double kBaseBand = 1.0;
 constexpr int kBaseAttempts = 6;
+constexpr int kContactPasses = 8;
 // Wall layers beyond this peel everything from any grid a limit allows.
 constexpr double kMostLayers = 1.0e6;
 
@@ -136,6 +138,7 @@ void buildLampshade(SubMesh& mesh, float wall_thickness, const RunContext& run,
       std::vector<std::vector<int64_t>> components;
       formSurface(grid, &components, kMinComponentFaces, run);
       keepComponentsAtBottom(grid, components, limit);
+      closeEdgeContacts(grid, kContactPasses);
       r.exposedVoxels = exposedVoxelCount(grid);
     }
     if (grid.overflow) {

@@ -20,6 +20,9 @@
 //   surFace") and adds to the skin the voxels that touch the outside only
 //   along an edge, so that the first layer peeled is as deep on a slant as
 //   on a flat side (the peel works face by face).
+// - Before the export, skin voxels of the core that touch only along an
+//   edge are joined by filling one cell between them (closeEdgeContacts):
+//   the clean-up of voxel contacts leaves some such edges with four faces.
 // - The end-band test compares the section areas at 0.1 and 0.2 of the
 //   height from each end (a change by more than a factor 1.5 selects the
 //   wide band); the colours run white, cream, amber, soft orange from the

@@ -7,7 +7,8 @@
 // changing when its areas at 0.1 and 0.2 differ by more than 1.5 times; the
 // ramp has four entries from white; columns stop at occupied cells and are
 // not made when the peel would leave nothing of the base; edge-touching
-// voxels join the skin before the peel; the base test also wants material in
+// voxels join the skin before the peel; edge-only contacts of the core are
+// filled before the export; the base test also wants material in
 // the section and half of the faces kept; the fallback reduces only shades of
 // more than twice the model's faces.
 #include "design/lampshade_steps.h"
@@ -190,6 +191,41 @@ void resurface(VoxelGrid& grid, const RunContext& run) {
   });
   for (const auto& [key, k] : edged) grid.voxels.find(key)->faceFlags = uint8_t(1u << k);
   run.log(timingLine("form  surFace", elapsedSeconds(start, logClock())));
+}
+
+size_t closeEdgeContacts(VoxelGrid& grid, int passes) {
+  size_t added = 0;
+  for (int pass = 0; pass < passes; ++pass) {
+    std::vector<std::pair<VoxelKey, Voxel>> fills;
+    grid.voxels.forEach([&](VoxelKey key, const Voxel& v) {
+      const uint8_t exposed = v.faceFlags & kExposedMask;
+      for (int a = 0; a < kFaceDirections; ++a)
+        for (int b = a + 1; b < kFaceDirections; ++b) {
+          if (kFaceAxis[a] == kFaceAxis[b] || !(exposed & (1u << a)) || !(exposed & (1u << b)))
+            continue;
+          // Each contact is closed once, from its lower voxel.
+          const VoxelKey across = key + grid.faceOffset(a) + grid.faceOffset(b);
+          if (across < key || !grid.voxels.contains(across)) continue;
+          Voxel fill = v;
+          fill.faceFlags = 0;
+          (kFaceAxis[a] == 0   ? fill.x
+           : kFaceAxis[a] == 1 ? fill.y
+                               : fill.z) +=
+              static_cast<float>(kFaceSign[a]) * grid.voxelSize[kFaceAxis[a]];
+          fills.emplace_back(key + grid.faceOffset(a), fill);
+        }
+    });
+    if (fills.empty()) break;
+    std::sort(fills.begin(), fills.end(),
+              [](const auto& x, const auto& y) { return x.first < y.first; });
+    for (const auto& [key, fill] : fills) {
+      if (grid.voxels.contains(key)) continue;
+      if (!grid.put(key, fill)) return added;
+      ++added;
+    }
+    formSurface(grid, nullptr, kMinComponentFaces);
+  }
+  return added;
 }
 
 void reverseFaces(SubMesh& mesh) {

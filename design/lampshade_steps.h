@@ -65,6 +65,15 @@ void extrudeBase(VoxelGrid& grid, int32_t layers, double limit);
 // 20), logged as "\nform  surFace: " with its time and " sec.".
 void resurface(VoxelGrid& grid, const RunContext& run);
 
+// Voxels of the skin that touch only along an edge (both cells between them
+// empty) get one of those cells filled (the first in face order, coloured
+// like the voxel it grows from), repeated until no such contact is left (at
+// most `passes` times); the exposed faces are recomputed (formSurface, no
+// list, 20) after each pass. An exported voxel surface then has no edge of
+// four faces: the clean-up of voxel contacts leaves some of those in place.
+// Returns the voxels added.
+size_t closeEdgeContacts(VoxelGrid& grid, int passes);
+
 // Reverses every live and removed face (corners 0 and 1 swapped with their
 // colours; their texture indices too when the face has a material) and the
 // corner numbers of the incident-corner lists with them.

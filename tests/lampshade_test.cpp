@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "design/lampshade_steps.h"
+#include "design/voxel_grid.h"
 #include "include/vekmesh.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/plane_section.h"
@@ -235,6 +236,31 @@ TEST(LampshadeBuild, BaseTestCutsOnlyThroughMaterial) {
     EXPECT_EQ(recorder.log, "\nfalse");
     EXPECT_EQ(mesh.faces.size(), faces);
   }
+}
+
+TEST(LampshadeBuild, VoxelsTouchingAlongAnEdgeAreJoinedBeforeExport) {
+  // Two blocks of 3 x 3 x 3 voxels meeting along one edge: filling a cell
+  // between them leaves an exported surface with no edge of four faces.
+  VoxelGrid grid(1.0f);
+  for (int b = 0; b < 2; ++b)
+    for (int z = 0; z < 3; ++z)
+      for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x) {
+          Voxel v;
+          v.x = static_cast<float>(x + 3 * b);
+          v.y = static_cast<float>(y + 3 * b);
+          v.z = static_cast<float>(z);
+          ASSERT_TRUE(grid.put(grid.keyOf(v), v));
+        }
+  formSurface(grid, nullptr, kMinComponentFaces);
+  SubMesh before;
+  ASSERT_EQ(exportVoxel(before, grid), 0);
+  EXPECT_EQ(test::edgeCensus(before).nonManifold, 3u);
+  EXPECT_EQ(closeEdgeContacts(grid, 8), 3u);  // one cell per slice along the edge
+  SubMesh after;
+  ASSERT_EQ(exportVoxel(after, grid), 0);
+  EXPECT_TRUE(test::edgeCensus(after).closedManifoldOriented());
+  EXPECT_EQ(closeEdgeContacts(grid, 8), 0u);
 }
 
 TEST(LampshadeBuild, SmallestVoxelAndHalfUnitWallGiveOneLayerPeeledFour) {
