@@ -228,7 +228,9 @@ void runConvert(const Options& o) {
 int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
-  CLI::App app{"vekmesh: inspect, repair, reduce, separate and convert triangle meshes (STL, OBJ)"};
+  CLI::App app{
+      "vekmesh: inspect, repair, reduce, separate and convert triangle meshes (reads STL, OBJ, "
+      "STEP, IGES; writes STL, OBJ)"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -237,7 +239,8 @@ int main(int argc, char** argv) {
 
   auto input = [&](CLI::App* sub) {
     sub->fallthrough();
-    sub->add_option("input", o.input, "model file (.stl or .obj, any case)")->required();
+    sub->add_option("input", o.input, "model file (.stl, .obj, .stp/.step, .igs/.iges; any case)")
+        ->required();
   };
   auto output = [&](CLI::App* sub, const char* what) {
     sub->add_option("-o,--output", o.output, what)->required();

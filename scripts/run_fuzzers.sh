@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets of the STL and OBJ readers with clang into
+# Builds the libFuzzer targets of the STL and OBJ readers (and of the STEP/IGES
+# converter's entry when OpenCASCADE is installed) with clang into
 # build-fuzz, writes their seed corpus (the files the tests use, plus writer
-# output) and runs each target for a bounded time (VEKMESH_FUZZ_SECONDS, 60 by
-# default). Fails when a target finds a crash, a leak, undefined behaviour or
+# output; STEP and IGES files written with OpenCASCADE) and runs each target
+# for a bounded time (VEKMESH_FUZZ_SECONDS, 60 by default). Fails when a target finds a crash, a leak, undefined behaviour or
 # an oversized allocation; the reproducer is left in build-fuzz/findings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,18 +19,30 @@ done
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz make_fuzz_seeds
+formats=(stl obj)
+targets=(stl_fuzz obj_fuzz make_fuzz_seeds)
+# The converter's target exists when the configuration found OpenCASCADE.
+if cmake --build "$build" --target help | grep -q '\bcad_fuzz\b'; then
+  formats+=(cad)
+  targets+=(cad_fuzz make_cad_seeds)
+fi
+cmake --build "$build" -j"$(nproc)" --target "${targets[@]}"
 
 seeds="$build/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds/stl" "$seeds/obj" "$build/findings"
+mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/cad" "$build/findings"
 "$build/tests/fuzz/make_fuzz_seeds" "$seeds/stl" "$seeds/obj"
+if [ -x "$build/tests/fuzz/make_cad_seeds" ]; then
+  "$build/tests/fuzz/make_cad_seeds" "$seeds/cad"
+fi
 
 # The targets hand every input to the readers as a file: keep it in memory.
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
+# The readers' dictionaries; the converter's target has none.
+declare -A dicts=([stl]=tests/fuzz/stl.dict [obj]=tests/fuzz/obj.dict)
 status=0
-for format in stl obj; do
+for format in "${formats[@]}"; do
   # The working corpus grows across runs on one machine; the seeds are
   # merged in every time.
   corpus="$build/corpus/$format"
@@ -39,7 +52,7 @@ for format in stl obj; do
   # input never justifies; 10 s per input counts as a hang.
   if ! "$build/tests/fuzz/${format}_fuzz" -max_total_time="$seconds" -max_len=65536 \
       -malloc_limit_mb=64 -rss_limit_mb=2048 -timeout=10 -print_final_stats=1 \
-      -dict="tests/fuzz/$format.dict" -artifact_prefix="$build/findings/${format}-" \
+      ${dicts[$format]:+-dict="${dicts[$format]}"} -artifact_prefix="$build/findings/${format}-" \
       "$corpus" "$seeds/$format"; then
     echo "run_fuzzers.sh: ${format}_fuzz found a problem (see $build/findings)" >&2
     status=1
