@@ -1,6 +1,10 @@
 // The converter's C layer: the three exports, the arrays it has handed out
-// (held until vekmeshcvtFreeAllArray), and the barrier that keeps every
-// exception, OpenCASCADE's included, on this side.
+// (held until vekmeshcvtFreeAllArray), and the barriers that keep OpenCASCADE's
+// failures on this side: the reading and meshing run in a child process
+// (isolated_run.h) under a time and memory limit, and every exception stops
+// inside it.
+#include <sys/stat.h>
+
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
 #include <cstdlib>
@@ -9,6 +13,7 @@
 
 #include "converter/cad_reading.h"
 #include "converter/cad_tessellation.h"
+#include "converter/isolated_run.h"
 #include "converter/vekmesh_converter.h"
 
 using namespace vekmesh::converter;
@@ -44,13 +49,34 @@ class QuietMessages {
   Message_SequenceOfPrinters saved_;
 };
 
+struct Request {
+  const char* path;
+  CadFileKind kind;
+};
+
+// The child's work: read, sew, mesh.
+std::vector<float> convert(const void* argument) {
+  const Request& request = *static_cast<const Request*>(argument);
+  try {
+    const QuietMessages quiet;
+    return tessellateShape(readCadFile(request.path, request.kind));
+  } catch (...) {
+    // Standard_Failure and std::exception alike: the empty result stands.
+    return {};
+  }
+}
+
 void importFile(const char* path, float** corners_out, uint32_t* count_out, CadFileKind kind) {
   if (corners_out) *corners_out = nullptr;
   if (count_out) *count_out = 0;
   if (!path || !corners_out || !count_out) return;
+  // Only regular files: a FIFO or a device would block the reader.
+  struct stat file {};
+  if (stat(path, &file) != 0 || !S_ISREG(file.st_mode)) return;
   try {
-    const QuietMessages quiet;
-    const std::vector<float> soup = tessellateShape(readCadFile(path, kind));
+    const Request request{path, kind};
+    const std::vector<float> soup =
+        runIsolated(&convert, &request, limitsForFile(uint64_t(file.st_size)));
     const size_t triangles = soup.size() / 9;
     if (triangles == 0 || triangles > UINT32_MAX) return;
     handedOut().reserve(handedOut().size() + 1);
@@ -61,7 +87,7 @@ void importFile(const char* path, float** corners_out, uint32_t* count_out, CadF
     *corners_out = array;
     *count_out = static_cast<uint32_t>(triangles);
   } catch (...) {
-    // Standard_Failure and std::exception alike: the empty result stands.
+    // Out of memory here: the empty result stands.
   }
 }
 

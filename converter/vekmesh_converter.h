@@ -18,9 +18,17 @@
  *   shell whose triangles enclose a negative volume is turned over as a
  *   whole, so closed parts come out closed and outward. Open parts keep the
  *   winding of their faces.
- * - Any failure (unreadable file, no surfaces, an exception inside the
- *   reader or mesher) gives the empty result: a null array and a count of 0.
- *   Nothing is thrown across these functions.
+ * - The reading and meshing run in a child process (POSIX fork), because
+ *   OpenCASCADE's readers can crash on a malformed file: the host never
+ *   sees a crash, and the child is killed after a minute plus a minute per
+ *   megabyte of file, with its data limited to 2 GiB plus 512 bytes per
+ *   byte of file. The child runs no handler of the host's and leaves by
+ *   _exit. A host that uses OpenCASCADE or TBB from other threads while it
+ *   calls the converter must know that the child starts with a copy of
+ *   their state.
+ * - Only regular files are read. Any failure (unreadable file, no surfaces,
+ *   an exception, a crash, a limit reached) gives the empty result: a null
+ *   array and a count of 0. Nothing is thrown across these functions.
  *
  * Both import functions take a NUL-terminated narrow path and two
  * out-parameters, and write 9 floats per triangle (corner 0 x y z, corner 1,

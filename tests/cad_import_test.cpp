@@ -230,6 +230,19 @@ TEST_F(CadImport, ExtensionDecidesAndBadFilesGiveNothing) {
   }
 }
 
+// OpenCASCADE's STEP reader dereferences null on a face bound whose loop is
+// of an unknown type (found by fuzzing): the reader runs in a child process,
+// so the host sees an empty model, and the next import works.
+TEST_F(CadImport, ReaderCrashGivesNothingAndLeavesTheHostRunning) {
+  const std::string good = writeStep(dir, "box.step", BRepPrimAPI_MakeBox(1, 1, 1).Shape());
+  std::string bytes = test::readFileBytes(good);
+  const size_t loop = bytes.find("= EDGE_LOOP(");
+  ASSERT_NE(loop, std::string::npos);
+  bytes[loop + 2] = 'X';
+  EXPECT_EQ(importCorners(library(), dir.write("crash.step", bytes)).count, 0u);
+  EXPECT_EQ(importCorners(library(), good).count, 12u);
+}
+
 // A copy of the library in a folder of its own finds no converter beside it
 // and, unless one is installed on the search path, returns empty models; the
 // converter copied beside it is then found. (The converter has no soname, so

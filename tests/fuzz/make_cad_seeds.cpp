@@ -9,6 +9,8 @@
 #include <IGESControl_Controller.hxx>
 #include <IGESControl_Writer.hxx>
 #include <Interface_Static.hxx>
+#include <Message.hxx>
+#include <Message_Messenger.hxx>
 #include <STEPControl_Writer.hxx>
 #include <TopoDS_Compound.hxx>
 #include <cstdio>
@@ -55,6 +57,8 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s DIR\n", argv[0]);
     return 2;
   }
+  // The writers report their statistics on the standard output.
+  Message::DefaultMessenger()->ChangePrinters().Clear();
   const std::string dir = argv[1];
   const TopoDS_Shape box = BRepPrimAPI_MakeBox(10, 20, 30).Shape();
   const TopoDS_Shape cylinder = BRepPrimAPI_MakeCylinder(5, 10).Shape();
