@@ -23,7 +23,8 @@ if [ ${#files[@]} -eq 0 ]; then
 fi
 cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE=Release -DVEKMESH_BUILD_BENCH=ON \
   -DVEKMESH_BUILD_TESTS=OFF >/dev/null
-if ! cmake --build "$build" --target help | grep -q '\bcad_corpus\b'; then
+# grep reads the whole list: with pipefail, grep -q would break the pipe.
+if ! cmake --build "$build" --target help | grep '\bcad_corpus\b' >/dev/null; then
   echo "cad_corpus.sh: OpenCASCADE not found, so no converter; run: bash scripts/setup_debian.sh" >&2
   exit 1
 fi

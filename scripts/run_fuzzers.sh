@@ -21,8 +21,9 @@ CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
 formats=(stl obj)
 targets=(stl_fuzz obj_fuzz make_fuzz_seeds)
-# The converter's target exists when the configuration found OpenCASCADE.
-if cmake --build "$build" --target help | grep -q '\bcad_fuzz\b'; then
+# The converter's target exists when the configuration found OpenCASCADE (grep
+# reads the whole list: with pipefail, grep -q would break the pipe).
+if cmake --build "$build" --target help | grep '\bcad_fuzz\b' >/dev/null; then
   formats+=(cad)
   targets+=(cad_fuzz make_cad_seeds)
 fi
