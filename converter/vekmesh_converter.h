@@ -5,7 +5,8 @@
  * - Every solid, every shell outside a solid and every face outside a shell
  *   of the file is read, assemblies included: each instance lands where its
  *   placements put it. Lengths come out in millimetres whatever the file's
- *   unit.
+ *   unit. Of an IGES file only the visible entities are read: blanked ones
+ *   are construction geometry the part does not show.
  * - Faces outside any shell (an IGES part usually arrives as loose trimmed
  *   surfaces) are sewn first, at a tolerance of 1e-5 of the model's
  *   bounding-box diagonal, so that surfaces meeting at an edge share it and
@@ -26,6 +27,8 @@
  *   _exit. A host that uses OpenCASCADE or TBB from other threads while it
  *   calls the converter must know that the child starts with a copy of
  *   their state.
+ * - OpenCASCADE's messages (its readers print statistics) are kept off the
+ *   host's standard output.
  * - Only regular files are read. Any failure (unreadable file, no surfaces,
  *   an exception, a crash, a limit reached) gives the empty result: a null
  *   array and a count of 0. Nothing is thrown across these functions.
