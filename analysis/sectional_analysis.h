@@ -10,9 +10,10 @@
 // right-handed turn that takes d to +z (none for d along z). It is cut along
 // z with the automatic spacing (analysis/section_cutting.h, which also says
 // what the change ratio does) and the weak sections' outlines are turned back
-// by the tilt x -1 x 0.01745329238474369. The mesh's own coordinates are
-// copied aside first and put back bit for bit at the end, rather than turned
-// back, so the analysis leaves the mesh exactly as it found it.
+// by the tilt x -1 x 0.01745329238474369. Each direction turns a copy of the
+// vertices, never the mesh's own, so the analysis leaves the mesh exactly as
+// it found it; directions run side by side on the threads there are, with
+// the records and progress still in direction order.
 #pragma once
 
 #include <array>

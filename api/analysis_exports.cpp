@@ -52,10 +52,10 @@ VEKMESH_API void orientationOptimization(const float* corners, uint32_t count, d
   // On failure the caller's angles are left as they were.
   runExport(
       kNoProgressArgument, [] {},
-      [&](TriMesh& mesh, const RunContext&) {
+      [&](TriMesh& mesh, const RunContext& run) {
         buildInput(mesh, {count, corners});
         std::array<double, 3> angles = {0.0, 0.0, 0.0};
-        optimizeOrientation(mesh, angles, mode, kOverhangAngle);
+        optimizeOrientation(mesh, angles, mode, kOverhangAngle, run);
         if (angles_out) std::memcpy(angles_out, angles.data(), sizeof angles);
       });
 }

@@ -51,23 +51,8 @@ constexpr double kFastThroughputBudget = 2e6;     // input triangles per second
 constexpr double kOpenError = std::numeric_limits<double>::infinity();
 constexpr double kFlipsOnly = 0.0;
 
-// The torus with every vertex pushed along the tube's normal by up to 30 % of
-// the edge length (fixed seed).
 IndexedMesh noisyTorus(size_t triangles) {
-  IndexedMesh mesh = test::torusNear(triangles, 1.0f, 0.3f);
-  const double edge = std::sqrt(4.0 * M_PI * M_PI * 1.0 * 0.3 / double(mesh.triangleCount()) * 2.0);
-  std::mt19937 random(12345);
-  std::uniform_real_distribution<double> noise(-0.3 * edge, 0.3 * edge);
-  for (size_t v = 0; v < mesh.vertexCount(); ++v) {
-    float* p = &mesh.positions[3 * v];
-    const double r = std::hypot(p[0], p[1]);
-    const double c[3] = {p[0] / r, p[1] / r, 0.0};  // tube centre, major radius 1
-    double n[3] = {p[0] - c[0], p[1] - c[1], p[2] - c[2]};
-    const double len = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
-    const double d = noise(random);
-    for (int k = 0; k < 3; ++k) p[k] = static_cast<float>(p[k] + d * n[k] / len);
-  }
-  return mesh;
+  return test::noisyTorusNear(triangles, 1.0f, 0.3f);
 }
 
 IndexedMesh fromTriMesh(const SubMesh& m) {

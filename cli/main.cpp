@@ -1,12 +1,14 @@
-// The vekmesh command-line tool: inspect, repair, reduce, separate and convert
+// The vekmesh command-line tool: inspect, repair, reduce, separate, orient and convert
 // models from a terminal, on the same core as the shared library.
 #include <CLI/CLI.hpp>
+#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "analysis/print_orientation.h"
 #include "cli/model_files.h"
 #include "cli/model_report.h"
 #include "cli/progress_bar.h"
@@ -35,6 +37,7 @@ struct Options {
   double ratio = 0.5;
   double max_error = 0.05;
   double min_cosine = 0.99;
+  int orient_mode = 1;
 };
 
 void appendToLogFile(std::string_view text, void*) {
@@ -61,12 +64,17 @@ void printJson(const Json& value) {
 
 Json loadJson(const LoadedModel& loaded) {
   return {{"triangles_read", loaded.triangles_read},
-          {"triangles_dropped", loaded.triangles_dropped}};
+          {"triangles_dropped", loaded.triangles_dropped},
+          {"names", loaded.names}};
 }
 
 std::string loadText(const LoadedModel& loaded, const std::string& indent) {
-  return indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) + " of " +
-         std::to_string(loaded.triangles_read) + " triangles (corners welded together)\n";
+  std::string text = indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) +
+                     " of " + std::to_string(loaded.triangles_read) +
+                     " triangles (corners welded together)\n";
+  for (size_t i = 0; i < loaded.names.size(); ++i)
+    text += indent + "texture " + std::to_string(i) + "      : " + loaded.names[i] + "\n";
+  return text;
 }
 
 void runInfo(const Options& o) {
@@ -170,6 +178,30 @@ void runReduce(const Options& o) {
                 o.output.c_str(), after);
 }
 
+void runOrient(const Options& o) {
+  TriMesh mesh;
+  std::array<double, 3> angles{};
+  {
+    ProgressBar bar("orient");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    run.report(0.50);
+    optimizeOrientation(mesh, angles, o.orient_mode, kOverhangAngle, run.sub(0.5, 0.9));
+    run.report(0.90);
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"rx", angles[0]},
+               {"ry", angles[1]},
+               {"rz", angles[2]}});
+  else
+    std::printf("%s -> %s: Rx %.3f, Ry %.3f, Rz %.3f degrees\n", o.input.c_str(), o.output.c_str(),
+                angles[0], angles[1], angles[2]);
+}
+
 // out.stl -> out-1.stl, out-2.stl, ...
 std::string partPath(const std::string& output, size_t part) {
   const std::filesystem::path p(output);
@@ -228,9 +260,7 @@ void runConvert(const Options& o) {
 int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
-  CLI::App app{
-      "vekmesh: inspect, repair, reduce, separate and convert triangle meshes (reads STL, OBJ, "
-      "STEP, IGES; writes STL, OBJ)"};
+  CLI::App app{"vekmesh: inspect, repair, reduce, separate, orient and convert triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -239,7 +269,9 @@ int main(int argc, char** argv) {
 
   auto input = [&](CLI::App* sub) {
     sub->fallthrough();
-    sub->add_option("input", o.input, "model file (.stl, .obj, .stp/.step, .igs/.iges; any case)")
+    sub->add_option(
+           "input", o.input,
+           "model file (.stl, .obj, .wrl, .wrz, .x3d, .x3dz, .igs, .iges, .stp, .step; any case)")
         ->required();
   };
   auto output = [&](CLI::App* sub, const char* what) {
@@ -284,6 +316,18 @@ int main(int argc, char** argv) {
   CLI::App* separate = app.add_subcommand("separate", "write every part to a file of its own");
   input(separate);
   output(separate, "output name; parts are written as NAME-1.EXT, NAME-2.EXT, ...");
+  CLI::App* orient = app.add_subcommand(
+      "orient",
+      "turn a model into the attitude that needs the least support, resting on z = 0, and "
+      "print the rotation as Rx, Ry, Rz (degrees, applied about x, then y, then z)");
+  input(orient);
+  output(orient, "oriented model file");
+  orient
+      ->add_option("--mode", o.orient_mode,
+                   "1: also weigh the overhanging area; 2: also weigh weak cross-sections; "
+                   "0: support volume only")
+      ->capture_default_str()
+      ->check(CLI::Range(0, 2));
   CLI::App* convert = app.add_subcommand("convert", "convert between formats by extension");
   input(convert);
   convert->add_option("output", o.output, "output model file (.stl or .obj)")->required();
@@ -301,6 +345,7 @@ int main(int argc, char** argv) {
     if (*repair) runRepair(o);
     if (*reduce) runReduce(o);
     if (*separate) runSeparate(o);
+    if (*orient) runOrient(o);
     if (*convert) runConvert(o);
   } catch (const UserError& e) {
     std::fprintf(stderr, "vekmesh: error: %s\n", e.what());

@@ -23,7 +23,7 @@ namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
 const char* readableExtensions() {
-  return "stl, obj, wrl, x3d, igs, iges, stp, step";
+  return "stl, obj, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
 }
 const char* writableExtensions() {
   return "stl, obj";
@@ -78,7 +78,7 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
     std::ifstream probe(path, std::ios::binary);
     if (!probe) throw UserError("cannot read '" + path + "': " + std::strerror(errno));
   }
-  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kIgnoreCase);
+  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kToolNames);
   if (format == ModelFormat::kUnknown)
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
   LoadedModel loaded;
@@ -90,7 +90,7 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
           std::make_unique<ElapsedIndicator>("tessellating " + fs::path(path).filename().string() +
                                              " (" + std::to_string(size >> 20) + " MB)");
     loaded.triangles_read =
-        importByExtension(path.c_str(), mesh, nullptr, ExtensionMatch::kIgnoreCase, run);
+        importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
   }
   const size_t built = liveFaceCount(mesh);
   if (built == 0 && isCad(format) && loaded.triangles_read == 0)

@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/run_context.h"
@@ -30,6 +31,8 @@ struct LoadedModel {
   // coinciding corner).
   size_t triangles_read = 0;
   size_t triangles_dropped = 0;
+  // The texture names a scene file collected (material i is names[i]).
+  std::vector<std::string> names;
 };
 
 // Loads `path` into `mesh` and builds its shells. Throws UserError when the

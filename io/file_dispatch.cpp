@@ -15,7 +15,7 @@ namespace {
 bool sameExtension(std::string_view ext, std::string_view known, ExtensionMatch match) {
   if (ext.size() != known.size()) return false;
   for (size_t i = 0; i < ext.size(); ++i) {
-    const char c = match == ExtensionMatch::kIgnoreCase
+    const char c = match != ExtensionMatch::kExact
                        ? static_cast<char>(std::tolower(static_cast<unsigned char>(ext[i])))
                        : ext[i];
     if (c != known[i]) return false;
@@ -38,6 +38,8 @@ ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
   if (is("obj")) return ModelFormat::kObj;
   if (is("wrl")) return ModelFormat::kVrml;
   if (is("x3d")) return ModelFormat::kX3d;
+  if (match == ExtensionMatch::kToolNames && is("wrz")) return ModelFormat::kVrml;
+  if (match == ExtensionMatch::kToolNames && is("x3dz")) return ModelFormat::kX3d;
   if (is("igs") || is("iges")) return ModelFormat::kIges;
   if (is("stp") || is("step")) return ModelFormat::kStep;
   return ModelFormat::kUnknown;

@@ -13,7 +13,10 @@
 
 namespace vekmesh {
 
-enum class ExtensionMatch { kExact, kIgnoreCase };
+// How a path's extension picks its reader: exactly as the exports' dispatch
+// table spells it, in any case, or in any case with the tool's extra names
+// (.wrz and .x3dz, gzip-compressed scenes).
+enum class ExtensionMatch { kExact, kIgnoreCase, kToolNames };
 
 enum class ModelFormat { kUnknown, kStl, kObj, kVrml, kX3d, kIges, kStep };
 

@@ -1,8 +1,42 @@
-// The VRML/X3D reader has not landed yet: it yields an empty mesh and no names.
+// The scene reader's entry: the text (inflated when gzip-compressed), the
+// front end its first characters call for, and the triangles of the graph.
 #include "io/vrml.h"
+
+#include <string>
+
+#include "io/scene_shapes.h"
+#include "io/scene_text.h"
+#include "io/vrml_classic_parser.h"
+#include "io/x3d_xml_parser.h"
 
 namespace vekmesh {
 
-void readVrml(const char*, SubMesh&, SceneFormat, std::vector<std::string>&) {}
+SceneDocument parseScene(std::string_view text) {
+  size_t p = 0;
+  if (text.substr(0, 3) == "\xEF\xBB\xBF") p = 3;  // a UTF-8 byte order mark
+  while (p < text.size() &&
+         (text[p] == ' ' || text[p] == '\t' || text[p] == '\r' || text[p] == '\n'))
+    ++p;
+  return p < text.size() && text[p] == '<' ? parseXmlScene(text.substr(p))
+                                           : parseClassicScene(text.substr(p));
+}
+
+bool readScene(const char* path, ByteSoup& soup, std::vector<std::string>& names,
+               std::vector<std::string>& notes) {
+  std::string text;
+  if (!path || !readSceneText(path, text)) return false;
+  const SceneDocument scene = parseScene(text);
+  notes = scene.notes;
+  collectSceneTriangles(scene, soup, names, notes, sceneTriangleLimit(text.size()));
+  return true;
+}
+
+void readVrml(const char* path, SubMesh& mesh, SceneFormat, std::vector<std::string>& names) {
+  ByteSoup soup;
+  std::vector<std::string> collected, notes;
+  if (!readScene(path, soup, collected, notes) || soup.materials.empty()) return;
+  buildTriMesh(mesh, soup);
+  names.insert(names.end(), collected.begin(), collected.end());
+}
 
 }  // namespace vekmesh

@@ -40,6 +40,19 @@ if [ ! -f "$stamp" ]; then
   cp "$src/clipper.hpp" "$deps/include/polyclipping/"
   touch "$stamp"
 fi
+# ---- pugixml: the same version as the installed libpugixml-dev ----------------
+version=$(dpkg-query -W -f='${Version}' libpugixml-dev)
+stamp="$deps/lib/pugixml-$version"
+if [ ! -f "$stamp" ]; then
+  rm -rf "$build/pugixml-src"
+  mkdir -p "$build/pugixml-src" "$deps/lib" "$deps/include"
+  (cd "$build/pugixml-src" && apt-get source -q "pugixml=$version")
+  src=$(echo "$build"/pugixml-src/pugixml-*/src)
+  "$mingw-g++-posix" -O2 -c "$src/pugixml.cpp" -o "$build/pugixml-src/pugixml.o"
+  "$mingw-ar" rcs "$deps/lib/libpugixml.a" "$build/pugixml-src/pugixml.o"
+  cp "$src/pugixml.hpp" "$src/pugiconfig.hpp" "$deps/include/"
+  touch "$stamp"
+fi
 # Header-only libraries: the Debian headers serve any target.
 mkdir -p "$deps/include"
 ln -sfn /usr/include/boost "$deps/include/boost"

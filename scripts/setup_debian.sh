@@ -7,7 +7,8 @@ set -euo pipefail
 
 install_flags=()
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
-          libpolyclipping-dev libboost-dev libcli11-dev nlohmann-json3-dev clang-format git
+          libpolyclipping-dev libpugixml-dev zlib1g-dev libboost-dev libcli11-dev nlohmann-json3-dev
+          clang-format git
           # OpenCASCADE, for the STEP/IGES converter library and its tests
           libocct-data-exchange-dev libocct-modeling-algorithms-dev)
 if [ "${1:-}" = "--fuzz" ]; then
@@ -16,13 +17,13 @@ fi
 if [ "${1:-}" = "--windows" ]; then
   # The cross compiler (posix threads, for OpenMP), Wine to run what it builds,
   # and dpkg-dev for unpacking Debian's ClipperLib source.
-  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev)
+  packages+=(g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 wine64 dpkg-dev libz-mingw-w64-dev)
   # Wine recommends fonts, graphics and sound drivers that headless runs of
   # console programs never touch.
   install_flags+=(--no-install-recommends)
 fi
 if [ "${1:-}" = "--bench" ]; then
-  packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev)
+  packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev libqhull-dev)
 fi
 
 missing=()

@@ -40,7 +40,8 @@ grep -q '^v ' model.obj || fail "converted OBJ has no vertex lines"
 expect 0 "model.STL" -- convert model.obj model.STL
 expect 0 "parts" -- separate model.stl -o part.stl
 expect 0 "->" -- reduce model.stl -o reduced.stl --ratio 0.5 --max-error 0.01
-for f in repaired.stl model.STL part-1.stl reduced.stl; do expect 0 "triangles" -- info "$f"; done
+expect 0 "Rx" -- orient model.stl -o oriented.stl
+for f in repaired.stl model.STL part-1.stl reduced.stl oriented.stl; do expect 0 "triangles" -- info "$f"; done
 
 # A flat strip of 300000 triangles whose first one is doubled: the repair
 # exports keep the copy at this size, the tool removes it.
@@ -90,8 +91,23 @@ check_json 'j["model"]["volume"] == -8 and j["model"]["census"]["inside_out_shel
 check_json 'len(j["model"]["shell_list"]) == 1' -- --json info --shells "$inward"
 check_json 'j["output"] == E["OUTPUT"] and j["after"]["volume"] == 8 and j["after"]["printable"]' \
   -- --json repair "$inward" -o "$OUTPUT"
+check_json '[j["rx"], j["ry"], j["rz"]] == [0, 0, 0] and j["output"] == "upright.obj"' \
+  -- --json orient "$OUTPUT" -o upright.obj
+check_json 'j["model"]["bounds"]["min"][2] == 0' -- --json info upright.obj
 check_json 'j["output"] == "co\"nv.obj"' -- --json convert "$inward" 'co"nv.obj'
 check_json 'j["model"]["census"]["intersecting_shell_pairs"] is None' -- --json info --no-intersections "$inward"
+# A gzip-compressed VRML scene under an upper-case .WRZ name, with a texture.
+python3 - <<'PY'
+import gzip
+cube = ("Shape { appearance Appearance { texture ImageTexture { url \"bark.png\" } }\n"
+        " geometry IndexedFaceSet { coord Coordinate { point [ 0 0 0, 1 0 0, 1 1 0, 0 1 0,"
+        " 0 0 1, 1 0 1, 1 1 1, 0 1 1 ] } coordIndex [ 0 3 2 1 -1, 4 5 6 7 -1, 0 1 5 4 -1,"
+        " 2 3 7 6 -1, 0 4 7 3 -1, 1 2 6 5 -1 ] } }")
+with gzip.open("scene.WRZ", "wt") as f:
+    f.write("#VRML V2.0 utf8\n" + cube)
+PY
+expect 0 "bark.png" -- info scene.WRZ
+check_json 'j["load"]["names"] == ["bark.png"] and j["model"]["triangles"] == 12' -- --json info scene.WRZ
 # A name that is not UTF-8 still gives valid JSON, the stray byte replaced.
 cp model.stl "$(printf 'latin\xff.stl')"
 check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"

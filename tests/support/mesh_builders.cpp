@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <random>
 #include <utility>
 
 namespace vekmesh::test {
@@ -122,6 +123,24 @@ IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_r
   const double target = static_cast<double>(std::max<size_t>(target_triangles, 18));
   const uint32_t minor = nearestCount(std::sqrt(target / 6.0), 3);
   return torus(nearestCount(target / (2.0 * minor), 3), minor, major_radius, minor_radius);
+}
+
+IndexedMesh noisyTorusNear(size_t target_triangles, float major_radius, float minor_radius) {
+  IndexedMesh mesh = torusNear(target_triangles, major_radius, minor_radius);
+  const double edge = std::sqrt(4.0 * M_PI * M_PI * major_radius * minor_radius /
+                                double(mesh.triangleCount()) * 2.0);
+  std::mt19937 random(12345);
+  std::uniform_real_distribution<double> noise(-0.3 * edge, 0.3 * edge);
+  for (size_t v = 0; v < mesh.vertexCount(); ++v) {
+    float* p = &mesh.positions[3 * v];
+    const double r = std::hypot(p[0], p[1]);
+    const double c[3] = {p[0] / r * major_radius, p[1] / r * major_radius, 0.0};  // tube centre
+    const double n[3] = {p[0] - c[0], p[1] - c[1], p[2] - c[2]};
+    const double len = std::sqrt(n[0] * n[0] + n[1] * n[1] + n[2] * n[2]);
+    const double d = noise(random);
+    for (int k = 0; k < 3; ++k) p[k] = static_cast<float>(p[k] + d * n[k] / len);
+  }
+  return mesh;
 }
 
 std::vector<float> toSoup(const IndexedMesh& mesh) {

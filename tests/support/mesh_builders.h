@@ -40,6 +40,10 @@ IndexedMesh torus(uint32_t major_segments, uint32_t minor_segments, float major_
 IndexedMesh uvSphereNear(size_t target_triangles, float radius);
 IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_radius);
 
+// torusNear with every vertex pushed along the tube's normal by up to 30 % of
+// the mean edge length (fixed seed): no two faces coplanar, as in a scan.
+IndexedMesh noisyTorusNear(size_t target_triangles, float major_radius, float minor_radius);
+
 // Unindexed copy, 9 floats per triangle; an exact weld recovers the mesh.
 std::vector<float> toSoup(const IndexedMesh& mesh);
 
