@@ -87,18 +87,19 @@ VEKMESH_API void voxelize(float voxel_size, const float* corners, const float* c
                           uint32_t count, float** corners_out, float** colors_out,
                           uint32_t* count_out) {
   const ModelOut out = ModelOut::coordinatesAndColors(count_out, corners_out, colors_out);
-  runExport(kNoProgressArgument, out, [&](TriMesh& mesh, const RunContext&) {
+  runExport(kNoProgressArgument, out, [&](TriMesh& mesh, const RunContext& run) {
     buildInput(mesh, {count, corners, colors});
-    voxelizeToSurface(mesh, voxel_size);
+    voxelizeToSurface(mesh, voxel_size, run);
     storeResult(mesh, out);
   });
 }
 
 VEKMESH_API void hollowFromData(float wall_thickness, const float* corners, uint32_t count,
                                 float** corners_out, uint32_t* count_out, int32_t* progress) {
-  runOperation(progressArgument(progress), {count, corners},
-               ModelOut::coordinates(count_out, corners_out), {0.10, 0.90},
-               [&](TriMesh& mesh, const RunContext&) { hollowMesh(mesh, wall_thickness); });
+  runOperation(
+      progressArgument(progress), {count, corners}, ModelOut::coordinates(count_out, corners_out),
+      {0.10, 0.90},
+      [&](TriMesh& mesh, const RunContext& run) { hollowMesh(mesh, wall_thickness, run); });
 }
 
 VEKMESH_API void cellularInfillFromData(double infill_density, float surface_thickness,

@@ -1,11 +1,13 @@
-// The vekmesh command-line tool: inspect, repair, reduce, separate, orient and convert
-// models from a terminal, on the same core as the shared library.
+// The vekmesh command-line tool: inspect, repair, reduce, separate, orient,
+// convert, voxelise and hollow models from a terminal, on the same core as the
+// shared library.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "analysis/print_orientation.h"
@@ -13,6 +15,9 @@
 #include "cli/model_report.h"
 #include "cli/progress_bar.h"
 #include "cli/repair_outcome.h"
+#include "design/hollowing.h"
+#include "design/voxel_grid.h"
+#include "design/voxel_mesh_cleanup.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
 #include "remesh/mesh_reducer.h"
@@ -38,6 +43,8 @@ struct Options {
   double max_error = 0.05;
   double min_cosine = 0.99;
   int orient_mode = 1;
+  float voxel_size = 1.0f;
+  float wall = 2.0f;
 };
 
 void appendToLogFile(std::string_view text, void*) {
@@ -243,6 +250,86 @@ void runSeparate(const Options& o) {
   }
 }
 
+// The exports' voxel model, cleaned of voxel contacts so that the file is
+// closed and two-manifold as written (the export hands back the contacts).
+void runVoxelize(const Options& o) {
+  TriMesh mesh;
+  size_t before = 0;
+  {
+    ProgressBar bar("voxelize");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    before = liveFaceCount(mesh);
+    run.report(0.50);
+    const int result = voxelizeToSurface(mesh, o.voxel_size, run);
+    if (result == 1)
+      throw UserError("no voxel face remains at voxel size " + std::to_string(o.voxel_size) +
+                      ": the model is thinner than about two voxels everywhere");
+    if (result != 0)
+      throw UserError("voxel size " + std::to_string(o.voxel_size) + " would need more than " +
+                      std::to_string(kMaxVoxels) + " voxels for this model");
+    separateVoxelContacts(mesh);
+    run.report(0.90);
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  const size_t after = liveFaceCount(mesh);
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"voxel_size", o.voxel_size},
+               {"triangles_before", before},
+               {"triangles_after", after}});
+  else
+    std::printf("%s: %zu triangles -> %s: %zu triangles of voxel faces (voxel size %g)\n",
+                o.input.c_str(), before, o.output.c_str(), after, double{o.voxel_size});
+}
+
+// The model a user prints: its own surface and the core's surface turned
+// inwards as the cavity.
+void runHollow(const Options& o) {
+  TriMesh mesh;
+  HollowReport report;
+  {
+    ProgressBar bar("hollow");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    run.report(0.50);
+    SubMesh core = mesh;
+    if (hollowMesh(core, o.wall, run.sub(0.50, 0.90), &report) != 0)
+      throw UserError("nothing to hollow: a wall of " + std::to_string(o.wall) +
+                      " leaves fewer than 100 voxels of " + std::to_string(report.voxelSize) +
+                      " inside the model (is it closed, and thicker than twice the wall?)");
+    for (Face& f : core.faces) {
+      std::swap(f.v[0], f.v[1]);
+      std::swap(f.uv[0], f.uv[1]);
+      for (int channel = 0; channel < 3; ++channel)
+        std::swap(f.colors[0][channel], f.colors[1][channel]);
+    }
+    core.incidentCorners.rebuild(core.faces, core.vertices.size());
+    appendMesh(mesh, std::move(core));
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  const double share = report.coreVolume / report.modelVolume;
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"wall", o.wall},
+               {"voxel_size", report.voxelSize},
+               {"wall_layers", report.layers},
+               {"model_volume", report.modelVolume},
+               {"hollow_volume", report.coreVolume},
+               {"hollow_share", share},
+               {"triangles", liveFaceCount(mesh)}});
+  else
+    std::printf(
+        "%s -> %s: hollow share %.2f %% (%.6g of %.6g cubic units), voxel size %g, %d wall "
+        "layers, %zu triangles\n",
+        o.input.c_str(), o.output.c_str(), 100.0 * share, report.coreVolume, report.modelVolume,
+        double{report.voxelSize}, report.layers, liveFaceCount(mesh));
+}
+
 void runConvert(const Options& o) {
   TriMesh mesh;
   loadModel(o.input, mesh);
@@ -260,7 +347,9 @@ void runConvert(const Options& o) {
 int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
-  CLI::App app{"vekmesh: inspect, repair, reduce, separate, orient and convert triangle meshes"};
+  CLI::App app{
+      "vekmesh: inspect, repair, reduce, separate, orient, convert, voxelise and hollow "
+      "triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -332,6 +421,23 @@ int main(int argc, char** argv) {
   input(convert);
   convert->add_option("output", o.output, "output model file (.stl or .obj)")->required();
 
+  CLI::App* voxelize = app.add_subcommand(
+      "voxelize", "turn the model into voxels and write the closed surface of their outer faces");
+  input(voxelize);
+  output(voxelize, "voxel model file");
+  voxelize->add_option("--size", o.voxel_size, "voxel edge, in model units")
+      ->required()
+      ->check(CLI::PositiveNumber);
+  CLI::App* hollow = app.add_subcommand(
+      "hollow",
+      "hollow a closed model, leaving walls of the given thickness: writes the model with the "
+      "cavity's surface turned inwards and prints the share of the volume taken out");
+  input(hollow);
+  output(hollow, "hollowed model file");
+  hollow->add_option("--wall", o.wall, "wall thickness, in model units")
+      ->capture_default_str()
+      ->check(CLI::PositiveNumber);
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -347,6 +453,8 @@ int main(int argc, char** argv) {
     if (*separate) runSeparate(o);
     if (*orient) runOrient(o);
     if (*convert) runConvert(o);
+    if (*voxelize) runVoxelize(o);
+    if (*hollow) runHollow(o);
   } catch (const UserError& e) {
     std::fprintf(stderr, "vekmesh: error: %s\n", e.what());
     return 1;

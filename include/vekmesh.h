@@ -271,15 +271,34 @@ VEKMESH_API void balancingFromData(double parameter, const float* corners, uint3
 /* ---- design -------------------------------------------------------------------- */
 
 /* Voxelises the model (corners, colours, count) with cubes of edge
- * voxel_size and writes the closed mesh of the exposed voxel faces:
- * coordinates and colours (texture and material arrays are released). */
+ * voxel_size (model units) and writes the closed mesh of the exposed voxel
+ * faces: coordinates and colours (texture and material arrays are
+ * released); each face has the colour of the first corner of the last input
+ * triangle that reached its voxel. Only the outer skin is written: walls of
+ * enclosed cavities and loose groups of fewer than 20 voxel faces are
+ * dropped. Voxels touching only along an edge or at a corner share those
+ * edges and vertices in the result. Voxel keys cover about 800 voxels across
+ * x and y; wider models give misplaced cells rather than an error. When no
+ * face remains the model is returned as it came in. A voxel_size that is
+ * not a finite positive number, or one so small that more than 20 million
+ * voxels or 40 million triangles would be needed, gives 0 triangles. Does
+ * not write progress. */
 VEKMESH_API void voxelize(float voxel_size, const float* corners, const float* colors,
                           uint32_t count, float** corners_out, float** colors_out,
                           uint32_t* count_out);
 
-/* Computes the core that can be taken out of the model (corners, count)
- * leaving walls of wall_thickness (model units), and writes the core's
- * surface as coordinates only. Progress 0, 10, 90, 100. */
+/* Computes the core that can be taken out of the model (corners, count,
+ * closed and outward) leaving walls of about wall_thickness (model units),
+ * and writes the core's surface as coordinates only, wound out of the core
+ * (turn it over to use it as the cavity). The voxel size follows from the
+ * model's volume V: (V / 1.2e6)^0.33 clamped to 0.4 .. 2.0; the wall is
+ * trunc((wall_thickness - 0.5) / size + 1) voxel layers. The core is cleaned
+ * of voxel contacts (closed and two-manifold, with coincident copies of the
+ * vertices where voxels touch at an edge or corner) and reduced. When fewer
+ * than 100 voxels are left (a thin model, a wall thicker than half the
+ * model, a negative or NaN wall, too many voxels) 0 triangles are written.
+ * Progress 0, 10, 10, 30, 40, 50, 60, then 70, 80, 85 when a core was made,
+ * then 90, 100. */
 VEKMESH_API void hollowFromData(float wall_thickness, const float* corners, uint32_t count,
                                 float** corners_out, uint32_t* count_out, int32_t* progress);
 

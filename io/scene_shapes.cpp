@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include "geometry/polygon_triangulation.h"
 #include "io/scene_primitives.h"
@@ -72,10 +73,19 @@ double determinant3(const Matrix4& m) {
          m[2] * (m[4] * m[9] - m[5] * m[8]);
 }
 
+// Beyond the float range a coordinate becomes infinite (the mesh builder
+// treats it as not finite), rather than an undefined conversion.
+float toFloat(double v) {
+  if (v > double(std::numeric_limits<float>::max())) return std::numeric_limits<float>::infinity();
+  if (v < -double(std::numeric_limits<float>::max()))
+    return -std::numeric_limits<float>::infinity();
+  return float(v);
+}
+
 std::array<float, 3> place(const Matrix4& m, double x, double y, double z) {
-  return {float(m[0] * x + m[1] * y + m[2] * z + m[3]),
-          float(m[4] * x + m[5] * y + m[6] * z + m[7]),
-          float(m[8] * x + m[9] * y + m[10] * z + m[11])};
+  return {toFloat(m[0] * x + m[1] * y + m[2] * z + m[3]),
+          toFloat(m[4] * x + m[5] * y + m[6] * z + m[7]),
+          toFloat(m[8] * x + m[9] * y + m[10] * z + m[11])};
 }
 
 uint8_t channel(double v) {
@@ -132,6 +142,12 @@ const SceneNode* geometryOf(const SceneNode& shape) {
   return nullptr;
 }
 
+// A list entry as an index: its integer part, or -1 for a huge or NaN entry
+// (so no conversion can overflow; negative entries name nothing anyway).
+int64_t indexOf(double d) {
+  return d > -9.0e15 && d < 9.0e15 ? int64_t(d) : -1;
+}
+
 // A corner of a polygon before lookup: numbers into the coordinate, colour
 // and texture coordinate lists (-1 where there is none).
 struct CornerRef {
@@ -169,7 +185,7 @@ class SceneWalker {
                            "CADAssembly", "CADLayer", "CADPart", "CADFace", "Scene", "X3D"})) {
       walkChildren(node, m, depth);
     } else if (t == "Switch") {
-      const int64_t choice = int64_t(numberOf(node, "whichChoice", -1.0));
+      const int64_t choice = indexOf(numberOf(node, "whichChoice", -1.0));
       std::vector<SceneNodePtr> options = childList(node, "choice");
       if (options.empty()) options = childList(node, "children");
       if (choice >= 0 && choice < int64_t(options.size()) && options[size_t(choice)])
@@ -182,6 +198,8 @@ class SceneWalker {
       shape(node, m);
     } else if (t == "Inline") {
       note("Inline skipped");
+    } else if (isOneOf(t, {"ProtoDeclare", "ExternProtoDeclare", "ProtoInstance"})) {
+      note(t + " skipped");
     }
   }
 
@@ -211,7 +229,7 @@ class SceneWalker {
       } else if (t == "Group" || t == "WWWAnchor") {
         walkVrml1(node.children, state, depth + 1);
       } else if (t == "Switch") {
-        const int64_t which = int64_t(numberOf(node, "whichChild", -1.0));
+        const int64_t which = indexOf(numberOf(node, "whichChild", -1.0));
         if (which == -3) walkVrml1(node.children, state, depth + 1);  // all children
         if (which >= 0 && which < int64_t(node.children.size()))
           walkVrml1({node.children[size_t(which)]}, state, depth + 1);
@@ -402,12 +420,12 @@ class SceneWalker {
         if (k < index.size() && index[k] >= 0.0) continue;
         polygon.clear();
         for (size_t j = start; j < k; ++j) {
-          const int64_t v = int64_t(index[j]);
+          const int64_t v = indexOf(index[j]);
           int64_t color = per_vertex ? v : face;
-          if (per_vertex && !colors.empty()) color = j < colors.size() ? int64_t(colors[j]) : -1;
+          if (per_vertex && !colors.empty()) color = j < colors.size() ? indexOf(colors[j]) : -1;
           if (!per_vertex && !colors.empty())
-            color = size_t(face) < colors.size() ? int64_t(colors[size_t(face)]) : -1;
-          const int64_t uv = uvs.empty() ? v : (j < uvs.size() ? int64_t(uvs[j]) : -1);
+            color = size_t(face) < colors.size() ? indexOf(colors[size_t(face)]) : -1;
+          const int64_t uv = uvs.empty() ? v : (j < uvs.size() ? indexOf(uvs[j]) : -1);
           polygon.push_back({v, color, uv});
         }
         if (k > start) {
@@ -423,7 +441,7 @@ class SceneWalker {
       for (size_t k = 0; k + 2 < n && !stopped_; k += 3) {
         std::vector<int64_t> v(3);
         for (size_t c = 0; c < 3; ++c)
-          v[c] = t == "TriangleSet" ? int64_t(k + c) : int64_t(index[k + c]);
+          v[c] = t == "TriangleSet" ? int64_t(k + c) : indexOf(index[k + c]);
         emitVertices(v);
       }
     } else {
@@ -435,12 +453,12 @@ class SceneWalker {
           if (i < 0.0)
             runs.emplace_back();
           else
-            runs.back().push_back(int64_t(i));
+            runs.back().push_back(indexOf(i));
       } else {
         int64_t next = 0;
         for (const double c : numbersOf(g, t == "TriangleFanSet" ? "fanCount" : "stripCount")) {
           runs.emplace_back();
-          for (int64_t i = 0; i < int64_t(c) && next < int64_t(lookup.points.size()); ++i)
+          for (int64_t i = 0; i < indexOf(c) && next < int64_t(lookup.points.size()); ++i)
             runs.back().push_back(next++);
         }
       }
@@ -483,15 +501,15 @@ class SceneWalker {
       if (k < index.size() && index[k] >= 0.0) continue;
       polygon.clear();
       for (size_t j = start; j < k; ++j, ++corner) {
-        const int64_t v = int64_t(index[j]);
+        const int64_t v = indexOf(index[j]);
         int64_t color = 0;
         if (per_face)
           color = indexed
-                      ? (size_t(face) < materials.size() ? int64_t(materials[size_t(face)]) : -1)
+                      ? (size_t(face) < materials.size() ? indexOf(materials[size_t(face)]) : -1)
                       : face;
         else if (per_vertex)
-          color = indexed ? (j < materials.size() ? int64_t(materials[j]) : -1) : corner;
-        const int64_t uv = uvs.empty() ? v : (j < uvs.size() ? int64_t(uvs[j]) : -1);
+          color = indexed ? (j < materials.size() ? indexOf(materials[j]) : -1) : corner;
+        const int64_t uv = uvs.empty() ? v : (j < uvs.size() ? indexOf(uvs[j]) : -1);
         polygon.push_back({v, color, uv});
       }
       if (k > start) {

@@ -17,6 +17,9 @@
 //   "separation"           separateShells, repair/separation.h (the shell
 //                          intersection search runs inside it and has no
 //                          frame of its own)
+//   "light weight"         hollowMesh, design/hollowing.h
+// Sub-steps in the lighter frame: "[start voxelization]" (voxelizeMesh) and
+// "[start export voxel]" (exportVoxel), design/voxel_grid.h.
 #pragma once
 
 #include <cstdint>

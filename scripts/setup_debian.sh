@@ -23,7 +23,7 @@ if [ "${1:-}" = "--windows" ]; then
   install_flags+=(--no-install-recommends)
 fi
 if [ "${1:-}" = "--bench" ]; then
-  packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev libqhull-dev)
+  packages+=(libbenchmark-dev libmeshoptimizer-dev libadmesh-dev libcgal-dev libgmp-dev libmpfr-dev libopenmesh-dev libqhull-dev libassimp-dev libopenvdb-dev)
 fi
 
 missing=()

@@ -56,6 +56,28 @@ PY
 "$tool" repair strip.stl -o strip-fixed.stl >/dev/null 2>&1 || fail "repair of the doubled strip failed"
 [ "$(triangles strip-fixed.stl)" = 299999 ] || fail "the tool's repair kept the doubled facet at 300000 faces"
 
+# Voxels and hollowing on a closed cube of edge 20: the voxel model is closed,
+# the hollowed one holds the model and the cavity turned inwards.
+python3 - <<'PY'
+import struct
+e = 20.0
+v = [(0, 0, 0), (e, 0, 0), (e, e, 0), (0, e, 0), (0, 0, e), (e, 0, e), (e, e, e), (0, e, e)]
+t = [(0, 2, 1), (0, 3, 2), (4, 5, 6), (4, 6, 7), (0, 1, 5), (0, 5, 4), (2, 3, 7), (2, 7, 6),
+     (1, 2, 6), (1, 6, 5), (3, 0, 4), (3, 4, 7)]
+with open("cube20.stl", "wb") as f:
+    f.write(b"cube".ljust(80, b" ") + struct.pack("<I", len(t)))
+    for tri in t:
+        f.write(struct.pack("<12fH", 0, 0, 0, *[c for i in tri for c in v[i]], 0))
+PY
+expect 0 "triangles of voxel faces" -- voxelize cube20.stl -o voxels.stl --size 0.5
+expect 0 "printable      : yes" -- info voxels.stl
+hollow_json=$("$tool" --json hollow cube20.stl -o hollowed.stl --wall 2)
+python3 -c 'import json,sys; r=json.loads(sys.argv[1]); assert r["wall_layers"] == 4 and 0.2 < r["hollow_share"] < 0.8, r' "$hollow_json" \
+  || fail "hollow --json: $hollow_json"
+expect 0 "shells         : 2 (closed 2, cavities 1)" -- info hollowed.stl
+refuse "nothing to hollow" thin.stl -- hollow cube20.stl -o thin.stl --wall 11
+expect 2 "" -- voxelize cube20.stl -o voxels.stl --size -1
+
 # --- the census report -------------------------------------------------------------
 # A cube of edge 2 wound inwards, with one facet whose corners repeat (dropped
 # when welded), under a name holding a quote and a backslash.
@@ -130,11 +152,14 @@ expect 0 "$version" -- --version
 [ ! -e logFile.log ] || fail "a run without --log left logFile.log"
 
 # --- log -------------------------------------------------------------------------
-# --log appends the operation log in the working directory: two runs, the
-# thorough repair's and the described one's start and success lines.
+# --log appends the operation log in the working directory: three runs, the
+# thorough repair's, the described one's and hollowing's start and success
+# lines.
 expect 0 "after repair" -- --log repair model.stl -o logged.stl
 expect 0 "after repair" -- --log repair --described model.stl -o logged.stl
-for name in "thorough repair" "repair"; do
+expect 0 "hollow share" -- --log hollow cube20.stl -o logged.stl --wall 2
+grep -q "hollow volume: [0-9]*\.[0-9]\{6\} %" logFile.log || fail "logFile.log lacks the hollow volume"
+for name in "thorough repair" "repair" "light weight"; do
   starts=$(grep -c -- "---start executing $name---" logFile.log)
   successes=$(grep -c -- "---{success} $name : [0-9]*\.[0-9]\{6\} sec\.---" logFile.log)
   [ "$starts" -eq 1 ] && [ "$successes" -eq 1 ] \
