@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -41,15 +42,33 @@ bool writeAll(int fd, const void* data, size_t size) {
   return true;
 }
 
+// The data size the system counts against RLIMIT_DATA (the sixth field of
+// /proc/self/statm, in pages); 0 when it cannot be read.
+uint64_t dataBytesInUse() {
+  FILE* f = std::fopen("/proc/self/statm", "r");
+  if (!f) return 0;
+  unsigned long long fields[6] = {};
+  const bool read = std::fscanf(f, "%llu %llu %llu %llu %llu %llu", &fields[0], &fields[1],
+                                &fields[2], &fields[3], &fields[4], &fields[5]) == 6;
+  std::fclose(f);
+  const long page = sysconf(_SC_PAGESIZE);
+  return read && page > 0 ? uint64_t(fields[5]) * uint64_t(page) : 0;
+}
+
 [[noreturn]] void runChild(int fd, std::vector<float> (*work)(const void*), const void* argument,
                            const IsolationLimits& limits) {
   // The host's handlers (crash reporters) must not run for the child: a
   // fault ends it quietly and the parent sees an empty result.
   for (int s : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGPIPE}) std::signal(s, SIG_DFL);
 #ifndef VEKMESH_CONVERTER_SANITIZED
-  // (A sanitizer's shadow memory already counts against a data limit.)
-  if (limits.memory_bytes > 0) {
-    const struct rlimit limit = {limits.memory_bytes, limits.memory_bytes};
+  // The limit counts the host's whole data (the child is a copy of it), so
+  // the budget is added to what the host held at the fork; when that cannot
+  // be read, no limit rather than one the copy already exceeds. (A
+  // sanitizer's shadow memory counts as data too: no limit there.)
+  const uint64_t held = dataBytesInUse();
+  if (limits.memory_bytes > 0 && held > 0) {
+    const rlim_t bound = rlim_t(held + limits.memory_bytes);
+    const struct rlimit limit = {bound, bound};
     setrlimit(RLIMIT_DATA, &limit);
   }
 #else

@@ -15,7 +15,8 @@ struct IsolationLimits {
 };
 
 // The limits for a file of `file_bytes`: a minute plus a minute per
-// megabyte, 2 GiB plus 512 bytes per byte of the file.
+// megabyte; 2 GiB plus 512 bytes per byte of the file beyond the data the
+// host held when the child was made.
 IsolationLimits limitsForFile(uint64_t file_bytes);
 
 // Runs `work` in a forked child under `limits` and returns the floats it

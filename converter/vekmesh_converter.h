@@ -22,11 +22,10 @@
  * - The reading and meshing run in a child process (POSIX fork), because
  *   OpenCASCADE's readers can crash on a malformed file: the host never
  *   sees a crash, and the child is killed after a minute plus a minute per
- *   megabyte of file, with its data limited to 2 GiB plus 512 bytes per
- *   byte of file. The child runs no handler of the host's and leaves by
- *   _exit. A host that uses OpenCASCADE or TBB from other threads while it
- *   calls the converter must know that the child starts with a copy of
- *   their state.
+ *   megabyte of file, and may allocate 2 GiB plus 512 bytes per byte of
+ *   file beyond what the host held when it was made. The child runs no handler of the host's and
+ * leaves by _exit. A host that uses OpenCASCADE or TBB from other threads while it calls the
+ * converter must know that the child starts with a copy of their state.
  * - OpenCASCADE's messages (its readers print statistics) are kept off the
  *   host's standard output.
  * - Only regular files are read. Any failure (unreadable file, no surfaces,

@@ -6,6 +6,7 @@
 // and in the right place; bad files and a missing converter give nothing.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
@@ -241,6 +242,19 @@ TEST_F(CadImport, ReaderCrashGivesNothingAndLeavesTheHostRunning) {
   bytes[loop + 2] = 'X';
   EXPECT_EQ(importCorners(library(), dir.write("crash.step", bytes)).count, 0u);
   EXPECT_EQ(importCorners(library(), good).count, 12u);
+}
+
+// The child's memory limit is a budget on top of what the host holds: a host
+// with more data than the budget itself (3 GiB reserved here, never touched)
+// still imports.
+TEST_F(CadImport, HostWithLargeHeapStillImports) {
+  const size_t reserved = size_t(3) << 30;
+  void* heap = mmap(nullptr, reserved, PROT_READ | PROT_WRITE,
+                    MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(heap, MAP_FAILED);
+  const std::string box = writeStep(dir, "box.step", BRepPrimAPI_MakeBox(1, 1, 1).Shape());
+  EXPECT_EQ(importCorners(library(), box).count, 12u);
+  munmap(heap, reserved);
 }
 
 // A copy of the library in a folder of its own finds no converter beside it
