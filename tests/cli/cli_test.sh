@@ -165,6 +165,10 @@ refuse "known extensions: stl, obj, wrl" out3.stl -- convert notes.txt out3.stl
 refuse "no triangles" out4.stl -- repair empty.stl -o out4.stl
 refuse "cannot write" no/such/dir/out5.stl -- convert model.stl no/such/dir/out5.stl
 refuse "known extensions" out6.ply -- convert model.stl out6.ply
+# STEP and IGES in any case reach the converter; a file it cannot read, or a
+# missing converter, is an error that names it.
+printf 'ISO-10303-21;\nnot really\n' > part.STEP
+refuse "converter" out7.stl -- convert part.STEP out7.stl
 expect 2 "" -- repair model.stl
 expect 2 "" -- frobnicate model.stl
 expect 0 "$version" -- --version
