@@ -1,11 +1,13 @@
 // Dispatch by extension. "STL" and "Stl" are not "stl" unless the caller asks
-// for a case-insensitive match: the exports keep the exact comparison.
+// for a case-insensitive match: the exports keep the exact comparison, and
+// only the tool's match knows PLY and glTF.
 #include "io/file_dispatch.h"
 
 #include <cctype>
 
 #include "io/cad.h"
 #include "io/obj.h"
+#include "io/ply.h"
 #include "io/stl.h"
 #include "io/vrml.h"
 
@@ -40,13 +42,21 @@ ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
   if (is("x3d")) return ModelFormat::kX3d;
   if (match == ExtensionMatch::kToolNames && is("wrz")) return ModelFormat::kVrml;
   if (match == ExtensionMatch::kToolNames && is("x3dz")) return ModelFormat::kX3d;
+  if (match == ExtensionMatch::kToolNames && is("ply")) return ModelFormat::kPly;
+  if (match == ExtensionMatch::kToolNames && is("gltf")) return ModelFormat::kGltf;
+  if (match == ExtensionMatch::kToolNames && is("glb")) return ModelFormat::kGlb;
   if (is("igs") || is("iges")) return ModelFormat::kIges;
   if (is("stp") || is("step")) return ModelFormat::kStep;
   return ModelFormat::kUnknown;
 }
 
 bool isWritableFormat(ModelFormat format) {
-  return format == ModelFormat::kStl || format == ModelFormat::kObj;
+  return format == ModelFormat::kStl || format == ModelFormat::kObj || format == ModelFormat::kPly;
+}
+
+bool isReadableFormat(ModelFormat format) {
+  return format != ModelFormat::kUnknown && format != ModelFormat::kGltf &&
+         format != ModelFormat::kGlb;
 }
 
 size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
@@ -77,6 +87,11 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         importCad(path, mesh, CadFormat::kStep);
         triangles = mesh.faces.size();
         break;
+      case ModelFormat::kPly:
+        triangles = readPly(path, mesh);
+        break;
+      case ModelFormat::kGltf:
+      case ModelFormat::kGlb:
       case ModelFormat::kUnknown:
         break;
     }
@@ -93,6 +108,8 @@ bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {
       return writeStl(path, mesh);
     case ModelFormat::kObj:
       return writeObj(path, mesh);
+    case ModelFormat::kPly:
+      return writePly(path, mesh);
     default:
       return false;
   }

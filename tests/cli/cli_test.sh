@@ -134,14 +134,51 @@ check_json 'j["load"]["names"] == ["bark.png"] and j["model"]["triangles"] == 12
 cp model.stl "$(printf 'latin\xff.stl')"
 check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"
 
+# PLY (any case) and glTF: the geometry comes back bit-exact through binary
+# PLY; the .gltf has its .bin beside it, the .glb stands alone.
+expect 0 "ref.stl" -- convert model.stl ref.stl
+expect 0 "model.PLY" -- convert model.stl model.PLY
+expect 0 "back.stl" -- convert model.PLY back.stl
+expect 0 "model.gltf" -- convert model.stl model.gltf
+expect 0 "model.glb" -- convert model.PLY model.glb
+python3 - <<'PY' || fail "PLY round trip changed the triangles, or the glTF files are not as expected"
+import json, struct, sys
+def tris(name):
+    b = open(name, "rb").read()
+    n = struct.unpack_from("<I", b, 80)[0]
+    out = []
+    for t in range(n):
+        c = struct.unpack_from("<9f", b, 84 + 50 * t + 12)
+        k = min(range(3), key=lambda i: c[3 * i:3 * i + 3])  # rotation-independent
+        out.append(c[3 * k:] + c[:3 * k])
+    return sorted(out)
+a, b = tris("ref.stl"), tris("back.stl")
+if a != b:
+    sys.exit("PLY: %d vs %d triangles, or changed coordinates" % (len(a), len(b)))
+g = json.load(open("model.gltf"))
+assert g["buffers"][0]["uri"] == "model.bin"
+assert open("model.bin", "rb").read() and open("model.glb", "rb").read(4) == b"glTF"
+count = sum(g["accessors"][p["indices"]]["count"] for p in g["meshes"][0]["primitives"])
+assert count == 3 * len(a), (count, len(a))
+PY
+[ ! -e model.glb.bin ] && [ ! -e model.bin.bin ] || fail "the .glb left a buffer file"
+
 # --- errors --------------------------------------------------------------------
 mkdir folder.stl && printf 'hello' > notes.txt && : > empty.stl
 refuse "no such file" out1.stl -- repair missing.stl -o out1.stl
 refuse "directory" out2.obj -- convert folder.stl out2.obj
-refuse "known extensions: stl, obj, wrl" out3.stl -- convert notes.txt out3.stl
+refuse "known extensions: stl, obj, ply, wrl" out3.stl -- convert notes.txt out3.stl
 refuse "no triangles" out4.stl -- repair empty.stl -o out4.stl
 refuse "cannot write" no/such/dir/out5.stl -- convert model.stl no/such/dir/out5.stl
-refuse "known extensions" out6.ply -- convert model.stl out6.ply
+refuse "known extensions" out6.3ds -- convert model.stl out6.3ds
+refuse "not read" out7.stl -- convert model.glb out7.stl
+# A PLY whose header claims more faces than it holds, and one that indexes
+# past its vertices.
+printf 'ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nelement face 1000000\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n' > short.ply
+refuse "no triangles" out8.stl -- convert short.ply out8.stl
+printf 'ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n' > past.ply
+refuse "no triangles" out9.stl -- convert past.ply out9.stl
+refuse "cannot write" no/such/dir/out10.glb -- convert model.stl no/such/dir/out10.glb
 expect 2 "" -- repair model.stl
 expect 2 "" -- frobnicate model.stl
 expect 0 "$version" -- --version
