@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets of the STL, OBJ and scene readers with clang into
+# Builds the libFuzzer targets of the STL, OBJ, PLY and scene readers with clang into
 # build-fuzz, writes their seed corpus (the files the tests use, plus writer
 # output) and runs each target for a bounded time (VEKMESH_FUZZ_SECONDS, 60 by
 # default). Fails when a target finds a crash, a leak, undefined behaviour or
@@ -18,12 +18,31 @@ done
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds
+cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz ply_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds
 
 seeds="$build/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/vrml" "$seeds/x3d" "$build/findings"
+mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/ply" "$seeds/vrml" "$seeds/x3d" "$build/findings"
 "$build/tests/fuzz/make_fuzz_seeds" "$seeds/stl" "$seeds/obj"
+# PLY in all three encodings, with colours, a quad and an element to skip.
+python3 - "$seeds/ply" <<'PY'
+import struct, sys
+head = ("ply\nformat {}\ncomment seed\nelement vertex 4\nproperty float x\nproperty double y\n"
+        "property float z\nproperty uchar red\nproperty uchar green\nproperty uchar blue\n"
+        "element face 2\nproperty list uchar int vertex_indices\nelement edge 1\n"
+        "property int vertex1\nproperty int vertex2\nend_header\n")
+verts = [(0, 0, 0, 255, 0, 0), (1, 0, 0, 0, 255, 0), (1, 1, 0, 0, 0, 255), (0, 0, 1, 9, 9, 9)]
+faces = [(0, 1, 2, 3), (0, 1, 3)]
+with open(sys.argv[1] + "/ascii.ply", "w") as f:
+    f.write(head.format("ascii 1.0") + "".join("%g %g %g %d %d %d\n" % v for v in verts)
+            + "".join("%d %s\n" % (len(p), " ".join(map(str, p))) for p in faces) + "0 1\n")
+for name, order in (("little", "<"), ("big", ">")):
+    body = b"".join(struct.pack(order + "fdfBBB", *v) for v in verts)
+    body += b"".join(struct.pack(order + "B%di" % len(p), len(p), *p) for p in faces)
+    body += struct.pack(order + "ii", 0, 1)
+    with open(sys.argv[1] + "/" + name + ".ply", "wb") as f:
+        f.write(head.format("binary_%s_endian 1.0" % name).encode() + body)
+PY
 # Scenes of every kind of node the reader knows, written here.
 cat >"$seeds/vrml/v2.wrl" <<'WRL'
 #VRML V2.0 utf8
@@ -67,7 +86,7 @@ X3D
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
 status=0
-for format in stl obj vrml x3d; do
+for format in stl obj ply vrml x3d; do
   # The working corpus grows across runs on one machine; the seeds are
   # merged in every time.
   corpus="$build/corpus/$format"
