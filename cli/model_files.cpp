@@ -20,10 +20,10 @@ namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
 const char* readableExtensions() {
-  return "stl, obj, ply, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
+  return "stl, obj, ply, 3mf, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
 }
 const char* writableExtensions() {
-  return "stl, obj, ply, gltf, glb";
+  return "stl, obj, ply, 3mf, gltf, glb";
 }
 
 namespace {

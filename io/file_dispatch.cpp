@@ -1,6 +1,6 @@
 // Dispatch by extension. "STL" and "Stl" are not "stl" unless the caller asks
 // for a case-insensitive match: the exports keep the exact comparison, and
-// only the tool's match knows PLY and glTF.
+// only the tool's match knows PLY, 3MF and glTF.
 #include "io/file_dispatch.h"
 
 #include <cctype>
@@ -9,6 +9,7 @@
 #include "io/obj.h"
 #include "io/ply.h"
 #include "io/stl.h"
+#include "io/threemf.h"
 #include "io/vrml.h"
 
 namespace vekmesh {
@@ -43,6 +44,7 @@ ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
   if (match == ExtensionMatch::kToolNames && is("wrz")) return ModelFormat::kVrml;
   if (match == ExtensionMatch::kToolNames && is("x3dz")) return ModelFormat::kX3d;
   if (match == ExtensionMatch::kToolNames && is("ply")) return ModelFormat::kPly;
+  if (match == ExtensionMatch::kToolNames && is("3mf")) return ModelFormat::k3mf;
   if (match == ExtensionMatch::kToolNames && is("gltf")) return ModelFormat::kGltf;
   if (match == ExtensionMatch::kToolNames && is("glb")) return ModelFormat::kGlb;
   if (is("igs") || is("iges")) return ModelFormat::kIges;
@@ -51,7 +53,8 @@ ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
 }
 
 bool isWritableFormat(ModelFormat format) {
-  return format == ModelFormat::kStl || format == ModelFormat::kObj || format == ModelFormat::kPly;
+  return format == ModelFormat::kStl || format == ModelFormat::kObj ||
+         format == ModelFormat::kPly || format == ModelFormat::k3mf;
 }
 
 bool isReadableFormat(ModelFormat format) {
@@ -90,6 +93,9 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
       case ModelFormat::kPly:
         triangles = readPly(path, mesh);
         break;
+      case ModelFormat::k3mf:
+        triangles = read3mf(path, mesh);
+        break;
       case ModelFormat::kGltf:
       case ModelFormat::kGlb:
       case ModelFormat::kUnknown:
@@ -110,6 +116,8 @@ bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {
       return writeObj(path, mesh);
     case ModelFormat::kPly:
       return writePly(path, mesh);
+    case ModelFormat::k3mf:
+      return write3mf(path, mesh);
     default:
       return false;
   }

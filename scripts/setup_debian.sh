@@ -7,7 +7,7 @@ set -euo pipefail
 
 install_flags=()
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
-          libpolyclipping-dev libpugixml-dev zlib1g-dev libboost-dev libcli11-dev nlohmann-json3-dev clang-format git)
+          libpolyclipping-dev libpugixml-dev zlib1g-dev libminizip-dev libboost-dev libcli11-dev nlohmann-json3-dev clang-format git)
 if [ "${1:-}" = "--fuzz" ]; then
   packages+=(clang libclang-rt-14-dev libomp-dev)
 fi

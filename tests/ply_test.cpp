@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "face_list.h"
 #include "io_samples.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
@@ -22,26 +23,7 @@ namespace test = vekmesh::test;
 using test::ScratchDir;
 using vekmesh::TriMesh;
 
-// Each live face as its corner positions and colours, rotated to start at its
-// smallest corner, sorted: equal for meshes with the same triangles.
-std::vector<std::array<float, 18>> faceList(const TriMesh& m) {
-  std::vector<std::array<float, 18>> out;
-  for (const vekmesh::Face& f : m.faces) {
-    if (f.removed) continue;
-    std::array<std::array<float, 6>, 3> c;
-    for (int k = 0; k < 3; ++k) {
-      const auto& p = m.vertices[f.v[k]].position;
-      c[k] = {
-          p[0], p[1], p[2], float(f.colors[k][0]), float(f.colors[k][1]), float(f.colors[k][2])};
-    }
-    std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
-    std::array<float, 18> flat;
-    for (int k = 0; k < 18; ++k) flat[k] = c[k / 6][k % 6];
-    out.push_back(flat);
-  }
-  std::sort(out.begin(), out.end());
-  return out;
-}
+using test::faceList;
 
 TEST(Ply, ColouredModelRoundTripsWithSharedVertices) {
   ScratchDir dir;
