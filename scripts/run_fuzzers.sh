@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets of the STL, OBJ, PLY and scene readers with clang into
+# Builds the libFuzzer targets of the STL, OBJ, PLY, 3MF and scene readers with clang into
 # build-fuzz, writes their seed corpus (the files the tests use, plus writer
 # output) and runs each target for a bounded time (VEKMESH_FUZZ_SECONDS, 60 by
 # default). Fails when a target finds a crash, a leak, undefined behaviour or
@@ -18,12 +18,12 @@ done
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
-cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz ply_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds
+cmake --build "$build" -j"$(nproc)" --target stl_fuzz obj_fuzz ply_fuzz threemf_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds
 
 seeds="$build/seeds"
 rm -rf "$seeds"
-mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/ply" "$seeds/vrml" "$seeds/x3d" "$build/findings"
-"$build/tests/fuzz/make_fuzz_seeds" "$seeds/stl" "$seeds/obj"
+mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/ply" "$seeds/threemf" "$seeds/vrml" "$seeds/x3d" "$build/findings"
+"$build/tests/fuzz/make_fuzz_seeds" "$seeds/stl" "$seeds/obj" "$seeds/threemf"
 # PLY in all three encodings, with colours, a quad and an element to skip.
 python3 - "$seeds/ply" <<'PY'
 import struct, sys
@@ -86,7 +86,7 @@ X3D
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
 status=0
-for format in stl obj ply vrml x3d; do
+for format in stl obj ply threemf vrml x3d; do
   # The working corpus grows across runs on one machine; the seeds are
   # merged in every time.
   corpus="$build/corpus/$format"
