@@ -73,20 +73,14 @@ SampledTriangles sampleTriangles(const SubMesh& mesh) {
     for (int c = 0; c < 3; ++c)
       for (int a = 0; a < 3; ++a)
         s.corner[3 * c + a][r] = mesh.vertices[size_t(f.v[c])].position[size_t(a)];
-    s.ax[r] = float(cross_half[i][0]), s.ay[r] = float(cross_half[i][1]);
-    s.az[r] = float(cross_half[i][2]), s.area[r] = float(length(cross_half[i]));
-    for (int a = 0; a < 3; ++a)
-      (a == 0   ? s.gx
-       : a == 1 ? s.gy
-                : s.gz)[r] =
-          float((double(s.corner[a][r]) + double(s.corner[3 + a][r]) + double(s.corner[6 + a][r])) /
-                3.0);
+    s.ax[r] = cross_half[i][0], s.ay[r] = cross_half[i][1];
+    s.az[r] = cross_half[i][2], s.area[r] = length(cross_half[i]);
+    const auto centroid = [&](int a) {
+      return (double(s.corner[a][r]) + double(s.corner[3 + a][r]) + double(s.corner[6 + a][r])) /
+             3.0;
+    };
+    s.gx[r] = centroid(0), s.gy[r] = centroid(1), s.gz[r] = centroid(2);
   }
-
-  float largest = 0.0f;
-  for (const auto& column : s.corner)
-    for (const float v : column) largest = std::max(largest, std::fabs(v));
-  s.centroid_slack = 4.0 * std::ldexp(double(largest), -24);
 
   // Each cell's cone: the mean direction and the widest member's angle.
   for (size_t begin = 0; begin < order.size();) {
@@ -117,27 +111,26 @@ double costRun(const SampledTriangles& s, const CostTerms& terms, const BasePlan
                size_t begin, size_t end) {
   const double n0 = plane.n[0], n1 = plane.n[1], n2 = plane.n[2], d = plane.d;
   const double c = terms.cos_overhang, t = terms.rest_tolerance, w = terms.area_weight;
-  const float *ax = s.ax.data(), *ay = s.ay.data(), *az = s.az.data(), *area = s.area.data();
-  const float *gx = s.gx.data(), *gy = s.gy.data(), *gz = s.gz.data();
-  // The centroids are rounded to floats: beyond t by more than that rounding
-  // can move them, a triangle certainly does not rest.
-  const double far = t + s.centroid_slack;
+  const double *ax = s.ax.data(), *ay = s.ay.data(), *az = s.az.data(), *area = s.area.data();
+  const double *gx = s.gx.data(), *gy = s.gy.data(), *gz = s.gz.data();
+  // A triangle whose centroid lies beyond t cannot have all corners within t.
+  const double far = t;
   double sum = 0.0, near = 0.0;
 #pragma omp simd reduction(+ : sum, near)
   for (size_t i = begin; i < end; ++i) {
     // Area times the cosine between the normals: the projected area.
-    const double projected = double(ax[i]) * n0 + double(ay[i]) * n1 + double(az[i]) * n2;
-    const double h = std::fabs(double(gx[i]) * n0 + double(gy[i]) * n1 + double(gz[i]) * n2 + d);
-    const double a = double(area[i]);
+    const double projected = ax[i] * n0 + ay[i] * n1 + az[i] * n2;
+    const double h = std::fabs(gx[i] * n0 + gy[i] * n1 + gz[i] * n2 + d);
+    const double a = area[i];
     const bool takes_part = projected > c * a;
     sum += takes_part & (h > far) ? projected * h + a * w : 0.0;
     near += takes_part & (h <= far) ? 1.0 : 0.0;
   }
   if (near == 0.0) return sum;
   for (size_t i = begin; i < end; ++i) {
-    const double projected = double(ax[i]) * n0 + double(ay[i]) * n1 + double(az[i]) * n2;
-    const double h = std::fabs(double(gx[i]) * n0 + double(gy[i]) * n1 + double(gz[i]) * n2 + d);
-    const double a = double(area[i]);
+    const double projected = ax[i] * n0 + ay[i] * n1 + az[i] * n2;
+    const double h = std::fabs(gx[i] * n0 + gy[i] * n1 + gz[i] * n2 + d);
+    const double a = area[i];
     if (!(projected > c * a) || h > far) continue;
     bool rests = true;
     for (int k = 0; k < 3 && rests; ++k)

@@ -17,15 +17,12 @@ namespace vekmesh {
 // 0.5)), for T / k steps. Only triangles of some area are kept (the others
 // can never face the plate), grouped by the direction of their normal so
 // that a plane skips whole groups facing away from it, and held column by
-// column in single precision (the corners are the mesh's own floats), so
-// that the thousands of planes of a large model stream through a cache-sized
-// block instead of main memory.
+// column so that one plane's cost is a run of vector arithmetic.
 struct SampledTriangles {
-  std::vector<float> ax, ay, az;  // area-weighted normal: half the cross product
-  std::vector<float> area;
-  std::vector<float> gx, gy, gz;  // centroid, rounded
-  double centroid_slack = 0.0;    // how far the rounding can move a centroid's height
-  std::vector<float> corner[9];   // x, y, z of corner 0, then 1, then 2
+  std::vector<double> ax, ay, az;  // area-weighted normal: half the cross product
+  std::vector<double> area;
+  std::vector<double> gx, gy, gz;  // centroid
+  std::vector<float> corner[9];    // x, y, z of corner 0, then 1, then 2 (the mesh's own)
 
   // Samples [begin, end) have normals within the cone about `axis` whose
   // half-angle has cosine cos_spread and sine sin_spread.

@@ -179,11 +179,14 @@ std::vector<BasePlane> candidatePlanes(const quickhull::Hull& hull) {
 }
 
 // The turn about z, -phi, that makes the footprint's narrower extent least;
-// 0 when no edge direction beats the present one by 0.01.
-double footprintTurn(const SubMesh& mesh) {
-  std::vector<Point2d> flat(mesh.vertices.size());
-  for (size_t i = 0; i < flat.size(); ++i)
-    flat[i] = {mesh.vertices[i].position[0], mesh.vertices[i].position[1]};
+// 0 when no edge direction beats the present one by 0.01. The footprint's
+// corners are among the (turned) corners of the convex hull, `corners`.
+double footprintTurn(const SubMesh& mesh, const std::vector<int32_t>& corners) {
+  std::vector<Point2d> flat(corners.size());
+  for (size_t i = 0; i < flat.size(); ++i) {
+    const auto& p = mesh.vertices[size_t(corners[i])].position;
+    flat[i] = {p[0], p[1]};
+  }
   const std::vector<int32_t> ring = convexHull2d(flat);
   if (ring.size() < 2) return 0.0;
   std::vector<Point2d> points;
@@ -246,7 +249,7 @@ void optimizeOrientation(SubMesh& mesh, std::array<double, 3>& angles, int32_t m
   }
   restOnPlate(mesh);
 
-  const double turn = footprintTurn(mesh);
+  const double turn = footprintTurn(mesh, hull.source);
   angles = {reportedDegrees(tilt_x), reportedDegrees(tilt_y), reportedDegrees(own_z + turn)};
   if (turn != 0.0) rotateVertices(mesh, rotationAbout({0.0, 0.0, 1.0}, turn));
 

@@ -75,11 +75,11 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         triangles = readObj(path, mesh);
         break;
       case ModelFormat::kVrml:
-        readVrml(path, mesh, SceneFormat::kVrml, scene_names);
+        readVrml(path, mesh, SceneFormat::kVrml, scene_names, run);
         triangles = mesh.faces.size();
         break;
       case ModelFormat::kX3d:
-        readVrml(path, mesh, SceneFormat::kX3d, scene_names);
+        readVrml(path, mesh, SceneFormat::kX3d, scene_names, run);
         triangles = mesh.faces.size();
         break;
       case ModelFormat::kIges:

@@ -7,6 +7,7 @@
 namespace vekmesh {
 namespace {
 
+constexpr double kPi = 3.14159265358979323846;
 constexpr uint32_t kAround = 32;
 constexpr uint32_t kSphereAround = 24;
 constexpr uint32_t kSphereStacks = 12;
@@ -16,7 +17,7 @@ constexpr uint32_t kSphereStacks = 12;
 uint32_t addRing(PrimitiveMesh& m, uint32_t n, double r, double y) {
   const uint32_t first = uint32_t(m.points.size());
   for (uint32_t i = 0; i < n; ++i) {
-    const double a = 2.0 * M_PI * double(i) / double(n);
+    const double a = 2.0 * kPi * double(i) / double(n);
     m.points.push_back({r * std::sin(a), y, r * std::cos(a)});
   }
   return first;
@@ -59,7 +60,7 @@ PrimitiveMesh spherePrimitive(double radius) {
   m.points.push_back({0.0, -radius, 0.0});
   uint32_t previous = 0;
   for (uint32_t s = 1; s < kSphereStacks; ++s) {
-    const double polar = M_PI * double(s) / double(kSphereStacks);
+    const double polar = kPi * double(s) / double(kSphereStacks);
     const uint32_t ring =
         addRing(m, kSphereAround, radius * std::sin(polar), -radius * std::cos(polar));
     if (s == 1)

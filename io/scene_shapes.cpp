@@ -198,6 +198,8 @@ class SceneWalker {
       shape(node, m);
     } else if (t == "Inline") {
       note("Inline skipped");
+    } else if (isOneOf(t, {"ProtoDeclare", "ExternProtoDeclare", "ProtoInstance"})) {
+      note(t + " skipped");
     }
   }
 

@@ -8,6 +8,7 @@
 #include "io/scene_text.h"
 #include "io/vrml_classic_parser.h"
 #include "io/x3d_xml_parser.h"
+#include "mesh/operation_log.h"
 
 namespace vekmesh {
 
@@ -31,10 +32,14 @@ bool readScene(const char* path, ByteSoup& soup, std::vector<std::string>& names
   return true;
 }
 
-void readVrml(const char* path, SubMesh& mesh, SceneFormat, std::vector<std::string>& names) {
+void readVrml(const char* path, SubMesh& mesh, SceneFormat, std::vector<std::string>& names,
+              const RunContext& run) {
   ByteSoup soup;
   std::vector<std::string> collected, notes;
-  if (!readScene(path, soup, collected, notes) || soup.materials.empty()) return;
+  const bool read = readScene(path, soup, collected, notes);
+  // What was not followed (Inline, prototypes) or cut off by a bound.
+  for (const std::string& note : notes) run.log(cautionLine(note));
+  if (!read || soup.materials.empty()) return;
   buildTriMesh(mesh, soup);
   names.insert(names.end(), collected.begin(), collected.end());
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/scene_nodes.h"
+#include "mesh/run_context.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -24,7 +25,10 @@ bool readScene(const char* path, ByteSoup& soup, std::vector<std::string>& names
                std::vector<std::string>& notes);
 
 // Fills `mesh` from the file and appends the collected names to `names`;
-// leaves both empty when nothing can be read.
-void readVrml(const char* path, SubMesh& mesh, SceneFormat format, std::vector<std::string>& names);
+// leaves both empty when nothing can be read. Each thing skipped (an Inline,
+// a prototype, the rest of a scene past a bound) is logged through `run` as a
+// caution line.
+void readVrml(const char* path, SubMesh& mesh, SceneFormat format, std::vector<std::string>& names,
+              const RunContext& run = {});
 
 }  // namespace vekmesh

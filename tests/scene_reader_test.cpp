@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -217,6 +218,24 @@ TEST(SceneReader, GzipIsFoundByContentAndTheExportReturnsNames) {
   EXPECT_LE(count, 12u);
   freeAllArray();
   std::filesystem::remove(path);
+}
+
+TEST(SceneReader, OutsideFilesAreNeverFollowedAndSaySo) {
+  for (const std::string& text :
+       {std::string("#VRML V2.0 utf8\nInline { url \"/etc/other.wrl\" }\n"
+                    "PROTO Tree [ field SFFloat h 1 ] { Shape { geometry Box {} } }\nTree { h 2 }\n"
+                    "EXTERNPROTO Far [ ] \"http://x/far.wrl\"\nShape { geometry Box {} }"),
+        std::string("<X3D><Scene><Inline url='\"other.x3d\"'/><ProtoDeclare name='P'/>"
+                    "<Shape><Box/></Shape></Scene></X3D>")}) {
+    ByteSoup soup;
+    std::vector<std::string> names, notes;
+    const SceneDocument scene = parseScene(text);
+    notes = scene.notes;
+    collectSceneTriangles(scene, soup, names, notes);
+    EXPECT_EQ(soup.triangleCount(), 12u);  // the box, and nothing of the others
+    EXPECT_NE(std::find(notes.begin(), notes.end(), "Inline skipped"), notes.end()) << text;
+    EXPECT_GE(notes.size(), 2u) << text;
+  }
 }
 
 TEST(SceneReader, HostileTextGivesBoundedAnswers) {
