@@ -240,9 +240,7 @@ std::string percentEncoded(const std::string& s) {
   return out;
 }
 
-}  // namespace
-
-std::string relativeUri(const std::string& target, const std::string& from) {
+std::string relativeUriOf(const std::string& target, const std::string& from) {
   std::error_code ec;
   const fs::path image = fs::absolute(fs::u8path(target), ec).lexically_normal();
   const fs::path folder = fs::absolute(fs::u8path(from), ec).lexically_normal().parent_path();
@@ -254,6 +252,21 @@ std::string relativeUri(const std::string& target, const std::string& from) {
     return "file://" + percentEncoded(absolute);
   }
   return percentEncoded(rel.generic_u8string());
+}
+
+}  // namespace
+
+std::string relativeUri(const std::string& target, const std::string& from) {
+  try {
+    return relativeUriOf(target, from);
+  } catch (...) {
+    // A name the path layer cannot convert (not UTF-8 on Windows): referred
+    // to as given, with '/' separators.
+    std::string uri = target;
+    for (char& c : uri)
+      if (c == '\\') c = '/';
+    return percentEncoded(uri);
+  }
 }
 
 bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::string>& image_paths) {

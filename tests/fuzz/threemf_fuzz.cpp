@@ -17,7 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     path = fuzz::asFile(data, size, "3mf");
   } else {
     path = fuzz::scratchPath("3mf");
-    if (!writeZip(path, {{"3D/3dmodel.model", std::string(reinterpret_cast<const char*>(data), size)}}))
+    if (!writeZip(path,
+                  {{"3D/3dmodel.model", std::string(reinterpret_cast<const char*>(data), size)}}))
       return 0;
   }
   TriMesh mesh;
