@@ -72,7 +72,9 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         triangles = loadStl(path, mesh, run);
         break;
       case ModelFormat::kObj:
-        triangles = readObj(path, mesh);
+        triangles = readObj(
+            path, mesh,
+            match == ExtensionMatch::kToolNames ? ObjIndices::kRelativeToo : ObjIndices::kAbsolute);
         break;
       case ModelFormat::kVrml:
         readVrml(path, mesh, SceneFormat::kVrml, scene_names, run);

@@ -134,6 +134,9 @@ check_json 'j["load"]["names"] == ["bark.png"] and j["model"]["triangles"] == 12
 cp model.stl "$(printf 'latin\xff.stl')"
 check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"
 
+# An OBJ with relative face numbers: a closed tetrahedron.
+printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf -4 -2 -3\nf -4 -3 -1\nf -4 -1 -2\nf -3 -2 -1\n' > rel.obj
+[ "$(triangles rel.obj)" = 4 ] || fail "the relative face numbers of rel.obj were not read"
 # PLY (any case) and glTF: the geometry comes back bit-exact through binary
 # PLY; the .gltf has its .bin beside it, the .glb stands alone.
 expect 0 "ref.stl" -- convert model.stl ref.stl
