@@ -9,11 +9,15 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <system_error>
 
+#include "cli/progress_bar.h"
+#include "io/cad.h"
 #include "io/file_dispatch.h"
 #include "io/file_replace.h"
 #include "io/gltf.h"
+#include "io/platform_file.h"
 #include "mesh/mesh_utils.h"
 
 namespace vekmesh::cli {
@@ -45,6 +49,25 @@ std::string unknownExtensionMessage(const std::string& path, const char* known) 
          "' of '" + path + "'; known extensions: " + known;
 }
 
+// CAD files are tessellated by the converter, which reports no progress: from
+// this size on, the user sees the seconds go by instead.
+constexpr uintmax_t kLargeCadFile = uintmax_t(1) << 20;
+
+bool isCad(ModelFormat format) {
+  return format == ModelFormat::kStep || format == ModelFormat::kIges;
+}
+
+// Why a CAD file gave no triangles: the converter is missing, or it read
+// nothing it could tessellate.
+std::string noCadTriangles(const std::string& path) {
+  if (!cadConverterAvailable())
+    return "cannot read '" + path + "': STEP and IGES files need the converter library " +
+           libraryFileName(kConverterStem) +
+           ", found neither beside the program nor on the library search path (it is built "
+           "when OpenCASCADE is installed: bash scripts/setup_debian.sh)";
+  return "'" + path + "' holds no surfaces the converter could tessellate";
+}
+
 }  // namespace
 
 LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
@@ -63,9 +86,19 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
   if (!isReadableFormat(format))
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
   LoadedModel loaded;
-  loaded.triangles_read =
-      importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
+  {
+    const uintmax_t size = fs::file_size(path, ec);
+    std::unique_ptr<ElapsedIndicator> ticking;
+    if (isCad(format) && !ec && size >= kLargeCadFile)
+      ticking =
+          std::make_unique<ElapsedIndicator>("tessellating " + fs::path(path).filename().string() +
+                                             " (" + std::to_string(size >> 20) + " MB)");
+    loaded.triangles_read =
+        importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
+  }
   const size_t built = liveFaceCount(mesh);
+  if (built == 0 && isCad(format) && loaded.triangles_read == 0)
+    throw UserError(noCadTriangles(path));
   if (built == 0) throw UserError("'" + path + "' holds no triangles");
   loaded.triangles_dropped = loaded.triangles_read > built ? loaded.triangles_read - built : 0;
   // With the duplicate list, which the repair goes on to read.

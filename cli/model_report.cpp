@@ -94,6 +94,8 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.census = takeCensus(mesh, adjacency);
+  for (const ShellCensus& shell : r.census.shell_census)
+    r.solids += shell.kind == ShellKind::kSolid;
   if (find_intersections) {
     // Among closed shells that enclose something: an open shell or a part of
     // no volume is a flaw of its own, and a soup of thousands of lone
@@ -124,6 +126,7 @@ std::string reportText(const ModelReport& r, const std::string& indent, bool per
   s += indent + "vertices       : " + std::to_string(r.vertices) + "\n";
   s += indent + "shells         : " + std::to_string(c.shells) + " (closed " +
        std::to_string(c.closed_shells) + ", cavities " + std::to_string(c.cavities) + ")\n";
+  s += indent + "solids         : " + std::to_string(r.solids) + "\n";
   s += indent + format("bounds min     : %.4f %.4f %.4f\n", r.lower[0], r.lower[1], r.lower[2]);
   s += indent + format("bounds max     : %.4f %.4f %.4f\n", r.upper[0], r.upper[1], r.upper[2]);
   s += indent + format("volume         : %.6g (signed)\n", c.signed_volume);
@@ -187,6 +190,7 @@ nlohmann::ordered_json reportJson(const ModelReport& r, bool per_shell) {
       {"triangles", r.triangles},
       {"vertices", r.vertices},
       {"shells", c.shells},
+      {"solids", r.solids},
       {"bounds",
        {{"min", {printedFloat(r.lower[0]), printedFloat(r.lower[1]), printedFloat(r.lower[2])}},
         {"max", {printedFloat(r.upper[0]), printedFloat(r.upper[1]), printedFloat(r.upper[2])}}}},

@@ -23,6 +23,9 @@ struct ModelReport {
   std::array<float, 3> lower{};
   std::array<float, 3> upper{};
   MeshCensus census;
+  // Closed shells of positive volume: the solid parts (a CAD assembly's
+  // bodies, each piece of a kit).
+  size_t solids = 0;
   // Pairs of closed shells of some volume (solids, cavities, inside-out
   // shells) that pass through one another; -1 when not searched.
   int64_t intersecting_pairs = -1;

@@ -1,9 +1,11 @@
 // Progress bar drawing: one carriage-return-rewritten line per change of the
-// percentage, so a pipe or log file never sees control characters.
+// percentage (or per second of the elapsed indicator), so a pipe or log file
+// never sees control characters.
 #include "cli/progress_bar.h"
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 
 namespace vekmesh::cli {
@@ -32,6 +34,30 @@ void ProgressBar::draw(int percent) {
   std::fprintf(stderr, "\r%-10s [%.*s%*s] %3d%%", label_.c_str(), filled,
                "##############################", kWidth - filled, "", clamped);
   std::fflush(stderr);
+}
+
+ElapsedIndicator::ElapsedIndicator(std::string label) : label_(std::move(label)) {
+  if (isatty(STDERR_FILENO) == 1) thread_ = std::thread([this] { tick(); });
+}
+
+ElapsedIndicator::~ElapsedIndicator() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stop_ = true;
+  }
+  stop_signal_.notify_one();
+  thread_.join();
+  std::fputs("\n", stderr);
+}
+
+void ElapsedIndicator::tick() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  for (int seconds = 0; !stop_; ++seconds) {
+    std::fprintf(stderr, "\r%s: %d s", label_.c_str(), seconds);
+    std::fflush(stderr);
+    stop_signal_.wait_for(lock, std::chrono::seconds(1), [this] { return stop_; });
+  }
 }
 
 }  // namespace vekmesh::cli

@@ -85,12 +85,10 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         triangles = mesh.faces.size();
         break;
       case ModelFormat::kIges:
-        importCad(path, mesh, CadFormat::kIges);
-        triangles = mesh.faces.size();
+        triangles = importCad(path, mesh, CadFormat::kIges, run);
         break;
       case ModelFormat::kStep:
-        importCad(path, mesh, CadFormat::kStep);
-        triangles = mesh.faces.size();
+        triangles = importCad(path, mesh, CadFormat::kStep, run);
         break;
       case ModelFormat::kPly:
         triangles = readPly(path, mesh);

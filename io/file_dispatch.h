@@ -36,7 +36,7 @@ bool isReadableFormat(ModelFormat format);
 // Reads the file with the reader of its extension; an unknown extension leaves
 // the mesh empty. Names collected by the VRML/X3D reader go to `names` when
 // given. Sets the mesh's tag to the mesh itself on every branch. `run` goes to
-// the reader (the STL loader reports progress through it). Returns how many
+// the reader (the STL loader and the CAD import report progress through it). Returns how many
 // triangles the reader handed to the mesh constructor (which drops those that
 // collapse when welded); for readers that do not tell, the faces built.
 size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names = nullptr,

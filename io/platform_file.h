@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 namespace vekmesh {
 
@@ -67,5 +68,15 @@ LibraryHandle openLibrary(const char* path);
 
 // The address of the exported `name`, or null.
 void* findSymbol(const LibraryHandle& library, const char* name);
+
+// The folder of the module that holds this code: the shared library when the
+// core is linked into it, the program when linked into a program. Ends in a
+// separator; "" when it cannot be told. On Windows it comes back as UTF-8,
+// which the path rule above reads back unchanged.
+std::string thisModuleFolder();
+
+// The file name a library called `stem` has on this system:
+// "libstem.so" or "stem.dll".
+std::string libraryFileName(const char* stem);
 
 }  // namespace vekmesh

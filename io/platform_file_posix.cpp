@@ -1,5 +1,6 @@
 // The platform layer on POSIX: open/fstat/fcntl for the checked open, fsync
-// and rename for the atomic replace, dlopen for run-time libraries.
+// and rename for the atomic replace, dlopen for run-time libraries (dladdr for
+// the folder they are looked for in first).
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -72,6 +73,19 @@ LibraryHandle openLibrary(const char* path) {
 
 void* findSymbol(const LibraryHandle& library, const char* name) {
   return library && name ? dlsym(library.get(), name) : nullptr;
+}
+
+std::string thisModuleFolder() {
+  Dl_info info{};
+  if (!dladdr(reinterpret_cast<void*>(&thisModuleFolder), &info) || !info.dli_fname) return "";
+  // A program started by a bare name may be reported without its folder.
+  const std::string file = info.dli_fname;
+  const size_t slash = file.rfind('/');
+  return slash == std::string::npos ? std::string() : file.substr(0, slash + 1);
+}
+
+std::string libraryFileName(const char* stem) {
+  return std::string("lib") + (stem ? stem : "") + ".so";
 }
 
 }  // namespace vekmesh

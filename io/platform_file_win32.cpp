@@ -1,7 +1,8 @@
 // The platform layer on Windows: paths widened by the code-page rule of the
 // header and opened with the wide functions (CreateFileW, _wfopen), the file
 // kind checked with GetFileType, FlushFileBuffers and MoveFileExW for the
-// atomic replace, LoadLibraryW for run-time libraries.
+// atomic replace, LoadLibraryW for run-time libraries (GetModuleFileNameW for
+// the folder they are looked for in first).
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN
 #endif
@@ -115,13 +116,53 @@ void LibraryCloser::operator()(void* library) const {
 
 LibraryHandle openLibrary(const char* path) {
   const std::wstring wide = widePath(path);
-  return LibraryHandle(wide.empty() ? nullptr : LoadLibraryW(wide.c_str()));
+  if (wide.empty()) return LibraryHandle();
+  // A library that is missing or broken must fail the call, never stop the
+  // host with a system dialog.
+  DWORD previous = 0;
+  const bool quiet = SetThreadErrorMode(SEM_FAILCRITICALERRORS, &previous) != 0;
+  HMODULE module = LoadLibraryW(wide.c_str());
+  if (quiet) SetThreadErrorMode(previous, nullptr);
+  return LibraryHandle(module);
 }
 
 void* findSymbol(const LibraryHandle& library, const char* name) {
   if (!library || !name) return nullptr;
   const FARPROC address = GetProcAddress(static_cast<HMODULE>(library.get()), name);
   return reinterpret_cast<void*>(address);
+}
+
+std::string thisModuleFolder() {
+  HMODULE module = nullptr;
+  if (!GetModuleHandleExW(
+          GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+          reinterpret_cast<LPCWSTR>(&thisModuleFolder), &module))
+    return "";
+  // The name may be longer than MAX_PATH (long-path names): grow until it fits.
+  std::wstring name(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length = GetModuleFileNameW(module, name.data(), static_cast<DWORD>(name.size()));
+    if (length == 0) return "";
+    if (length < name.size()) {
+      name.resize(length);
+      break;
+    }
+    if (name.size() >= 32768) return "";
+    name.resize(name.size() * 2);
+  }
+  const size_t separator = name.find_last_of(L"\\/");
+  if (separator == std::wstring::npos) return "";
+  name.resize(separator + 1);
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, name.c_str(), -1, nullptr, 0, nullptr, nullptr);
+  if (bytes <= 0) return "";
+  std::string folder(static_cast<size_t>(bytes), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, name.c_str(), -1, folder.data(), bytes, nullptr, nullptr);
+  folder.resize(static_cast<size_t>(bytes - 1));
+  return folder;
+}
+
+std::string libraryFileName(const char* stem) {
+  return std::string(stem ? stem : "") + ".dll";
 }
 
 }  // namespace vekmesh

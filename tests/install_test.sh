@@ -10,6 +10,12 @@ trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 libdir=$(dirname "$(find "$work/prefix" -name 'libVEKmesh_64.so' | head -n1)")
 test -f "$work/prefix/include/vekmesh.h"
+# The converter, when built, lies beside the library, where it is looked for
+# first; the installed tool reaches it through its run path.
+if [ -f "$build/libVEKmeshconverter64.so" ]; then
+  test -f "$libdir/libVEKmeshconverter64.so"
+  readelf -d "$work/prefix/bin/vekmesh" | grep -q 'ORIGIN/../'
+fi
 
 cmake -S "$src/tests/install_consumer" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/consumer" >/dev/null

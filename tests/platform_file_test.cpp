@@ -147,5 +147,23 @@ TEST(PlatformLibrary, LoadsALibraryAndFindsItsExports) {
   EXPECT_EQ(findSymbol(LibraryHandle(), kExported), nullptr);
 }
 
+// The folder the CAD converter is looked for in first: that of the module the
+// core is linked into, here this test program.
+TEST(PlatformLibrary, TellsTheFolderOfTheModuleHoldingTheCore) {
+  const std::string folder = thisModuleFolder();
+  ASSERT_FALSE(folder.empty());
+  EXPECT_NE(std::string(kPathSeparators).find(folder.back()), std::string::npos);
+  bool holds_this_program = false;
+  for (const fs::directory_entry& entry : fs::directory_iterator(fs::u8path(folder)))
+    holds_this_program |=
+        entry.is_regular_file() && entry.path().filename().string().rfind("vekmesh_", 0) == 0;
+  EXPECT_TRUE(holds_this_program) << folder;
+#ifdef _WIN32
+  EXPECT_EQ(libraryFileName("VEKmeshconverter64"), "VEKmeshconverter64.dll");
+#else
+  EXPECT_EQ(libraryFileName("VEKmeshconverter64"), "libVEKmeshconverter64.so");
+#endif
+}
+
 }  // namespace
 }  // namespace vekmesh

@@ -193,6 +193,10 @@ refuse "cannot write" no/such/dir/out10.glb -- convert model.stl no/such/dir/out
 # A zip that is not a 3MF.
 python3 -c 'import zipfile; zipfile.ZipFile("notes.3mf", "w").writestr("readme.txt", "hello")'
 refuse "no triangles" out11.stl -- convert notes.3mf out11.stl
+# STEP and IGES in any case reach the converter; a file it cannot read, or a
+# missing converter, is an error that names it.
+printf 'ISO-10303-21;\nnot really\n' > part.STEP
+refuse "converter" out12.stl -- convert part.STEP out12.stl
 expect 2 "" -- repair model.stl
 expect 2 "" -- frobnicate model.stl
 expect 0 "$version" -- --version
