@@ -71,7 +71,8 @@ VEKMESH_API void exportFileGLTF(const char* path, const float* corners, const fl
                                 const float* uvs, const int32_t* materials, uint32_t count,
                                 const char* const* image_paths, uint32_t image_count) {
   if (!path) return;
-  // Nothing is returned; a partial file is the writer's to avoid.
+  // Nothing is returned: the writer replaces its files only when all are
+  // written, and a failure leaves nothing behind.
   runExport(
       kNoProgressArgument, [] {},
       [&](TriMesh& mesh, const RunContext&) {

@@ -16,6 +16,7 @@
 #include "io/cad.h"
 #include "io/file_dispatch.h"
 #include "io/file_replace.h"
+#include "io/gltf.h"
 #include "io/platform_file.h"
 #include "mesh/mesh_utils.h"
 
@@ -23,10 +24,10 @@ namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
 const char* readableExtensions() {
-  return "stl, obj, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
+  return "stl, obj, ply, 3mf, wrl, wrz, x3d, x3dz, igs, iges, stp, step";
 }
 const char* writableExtensions() {
-  return "stl, obj";
+  return "stl, obj, ply, 3mf, gltf, glb";
 }
 
 namespace {
@@ -79,7 +80,10 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
     if (!probe) throw UserError("cannot read '" + path + "': " + std::strerror(errno));
   }
   const ModelFormat format = modelFormatOf(path, ExtensionMatch::kToolNames);
-  if (format == ModelFormat::kUnknown)
+  if (format == ModelFormat::kGltf || format == ModelFormat::kGlb)
+    throw UserError("cannot read '" + path +
+                    "': glTF is written, not read; known extensions: " + readableExtensions());
+  if (!isReadableFormat(format))
     throw UserError(unknownExtensionMessage(path, readableExtensions()));
   LoadedModel loaded;
   {
@@ -102,19 +106,31 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
   return loaded;
 }
 
+namespace {
+
+bool isGltf(ModelFormat format) {
+  return format == ModelFormat::kGltf || format == ModelFormat::kGlb;
+}
+
+}  // namespace
+
 void checkOutputName(const std::string& path) {
-  if (!isWritableFormat(modelFormatOf(path, ExtensionMatch::kIgnoreCase)))
+  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kToolNames);
+  if (!isWritableFormat(format) && !isGltf(format))
     throw UserError(unknownExtensionMessage(path, writableExtensions()));
 }
 
 void saveModel(const std::string& path, const SubMesh& mesh) {
   checkOutputName(path);
-  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kIgnoreCase);
+  const ModelFormat format = modelFormatOf(path, ExtensionMatch::kToolNames);
   // Written beside the target and renamed: a failed or interrupted write
-  // never leaves a partial file under the user's name.
+  // never leaves a partial file under the user's name. The glTF writer does
+  // this itself, for its buffer file as well.
   errno = 0;
   const bool written =
-      replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
+      isGltf(format)
+          ? writeGltf(mesh, path.c_str(), {})
+          : replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
   if (!written)
     throw UserError("cannot write '" + path + "'" +
                     (errno ? std::string(": ") + std::strerror(errno) : ""));

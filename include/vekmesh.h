@@ -411,8 +411,23 @@ VEKMESH_API void importFileVRML(const char* path, float** corners_out, float** c
 VEKMESH_API void importFileIges(const char* path, float** corners_out, uint32_t* count_out);
 VEKMESH_API void importFileStep(const char* path, float** corners_out, uint32_t* count_out);
 
-/* Writes the model in to path as glTF. image_paths holds image_count
- * NUL-terminated paths, the image of material m at index m (null = none). */
+/* Writes the model in to path as glTF 2.0. image_paths holds image_count
+ * NUL-terminated paths, the image of material m at index m (null = none).
+ * A path ending in ".glb" (any case) gives one binary file with the PNG and
+ * JPEG images embedded; any other path gives JSON with a buffer file of the
+ * same stem and the extension ".bin" beside it, and images referred to by
+ * URIs relative to the output's folder (an image that does not exist is still
+ * referred to). One mesh with one primitive per material, by ascending
+ * material; triangles without a material (-1) form their own primitive with
+ * no material. Vertices are shared where position, colour and texture
+ * coordinate agree. Colours are written (as bytes) only when some corner is
+ * not white. Texture coordinates are written for materials 0 and up with v
+ * flipped to glTF's convention (v_gltf = 1 - v: glTF's v runs down the
+ * image). Every material from 0 to the largest used is written, named
+ * "material_<m>", not metallic, with the image as its base colour texture.
+ * Triangles with a non-finite corner are left out. Nothing is returned; when
+ * any file cannot be written completely, nothing new is left at path or
+ * beside it. */
 VEKMESH_API void exportFileGLTF(const char* path, const float* corners, const float* colors,
                                 const float* uvs, const int32_t* materials, uint32_t count,
                                 const char* const* image_paths, uint32_t image_count);

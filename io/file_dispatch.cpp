@@ -1,12 +1,15 @@
 // Dispatch by extension. "STL" and "Stl" are not "stl" unless the caller asks
-// for a case-insensitive match: the exports keep the exact comparison.
+// for a case-insensitive match: the exports keep the exact comparison, and
+// only the tool's match knows PLY, 3MF and glTF.
 #include "io/file_dispatch.h"
 
 #include <cctype>
 
 #include "io/cad.h"
 #include "io/obj.h"
+#include "io/ply.h"
 #include "io/stl.h"
+#include "io/threemf.h"
 #include "io/vrml.h"
 
 namespace vekmesh {
@@ -40,13 +43,23 @@ ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match) {
   if (is("x3d")) return ModelFormat::kX3d;
   if (match == ExtensionMatch::kToolNames && is("wrz")) return ModelFormat::kVrml;
   if (match == ExtensionMatch::kToolNames && is("x3dz")) return ModelFormat::kX3d;
+  if (match == ExtensionMatch::kToolNames && is("ply")) return ModelFormat::kPly;
+  if (match == ExtensionMatch::kToolNames && is("3mf")) return ModelFormat::k3mf;
+  if (match == ExtensionMatch::kToolNames && is("gltf")) return ModelFormat::kGltf;
+  if (match == ExtensionMatch::kToolNames && is("glb")) return ModelFormat::kGlb;
   if (is("igs") || is("iges")) return ModelFormat::kIges;
   if (is("stp") || is("step")) return ModelFormat::kStep;
   return ModelFormat::kUnknown;
 }
 
 bool isWritableFormat(ModelFormat format) {
-  return format == ModelFormat::kStl || format == ModelFormat::kObj;
+  return format == ModelFormat::kStl || format == ModelFormat::kObj ||
+         format == ModelFormat::kPly || format == ModelFormat::k3mf;
+}
+
+bool isReadableFormat(ModelFormat format) {
+  return format != ModelFormat::kUnknown && format != ModelFormat::kGltf &&
+         format != ModelFormat::kGlb;
 }
 
 size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::string>* names,
@@ -59,7 +72,9 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         triangles = loadStl(path, mesh, run);
         break;
       case ModelFormat::kObj:
-        triangles = readObj(path, mesh);
+        triangles = readObj(
+            path, mesh,
+            match == ExtensionMatch::kToolNames ? ObjIndices::kRelativeToo : ObjIndices::kAbsolute);
         break;
       case ModelFormat::kVrml:
         readVrml(path, mesh, SceneFormat::kVrml, scene_names, run);
@@ -75,6 +90,14 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
       case ModelFormat::kStep:
         triangles = importCad(path, mesh, CadFormat::kStep, run);
         break;
+      case ModelFormat::kPly:
+        triangles = readPly(path, mesh);
+        break;
+      case ModelFormat::k3mf:
+        triangles = read3mf(path, mesh);
+        break;
+      case ModelFormat::kGltf:
+      case ModelFormat::kGlb:
       case ModelFormat::kUnknown:
         break;
     }
@@ -91,6 +114,10 @@ bool writeModel(const char* path, const SubMesh& mesh, ModelFormat format) {
       return writeStl(path, mesh);
     case ModelFormat::kObj:
       return writeObj(path, mesh);
+    case ModelFormat::kPly:
+      return writePly(path, mesh);
+    case ModelFormat::k3mf:
+      return write3mf(path, mesh);
     default:
       return false;
   }

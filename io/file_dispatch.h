@@ -15,18 +15,23 @@ namespace vekmesh {
 
 // How a path's extension picks its reader: exactly as the exports' dispatch
 // table spells it, in any case, or in any case with the tool's extra names
-// (.wrz and .x3dz, gzip-compressed scenes).
+// (.wrz and .x3dz, gzip-compressed scenes; .ply; .3mf; .gltf and .glb, which the
+// tool writes through the glTF writer and does not read).
 enum class ExtensionMatch { kExact, kIgnoreCase, kToolNames };
 
-enum class ModelFormat { kUnknown, kStl, kObj, kVrml, kX3d, kIges, kStep };
+enum class ModelFormat { kUnknown, kStl, kObj, kVrml, kX3d, kIges, kStep, kPly, k3mf, kGltf, kGlb };
 
 // "" when the path has no ".".
 std::string_view fileExtension(std::string_view path);
 
 ModelFormat modelFormatOf(std::string_view path, ExtensionMatch match = ExtensionMatch::kExact);
 
-// Whether writeModel can write the format.
+// Whether writeModel can write the format (glTF is written by writeGltf,
+// which needs the final name to name its buffer file).
 bool isWritableFormat(ModelFormat format);
+
+// Whether importByExtension has a reader for the format.
+bool isReadableFormat(ModelFormat format);
 
 // Reads the file with the reader of its extension; an unknown extension leaves
 // the mesh empty. Names collected by the VRML/X3D reader go to `names` when

@@ -52,7 +52,8 @@ FaceCorner parseCorner(std::string_view word) {
 
 class ObjParser {
  public:
-  ObjParser(std::FILE* file, uint64_t size) : scanner_(file, size) {}
+  ObjParser(std::FILE* file, uint64_t size, ObjIndices indices)
+      : scanner_(file, size), indices_(indices) {}
 
   void run() {
     std::string_view word;
@@ -113,7 +114,13 @@ class ObjParser {
     std::string_view word;
     bool valid = true;
     while (scanner_.wordOnLine(word) && word[0] != '#') {
-      const FaceCorner c = parseCorner(word);
+      FaceCorner c = parseCorner(word);
+      if (indices_ == ObjIndices::kRelativeToo) {
+        // -k names the k-th last one read so far (further back than the
+        // first stays negative and drops the face below).
+        if (c.vertex < 0) c.vertex += static_cast<int64_t>(positions_.size()) + 1;
+        if (c.texture < 0) c.texture += static_cast<int64_t>(texCoords_.size()) + 1;
+      }
       // Numbers count from 1; 0, negative (relative) and too-large numbers
       // name no vertex, and the face is dropped.
       if (c.vertex < 1 || c.vertex > static_cast<int64_t>(positions_.size())) valid = false;
@@ -168,6 +175,7 @@ class ObjParser {
   }
 
   TextScanner scanner_;
+  ObjIndices indices_;
   std::vector<Position> positions_;
   std::vector<Rgb> colours_;
   std::vector<std::array<double, 2>> texCoords_;
@@ -182,11 +190,11 @@ class ObjParser {
 
 }  // namespace
 
-size_t readObj(const char* path, SubMesh& mesh) {
+size_t readObj(const char* path, SubMesh& mesh, ObjIndices indices) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
   if (!file) return 0;
-  ObjParser parser(file.get(), size);
+  ObjParser parser(file.get(), size, indices);
   parser.run();
   buildTriMesh(mesh, parser.soup());
   return parser.soup().triangleCount();

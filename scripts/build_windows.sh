@@ -2,9 +2,10 @@
 # Cross-builds the Windows x64 library and tool into build-windows/ with
 # MinGW-w64: VEKmesh_64.dll, its import library VEKmesh_64.lib, VEKmesh_64.def
 # and vekmesh.exe, plus the test programs that scripts/test_windows.sh runs
-# under Wine. Installs what it needs (idempotent). ClipperLib is built for
-# Windows from Debian's own source package of the libpolyclipping the Linux
-# build uses, fetched with apt-get source into the build folder.
+# under Wine. Installs what it needs (idempotent). ClipperLib, pugixml and
+# minizip are built for Windows from Debian's own source packages of the
+# libraries the Linux build uses, fetched with apt-get source into the build
+# folder.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build-windows
@@ -51,6 +52,24 @@ if [ ! -f "$stamp" ]; then
   "$mingw-g++-posix" -O2 -c "$src/pugixml.cpp" -o "$build/pugixml-src/pugixml.o"
   "$mingw-ar" rcs "$deps/lib/libpugixml.a" "$build/pugixml-src/pugixml.o"
   cp "$src/pugixml.hpp" "$src/pugiconfig.hpp" "$deps/include/"
+  touch "$stamp"
+fi
+# ---- minizip: the same version as the installed libminizip-dev -----------------
+# Its zip and unzip code on the MinGW zlib (libz-mingw-w64-dev); the archive is
+# held in memory, so the Win32 file layer (iowin32.c) is not needed.
+version=$(dpkg-query -W -f='${Version}' libminizip-dev)
+stamp="$deps/lib/minizip-$version"
+if [ ! -f "$stamp" ]; then
+  rm -rf "$build/minizip-src" "$deps/include/minizip"
+  mkdir -p "$build/minizip-src" "$deps/lib" "$deps/include/minizip"
+  (cd "$build/minizip-src" && apt-get source -q "minizip=$version")
+  src=$(echo "$build"/minizip-src/minizip-*/)
+  for part in ioapi unzip zip; do
+    # -w: the upstream sources warn about their encryption code, which is not used.
+    "$mingw-gcc-posix" -O2 -w -c "$src/$part.c" -o "$build/minizip-src/$part.o"
+  done
+  "$mingw-ar" rcs "$deps/lib/libminizip.a" "$build"/minizip-src/{ioapi,unzip,zip}.o
+  cp "$src"/{ioapi,unzip,zip}.h "$deps/include/minizip/"
   touch "$stamp"
 fi
 # Header-only libraries: the Debian headers serve any target.

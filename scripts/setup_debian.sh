@@ -7,8 +7,8 @@ set -euo pipefail
 
 install_flags=()
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
-          libpolyclipping-dev libpugixml-dev zlib1g-dev libboost-dev libcli11-dev nlohmann-json3-dev
-          clang-format git
+          libpolyclipping-dev libpugixml-dev zlib1g-dev libminizip-dev libboost-dev libcli11-dev
+          nlohmann-json3-dev clang-format git
           # OpenCASCADE, for the STEP/IGES converter library and its tests
           libocct-data-exchange-dev libocct-modeling-algorithms-dev)
 if [ "${1:-}" = "--fuzz" ]; then

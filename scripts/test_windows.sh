@@ -2,9 +2,9 @@
 # Tests the Windows build (scripts/build_windows.sh) under wine64, headless, in
 # a fresh Wine prefix inside build-windows/: the export table of the DLL, the
 # C host loading it with LoadLibrary/GetProcAddress, the platform layer's
-# Win32 side, and vekmesh.exe on the bundled sample, whose report and repaired
-# model must equal the Linux build's (build/, built here if missing) byte for
-# byte. The report is compared without carriage returns: a Windows program's
+# Win32 side, and vekmesh.exe on the bundled sample, whose report, repaired
+# model and PLY, 3MF and GLB conversions must equal the Linux build's (build/,
+# built here if missing) byte for byte. The report is compared without carriage returns: a Windows program's
 # text output ends its lines with CRLF.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -38,7 +38,13 @@ failures=0
   ../../../build/cli/vekmesh repair model.stl -o repaired.stl >repair.txt)
 (cd "$work/windows" && "$wine" ../../vekmesh.exe info model.stl | tr -d '\r' >info.txt &&
   "$wine" ../../vekmesh.exe repair model.stl -o repaired.stl | tr -d '\r' >repair.txt)
-for file in info.txt repair.txt repaired.stl; do
+# The tool's other formats: the same bytes on both sides (the 3MF's zip
+# entries carry no dates, and both sides deflate with Debian's zlib).
+for out in model.ply model.3mf model.glb; do
+  (cd "$work/linux" && ../../../build/cli/vekmesh convert model.stl "$out" >/dev/null)
+  (cd "$work/windows" && "$wine" ../../vekmesh.exe convert model.stl "$out" >/dev/null)
+done
+for file in info.txt repair.txt repaired.stl model.ply model.3mf model.glb; do
   if cmp "$work/linux/$file" "$work/windows/$file"; then
     echo "same: $file ($(wc -c <"$work/linux/$file") bytes)"
   else

@@ -157,18 +157,69 @@ check_json 'j["load"]["names"] == ["bark.png"] and j["model"]["triangles"] == 12
 cp model.stl "$(printf 'latin\xff.stl')"
 check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff.stl')"
 
+# An OBJ with relative face numbers: a closed tetrahedron.
+printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf -4 -2 -3\nf -4 -3 -1\nf -4 -1 -2\nf -3 -2 -1\n' > rel.obj
+[ "$(triangles rel.obj)" = 4 ] || fail "the relative face numbers of rel.obj were not read"
+# PLY (any case) and glTF: the geometry comes back bit-exact through binary
+# PLY; the .gltf has its .bin beside it, the .glb stands alone.
+expect 0 "ref.stl" -- convert model.stl ref.stl
+expect 0 "model.PLY" -- convert model.stl model.PLY
+expect 0 "back.stl" -- convert model.PLY back.stl
+expect 0 "model.3MF" -- convert model.PLY model.3MF
+expect 0 "back3.stl" -- convert model.3MF back3.stl
+expect 0 "model.gltf" -- convert model.stl model.gltf
+expect 0 "model.glb" -- convert model.PLY model.glb
+python3 - <<'PY' || fail "PLY round trip changed the triangles, or the glTF files are not as expected"
+import json, struct, sys
+def tris(name):
+    b = open(name, "rb").read()
+    n = struct.unpack_from("<I", b, 80)[0]
+    out = []
+    for t in range(n):
+        c = struct.unpack_from("<9f", b, 84 + 50 * t + 12)
+        k = min(range(3), key=lambda i: c[3 * i:3 * i + 3])  # rotation-independent
+        out.append(c[3 * k:] + c[:3 * k])
+    return sorted(out)
+a, b, c = tris("ref.stl"), tris("back.stl"), tris("back3.stl")
+if a != b or a != c:
+    sys.exit("PLY or 3MF: %d, %d vs %d triangles, or changed coordinates" % (len(b), len(c), len(a)))
+import zipfile, xml.etree.ElementTree as ET
+z = zipfile.ZipFile("model.3MF")
+assert "[Content_Types].xml" in z.namelist() and "_rels/.rels" in z.namelist()
+core = "{http://schemas.microsoft.com/3dmanufacturing/core/2015/02}"
+root = ET.fromstring(z.read("3D/3dmodel.model"))
+assert len(root.findall(core + "build/" + core + "item")) == 1
+g = json.load(open("model.gltf"))
+assert g["buffers"][0]["uri"] == "model.bin"
+assert open("model.bin", "rb").read() and open("model.glb", "rb").read(4) == b"glTF"
+count = sum(g["accessors"][p["indices"]]["count"] for p in g["meshes"][0]["primitives"])
+assert count == 3 * len(a), (count, len(a))
+PY
+[ ! -e model.glb.bin ] && [ ! -e model.bin.bin ] || fail "the .glb left a buffer file"
+
 # --- errors --------------------------------------------------------------------
 mkdir folder.stl && printf 'hello' > notes.txt && : > empty.stl
 refuse "no such file" out1.stl -- repair missing.stl -o out1.stl
 refuse "directory" out2.obj -- convert folder.stl out2.obj
-refuse "known extensions: stl, obj, wrl" out3.stl -- convert notes.txt out3.stl
+refuse "known extensions: stl, obj, ply, 3mf, wrl" out3.stl -- convert notes.txt out3.stl
 refuse "no triangles" out4.stl -- repair empty.stl -o out4.stl
 refuse "cannot write" no/such/dir/out5.stl -- convert model.stl no/such/dir/out5.stl
-refuse "known extensions" out6.ply -- convert model.stl out6.ply
+refuse "known extensions" out6.3ds -- convert model.stl out6.3ds
+refuse "not read" out7.stl -- convert model.glb out7.stl
+# A PLY whose header claims more faces than it holds, and one that indexes
+# past its vertices.
+printf 'ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nelement face 1000000\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n' > short.ply
+refuse "no triangles" out8.stl -- convert short.ply out8.stl
+printf 'ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\nelement face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0\n1 0 0\n0 1 0\n3 0 1 7\n' > past.ply
+refuse "no triangles" out9.stl -- convert past.ply out9.stl
+refuse "cannot write" no/such/dir/out10.glb -- convert model.stl no/such/dir/out10.glb
+# A zip that is not a 3MF.
+python3 -c 'import zipfile; zipfile.ZipFile("notes.3mf", "w").writestr("readme.txt", "hello")'
+refuse "no triangles" out11.stl -- convert notes.3mf out11.stl
 # STEP and IGES in any case reach the converter; a file it cannot read, or a
 # missing converter, is an error that names it.
 printf 'ISO-10303-21;\nnot really\n' > part.STEP
-refuse "converter" out7.stl -- convert part.STEP out7.stl
+refuse "converter" out12.stl -- convert part.STEP out12.stl
 expect 2 "" -- repair model.stl
 expect 2 "" -- frobnicate model.stl
 expect 0 "$version" -- --version
