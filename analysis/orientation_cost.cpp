@@ -93,8 +93,25 @@ SampledTriangles sampleTriangles(const SubMesh& mesh) {
     for (size_t r = begin; r < end; ++r)
       cos_spread = std::min(cos_spread, dot(axis, normalized(cross_half[order[r]])));
     cos_spread = std::max(-1.0, cos_spread - 1e-6);
-    s.groups.push_back({uint32_t(begin), uint32_t(end), axis, cos_spread,
-                        std::sqrt(std::max(0.0, 1.0 - cos_spread * cos_spread))});
+    SampledTriangles::Group g{};
+    g.begin = uint32_t(begin), g.end = uint32_t(end), g.axis = axis;
+    g.cos_spread = cos_spread;
+    g.sin_spread = std::sqrt(std::max(0.0, 1.0 - cos_spread * cos_spread));
+    Vec3d lo = {s.gx[begin], s.gy[begin], s.gz[begin]}, hi = lo;
+    for (size_t r = begin; r < end; ++r) {
+      const Vec3d c = {s.gx[r], s.gy[r], s.gz[r]};
+      for (size_t a = 0; a < 3; ++a) lo[a] = std::min(lo[a], c[a]), hi[a] = std::max(hi[a], c[a]);
+    }
+    g.centre = scaled(add(lo, hi), 0.5);
+    g.low = sub(lo, g.centre), g.high = sub(hi, g.centre);
+    for (size_t r = begin; r < end; ++r) {
+      const Vec3d a = {s.ax[r], s.ay[r], s.az[r]};
+      const Vec3d offset = sub({s.gx[r], s.gy[r], s.gz[r]}, g.centre);
+      g.area_sum = add(g.area_sum, a);
+      g.area_total += s.area[r];
+      for (size_t j = 0; j < 3; ++j) g.moment[j] = add(g.moment[j], scaled(offset, a[j]));
+    }
+    s.groups.push_back(g);
     begin = end;
   }
   return s;
@@ -150,6 +167,30 @@ bool groupMayFace(const SampledTriangles::Group& g, const Vec3d& n, double cos_o
   return cos_angle * g.cos_spread + sin_angle * g.sin_spread > cos_overhang - 1e-6;
 }
 
+// The group's cost in one step when every member faces the plane well within
+// the overhang angle and every centroid lies beyond t from it (then no member
+// can rest on the plate); NaN when that cannot be shown.
+double wholeGroupCost(const SampledTriangles::Group& g, const CostTerms& terms,
+                      const BasePlane& plane) {
+  const Vec3d& n = plane.n;
+  const double cos_angle = dot(n, g.axis);
+  if (cos_angle < 0.0 || g.cos_spread < 0.0) return NAN;
+  // The member direction farthest from n: cos(angle + spread), both angles
+  // below a right angle here, so the formula holds.
+  const double sin_angle = std::sqrt(std::max(0.0, 1.0 - cos_angle * cos_angle));
+  const double widest = cos_angle * g.cos_spread - sin_angle * g.sin_spread;
+  if (!(widest > std::max(terms.cos_overhang, 0.0) + 1e-9)) return NAN;
+  // Every hull plane has the model on its inner side, where n . p + d < 0.
+  const double centre_side = dot(n, g.centre) + plane.d;
+  double reach = 0.0;
+  for (size_t a = 0; a < 3; ++a) reach += std::max(n[a] * g.low[a], n[a] * g.high[a]);
+  const double nearest = -(centre_side + reach);
+  const double slack = 1e-9 * (std::fabs(centre_side) + std::fabs(reach) + terms.rest_tolerance);
+  if (!(nearest > terms.rest_tolerance + slack)) return NAN;
+  const Vec3d moment_n = {dot(g.moment[0], n), dot(g.moment[1], n), dot(g.moment[2], n)};
+  return -centre_side * dot(g.area_sum, n) - dot(n, moment_n) + g.area_total * terms.area_weight;
+}
+
 }  // namespace
 
 double planeCost(const SampledTriangles& samples, const CostTerms& terms, const BasePlane& plane,
@@ -162,7 +203,8 @@ double planeCost(const SampledTriangles& samples, const CostTerms& terms, const 
   double sum = 0.0;
   for (const SampledTriangles::Group& g : samples.groups) {
     if (!groupMayFace(g, plane.n, terms.cos_overhang)) continue;
-    sum += costRun(samples, terms, plane, g.begin, g.end);
+    const double whole = wholeGroupCost(g, terms, plane);
+    sum += std::isnan(whole) ? costRun(samples, terms, plane, g.begin, g.end) : whole;
     if (sum + weak >= give_up) break;
   }
   return sum + weak;

@@ -4,6 +4,7 @@
 // volume), plus optional area and weak-section terms.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -25,11 +26,19 @@ struct SampledTriangles {
   std::vector<float> corner[9];    // x, y, z of corner 0, then 1, then 2 (the mesh's own)
 
   // Samples [begin, end) have normals within the cone about `axis` whose
-  // half-angle has cosine cos_spread and sine sin_spread.
+  // half-angle has cosine cos_spread and sine sin_spread. Their centroids lie
+  // within `centre` + [low, high]; moments about the centre let a plane that
+  // every member faces, from afar, take the group's cost in one step:
+  // Σ (a_i . n) h_i = -(centre . n + d) (area_sum . n) - n^T moment n, for
+  // area-weighted normals a_i and centroids centre + r_i, moment = Σ a_i r_i^T.
   struct Group {
     uint32_t begin, end;
     Vec3d axis;
     double cos_spread, sin_spread;
+    Vec3d centre, low, high;
+    Vec3d area_sum;
+    double area_total;
+    std::array<Vec3d, 3> moment;
   };
   std::vector<Group> groups;
   size_t taken = 0;  // triangles sampled, degenerate ones included

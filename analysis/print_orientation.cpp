@@ -166,7 +166,11 @@ std::vector<BasePlane> candidatePlanes(const quickhull::Hull& hull) {
   // The walk stops once the counter exceeds n: n + 1 faces when there are.
   // Largest first, equal areas in face order; only the faces tried are sorted.
   const size_t tried = std::min(faces, n + 1);
-  std::partial_sort(by_area.begin(), by_area.begin() + std::ptrdiff_t(tried), by_area.end());
+  // (-area, face) pairs are all distinct, so selecting the first `tried` and
+  // sorting only those gives the order a full sort would.
+  const auto end_tried = by_area.begin() + std::ptrdiff_t(tried);
+  if (tried < faces) std::nth_element(by_area.begin(), end_tried, by_area.end());
+  std::sort(by_area.begin(), end_tried);
   std::vector<BasePlane> planes;
   for (size_t i = 0; i < tried; ++i) {
     const auto& t = hull.triangles[by_area[i].second];

@@ -3,9 +3,11 @@
 #include "analysis/sectional_analysis.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <exception>
 #include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,8 +22,8 @@ namespace {
 
 using Matrix = Rotation;
 
-// Faces shared by the directions in a batch: each turns its own copy of the
-// vertices, and at least this many faces make the copies worth it.
+// Directions run side by side on at least this many faces: each thread turns
+// its own copy of the vertices, which only then is worth it.
 constexpr size_t kParallelDirectionsMinimum = 2000;
 
 AnalysisRecord weakRecord(const Section& section, float score, const std::array<double, 3>& d,
@@ -63,24 +65,33 @@ int sectionalAnalysis(SubMesh& mesh, float change_ratio, uint8_t axes_only, cons
   run.log(startLine("sectional analysis"));
   const bool axes = axes_only != 0;
   const size_t directions = axes ? kAxisDirections : kSectionDirections.size();
-  // Directions run side by side in batches, one per thread, each on its own
-  // turned copy (the mesh itself is never moved); the records and the
-  // progress of a batch follow in direction order.
-  const size_t batch = mesh.faces.size() >= kParallelDirectionsMinimum
-                           ? std::min<size_t>(directions, size_t(std::max(1, loopParts(INT64_MAX))))
-                           : 1;
-  std::vector<SubMesh> copies(batch);
+  // Directions run side by side, each thread taking the next direction left
+  // and turning its own copy (the mesh itself is never moved). Directions
+  // differ in cost, so no thread waits for a partner between them. The
+  // records and the progress follow in direction order: the calling thread
+  // reports each direction once it and all before it are done.
+  const size_t team = mesh.faces.size() >= kParallelDirectionsMinimum
+                          ? std::min<size_t>(directions, size_t(std::max(1, loopParts(INT64_MAX))))
+                          : 1;
+  std::vector<SubMesh> copies(team);
   for (SubMesh& copy : copies) copy.faces = mesh.faces, copy.vertices = mesh.vertices;
-  std::vector<std::vector<AnalysisRecord>> found(batch);
-  size_t weak = 0;
-  for (size_t first = 0; first < directions; first += batch) {
-    const int64_t count = int64_t(std::min(batch, directions - first));
-    std::exception_ptr failure;
-#pragma omp parallel for schedule(static, 1) num_threads(int(batch)) if (count > 1)
-    for (int64_t t = 0; t < count; ++t) {
+  std::vector<std::vector<AnalysisRecord>> found(directions);
+  std::unique_ptr<std::atomic<bool>[]> done(new std::atomic<bool>[directions]);
+  for (size_t k = 0; k < directions; ++k) done[k] = false;
+  std::atomic<size_t> next{0};
+  std::atomic<bool> failed{false};
+  std::exception_ptr failure;
+  size_t reported = 0;
+  const auto reportFinished = [&] {
+    while (reported < directions && done[reported].load(std::memory_order_acquire))
+      run.report(double(++reported) / double(directions));
+  };
+#pragma omp parallel num_threads(int(team)) if (team > 1)
+  {
+    SubMesh& copy = copies[size_t(threadIndex())];
+    for (size_t k; !failed && (k = next++) < directions;) {
       try {
-        const std::array<double, 3>& d = kSectionDirections[first + size_t(t)];
-        SubMesh& copy = copies[size_t(t)];
+        const std::array<double, 3>& d = kSectionDirections[k];
         const Matrix r = directionRotation(d, false);
         for (size_t v = 0; v < mesh.vertices.size(); ++v)
           copy.vertices[v].position = turned(r, mesh.vertices[v].position);
@@ -90,22 +101,24 @@ int sectionalAnalysis(SubMesh& mesh, float change_ratio, uint8_t axes_only, cons
         for (const Section& s : sections) scores.push_back(sectionScore(s.groups, axes));
         const float threshold = weakThreshold(scores, axes);
         const Matrix back = directionRotation(d, true);
-        found[size_t(t)].clear();
-        for (size_t k = 0; k < sections.size(); ++k)
-          if (isWeak(scores[k], threshold))
-            found[size_t(t)].push_back(weakRecord(sections[k], scores[k], d, back));
+        for (size_t i = 0; i < sections.size(); ++i)
+          if (isWeak(scores[i], threshold))
+            found[k].push_back(weakRecord(sections[i], scores[i], d, back));
       } catch (...) {
 #pragma omp critical(sectional_analysis_failure)
         failure = std::current_exception();
+        failed = true;
       }
+      done[k].store(true, std::memory_order_release);
+      if (threadIndex() == 0) reportFinished();
     }
-    if (failure) std::rethrow_exception(failure);
-    for (int64_t t = 0; t < count; ++t) {
-      weak += found[size_t(t)].size();
-      for (AnalysisRecord& record : found[size_t(t)])
-        mesh.analysisRecords.push_back(std::move(record));
-      run.report(double(first + size_t(t) + 1) / double(directions));
-    }
+  }
+  if (failure) std::rethrow_exception(failure);
+  reportFinished();
+  size_t weak = 0;
+  for (std::vector<AnalysisRecord>& records : found) {
+    weak += records.size();
+    for (AnalysisRecord& record : records) mesh.analysisRecords.push_back(std::move(record));
   }
   run.log("\nsection num : " + std::to_string(weak));
   run.log(successLine("section analysis", elapsedSeconds(start_ms, logClock())));

@@ -28,6 +28,16 @@ inline int loopParts(int64_t n) {
 #endif
 }
 
+// The calling thread's number in its team: 0 outside a parallel region, and
+// 0 for the thread that entered the region.
+inline int threadIndex() {
+#if defined(_OPENMP)
+  return omp_get_thread_num();
+#else
+  return 0;
+#endif
+}
+
 // Start of part t of `parts` over n elements (part t ends where t + 1 starts).
 inline size_t partStart(size_t n, int t, int parts) {
   return n / size_t(parts) * size_t(t) + std::min(n % size_t(parts), size_t(t));

@@ -182,5 +182,32 @@ TEST(PlanarHull, CounterClockwiseFromTheLeftmostWithoutCollinearPoints) {
   EXPECT_EQ(convexHull2d({{0, 0}, {2, 2}, {1, 1}}), (std::vector<int32_t>{0, 1}));
 }
 
+// Many points, so that the interior filter runs: every point inside or on
+// the ring, every ring corner a strict left turn, and collinear boundary
+// points (a lattice's sides) left out.
+TEST(PlanarHull, ManyPointsGiveTheStrictlyConvexRing) {
+  std::vector<Point2d> lattice;
+  for (int i = 0; i < 40; ++i)
+    for (int j = 0; j < 40; ++j) lattice.push_back({double(i), double(j)});
+  const std::vector<int32_t> square = convexHull2d(lattice);
+  EXPECT_EQ(square, (std::vector<int32_t>{0, 39 * 40, 39 * 40 + 39, 39}));
+
+  std::mt19937 random(7);
+  std::uniform_real_distribution<double> unit(-1.0, 1.0);
+  std::vector<Point2d> points;
+  for (int i = 0; i < 5000; ++i) points.push_back({unit(random), unit(random)});
+  for (int i = 0; i < 300; ++i)  // a circle, every point a corner
+    points.push_back({3.0 * std::cos(0.02 * i), 3.0 * std::sin(0.02 * i)});
+  const std::vector<int32_t> ring = convexHull2d(points);
+  ASSERT_GE(ring.size(), 300u);
+  const size_t m = ring.size();
+  for (size_t e = 0; e < m; ++e) {
+    const double* a = points[size_t(ring[e])].data();
+    const double* b = points[size_t(ring[(e + 1) % m])].data();
+    EXPECT_GT(exact::orient2d(a, b, points[size_t(ring[(e + 2) % m])].data()), 0) << e;
+    for (const Point2d& p : points) ASSERT_GE(exact::orient2d(a, b, p.data()), 0) << e;
+  }
+}
+
 }  // namespace
 }  // namespace vekmesh
