@@ -71,10 +71,25 @@ void printJson(const Json& value) {
   std::printf("%s\n", value.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
+// The names an operation that remakes faces hands on: the materials stay
+// with their faces, the face groups do not.
+ModelNames namesAfterRemaking(const LoadedModel& loaded) {
+  ModelNames names = loaded.model_names;
+  names.faceGroups.clear();
+  return names;
+}
+
 Json loadJson(const LoadedModel& loaded) {
-  return {{"triangles_read", loaded.triangles_read},
-          {"triangles_dropped", loaded.triangles_dropped},
-          {"names", loaded.names}};
+  Json json = {{"triangles_read", loaded.triangles_read},
+               {"triangles_dropped", loaded.triangles_dropped},
+               {"names", loaded.names}};
+  if (!loaded.names.empty()) return json;  // a scene's materials are its texture names
+  Json materials = Json::array();
+  for (const MaterialName& m : loaded.model_names.materials)
+    materials.push_back({{"name", m.name}, {"image", m.image}});
+  json["materials"] = std::move(materials);
+  json["groups"] = loaded.model_names.groups;
+  return json;
 }
 
 std::string loadText(const LoadedModel& loaded, const std::string& indent) {
@@ -83,6 +98,14 @@ std::string loadText(const LoadedModel& loaded, const std::string& indent) {
                      " triangles (corners welded together)\n";
   for (size_t i = 0; i < loaded.names.size(); ++i)
     text += indent + "texture " + std::to_string(i) + "      : " + loaded.names[i] + "\n";
+  if (!loaded.names.empty()) return text;
+  const std::vector<MaterialName>& materials = loaded.model_names.materials;
+  for (size_t i = 0; i < materials.size(); ++i)
+    text += indent + "material " + std::to_string(i) + "     : " +
+            (materials[i].name.empty() ? "(no name)" : materials[i].name) +
+            (materials[i].image.empty() ? "" : ", image " + materials[i].image) + "\n";
+  if (!loaded.model_names.groups.empty())
+    text += indent + "groups         : " + std::to_string(loaded.model_names.groups.size()) + "\n";
   return text;
 }
 
@@ -143,7 +166,7 @@ void runRepair(const Options& o) {
         account_text += "  kept as it was: the repair would have left " + why + "\n";
       }
     }
-    saveModel(o.output, mesh);
+    saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
   if (o.json) {
@@ -167,13 +190,13 @@ void runReduce(const Options& o) {
   {
     ProgressBar bar("reduce");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    const LoadedModel loaded = loadInput(o, mesh, run);
     before = liveFaceCount(mesh);
     run.report(0.50);
     reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine, run);
     rebuildTopology(mesh);
     run.report(0.80);
-    saveModel(o.output, mesh);
+    saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
   const size_t after = liveFaceCount(mesh);
@@ -193,11 +216,12 @@ void runOrient(const Options& o) {
   {
     ProgressBar bar("orient");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    const LoadedModel loaded = loadInput(o, mesh, run);
     run.report(0.50);
     optimizeOrientation(mesh, angles, o.orient_mode, kOverhangAngle, run.sub(0.5, 0.9));
     run.report(0.90);
-    saveModel(o.output, mesh);
+    // The faces stay as they were; only the vertices turn.
+    saveModel(o.output, mesh, loaded.model_names);
     run.report(1.0);
   }
   if (o.json)
@@ -221,10 +245,11 @@ std::string partPath(const std::string& output, size_t part) {
 
 void runSeparate(const Options& o) {
   TriMesh mesh;
+  LoadedModel loaded;
   {
     ProgressBar bar("separate");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    loaded = loadInput(o, mesh, run);
     run.report(0.50);
     separateShells(mesh, run);
     run.report(1.0);
@@ -233,7 +258,7 @@ void runSeparate(const Options& o) {
   try {
     for (size_t i = 0; i < mesh.pieces.size(); ++i) {
       written.push_back(partPath(o.output, i + 1));
-      saveModel(written.back(), mesh.pieces[i]);
+      saveModel(written.back(), mesh.pieces[i], namesAfterRemaking(loaded));
     }
   } catch (...) {
     std::error_code ec;
@@ -295,7 +320,7 @@ void runHollow(const Options& o) {
   {
     ProgressBar bar("hollow");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    const LoadedModel loaded = loadInput(o, mesh, run);
     run.report(0.50);
     SubMesh core = mesh;
     if (hollowMesh(core, o.wall, run.sub(0.50, 0.90), &report) != 0)
@@ -310,7 +335,7 @@ void runHollow(const Options& o) {
     }
     core.incidentCorners.rebuild(core.faces, core.vertices.size());
     appendMesh(mesh, std::move(core));
-    saveModel(o.output, mesh);
+    saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
   const double share = report.coreVolume / report.modelVolume;
@@ -395,7 +420,7 @@ void runLampshade(const Options& o) {
   {
     ProgressBar bar("lampshade");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    const LoadedModel loaded = loadInput(o, mesh, run);
     before = liveFaceCount(mesh);
     run.report(0.50);
     buildLampshade(mesh, o.wall, run.sub(0.50, 0.95), &report);
@@ -403,7 +428,7 @@ void runLampshade(const Options& o) {
       throw UserError("no shade: a wall of " + std::to_string(o.wall) +
                       " leaves too little of the model (is it closed, with a base, and "
                       "thicker than twice the wall?)");
-    saveModel(o.output, mesh);
+    saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
   const size_t after = liveFaceCount(mesh);
@@ -433,8 +458,8 @@ void runLampshade(const Options& o) {
 
 void runConvert(const Options& o) {
   TriMesh mesh;
-  loadModel(o.input, mesh);
-  saveModel(o.output, mesh);
+  const LoadedModel loaded = loadModel(o.input, mesh);
+  saveModel(o.output, mesh, loaded.model_names);
   if (o.json)
     printJson({{"input", o.input}, {"output", o.output}, {"triangles", liveFaceCount(mesh)}});
   else
@@ -461,7 +486,8 @@ int main(int argc, char** argv) {
     sub->fallthrough();
     sub->add_option(
            "input", o.input,
-           "model file (.stl, .obj, .wrl, .wrz, .x3d, .x3dz, .igs, .iges, .stp, .step; any case)")
+           "model file (.stl, .obj, .ply, .3mf, .wrl, .wrz, .x3d, .x3dz, .igs, .iges, .stp, .step; "
+           "any case)")
         ->required();
   };
   auto output = [&](CLI::App* sub, const char* what) {
@@ -520,7 +546,10 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 2));
   CLI::App* convert = app.add_subcommand("convert", "convert between formats by extension");
   input(convert);
-  convert->add_option("output", o.output, "output model file (.stl or .obj)")->required();
+  convert
+      ->add_option("output", o.output,
+                   "output model file (.stl, .obj with its .mtl, .ply, .3mf, .gltf, .glb)")
+      ->required();
 
   CLI::App* voxelize = app.add_subcommand(
       "voxelize", "turn the model into voxels and write the closed surface of their outer faces");

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +18,8 @@
 #include "io/file_dispatch.h"
 #include "io/file_replace.h"
 #include "io/gltf.h"
+#include "io/mtl.h"
+#include "io/obj_tool.h"
 #include "io/platform_file.h"
 #include "mesh/mesh_utils.h"
 
@@ -68,6 +71,29 @@ std::string noCadTriangles(const std::string& path) {
   return "'" + path + "' holds no surfaces the converter could tessellate";
 }
 
+// Warnings go to stderr, the first few of a kind in full.
+void warn(const std::string& text) {
+  std::fprintf(stderr, "vekmesh: warning: %s\n", text.c_str());
+}
+
+constexpr size_t kWarningsShown = 10;
+
+void warnAll(const std::string& path, const std::vector<std::string>& warnings) {
+  for (size_t i = 0; i < warnings.size() && i < kWarningsShown; ++i)
+    warn("'" + path + "' " + warnings[i]);
+  if (warnings.size() > kWarningsShown)
+    warn("'" + path + "': " + std::to_string(warnings.size() - kWarningsShown) + " more warnings");
+}
+
+// A scene's texture names as unnamed materials with their images, found
+// from the scene's folder (a URL stays as it is).
+void sceneMaterials(const std::string& path, LoadedModel& loaded) {
+  const std::string folder = folderOf(path);
+  for (const std::string& name : loaded.names)
+    loaded.model_names.materials.push_back(
+        {"", name.find("://") != std::string::npos ? name : resolvedPath(folder, name)});
+}
+
 }  // namespace
 
 LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& run) {
@@ -93,8 +119,17 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
       ticking =
           std::make_unique<ElapsedIndicator>("tessellating " + fs::path(path).filename().string() +
                                              " (" + std::to_string(size >> 20) + " MB)");
-    loaded.triangles_read =
-        importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
+    if (format == ModelFormat::kObj) {
+      const ObjToolRead read = readObjTool(path.c_str(), mesh, loaded.model_names);
+      if (!read.error.empty()) throw UserError("cannot read '" + path + "': " + read.error);
+      warnAll(path, read.warnings);
+      loaded.triangles_read = read.triangles;
+      mesh.tag = &mesh;
+    } else {
+      loaded.triangles_read =
+          importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
+      sceneMaterials(path, loaded);
+    }
   }
   const size_t built = liveFaceCount(mesh);
   if (built == 0 && isCad(format) && loaded.triangles_read == 0)
@@ -120,17 +155,51 @@ void checkOutputName(const std::string& path) {
     throw UserError(unknownExtensionMessage(path, writableExtensions()));
 }
 
-void saveModel(const std::string& path, const SubMesh& mesh) {
+namespace {
+
+// Images of the materials the live faces use that cannot be found; the file
+// still refers to them, and the user hears of it.
+void warnOfMissingImages(const std::string& path, const SubMesh& mesh, const ModelNames& names) {
+  std::vector<bool> used(names.materials.size(), false);
+  for (const Face& f : mesh.faces)
+    if (!f.removed && f.material >= 0 && size_t(f.material) < used.size()) used[f.material] = true;
+  for (size_t m = 0; m < used.size(); ++m) {
+    const MaterialName& material = names.materials[m];
+    std::error_code ec;
+    if (!used[m] || material.image.empty() || fs::is_regular_file(material.image, ec)) continue;
+    warn("texture image '" + material.image + "'" +
+         (material.name.empty() ? std::string() : " of material '" + material.name + "'") +
+         " not found; '" + path + "' refers to it all the same");
+  }
+}
+
+bool writeGltfWithNames(const std::string& path, const SubMesh& mesh, const ModelNames& names) {
+  std::vector<std::string> images, material_names;
+  for (const MaterialName& m : names.materials) {
+    images.push_back(m.image);
+    material_names.push_back(m.name);
+  }
+  return writeGltf(mesh, path.c_str(), images, material_names);
+}
+
+}  // namespace
+
+void saveModel(const std::string& path, const SubMesh& mesh, const ModelNames& names) {
   checkOutputName(path);
   const ModelFormat format = modelFormatOf(path, ExtensionMatch::kToolNames);
   // Written beside the target and renamed: a failed or interrupted write
-  // never leaves a partial file under the user's name. The glTF writer does
-  // this itself, for its buffer file as well.
+  // never leaves a partial file under the user's name. The glTF and OBJ
+  // writers do this themselves, for their buffer and material files as well.
   errno = 0;
-  const bool written =
-      isGltf(format)
-          ? writeGltf(mesh, path.c_str(), {})
-          : replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
+  bool written = false;
+  if (isGltf(format))
+    written = writeGltfWithNames(path, mesh, names);
+  else if (format == ModelFormat::kObj)
+    written = writeObjTool(path.c_str(), mesh, names);
+  else
+    written = replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
+  if (written && (isGltf(format) || format == ModelFormat::kObj))
+    warnOfMissingImages(path, mesh, names);
   if (!written)
     throw UserError("cannot write '" + path + "'" +
                     (errno ? std::string(": ") + std::strerror(errno) : ""));

@@ -1,12 +1,14 @@
 // Dispatch by extension. "STL" and "Stl" are not "stl" unless the caller asks
 // for a case-insensitive match: the exports keep the exact comparison, and
-// only the tool's match knows PLY, 3MF and glTF.
+// only the tool's match knows PLY, 3MF and glTF and reads OBJ with the tool's
+// own reader.
 #include "io/file_dispatch.h"
 
 #include <cctype>
 
 #include "io/cad.h"
 #include "io/obj.h"
+#include "io/obj_tool.h"
 #include "io/ply.h"
 #include "io/stl.h"
 #include "io/threemf.h"
@@ -72,9 +74,12 @@ size_t importByExtension(const char* path, SubMesh& mesh, std::vector<std::strin
         triangles = loadStl(path, mesh, run);
         break;
       case ModelFormat::kObj:
-        triangles = readObj(
-            path, mesh,
-            match == ExtensionMatch::kToolNames ? ObjIndices::kRelativeToo : ObjIndices::kAbsolute);
+        if (match == ExtensionMatch::kToolNames) {
+          ModelNames obj_names;
+          triangles = readObjTool(path, mesh, obj_names).triangles;
+        } else {
+          triangles = readObj(path, mesh);
+        }
         break;
       case ModelFormat::kVrml:
         readVrml(path, mesh, SceneFormat::kVrml, scene_names, run);

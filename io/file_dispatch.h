@@ -16,7 +16,8 @@ namespace vekmesh {
 // How a path's extension picks its reader: exactly as the exports' dispatch
 // table spells it, in any case, or in any case with the tool's extra names
 // (.wrz and .x3dz, gzip-compressed scenes; .ply; .3mf; .gltf and .glb, which the
-// tool writes through the glTF writer and does not read).
+// tool writes through the glTF writer and does not read), reading .obj with
+// the tool's own reader (obj_tool.h).
 enum class ExtensionMatch { kExact, kIgnoreCase, kToolNames };
 
 enum class ModelFormat { kUnknown, kStl, kObj, kVrml, kX3d, kIges, kStep, kPly, k3mf, kGltf, kGlb };

@@ -116,7 +116,8 @@ const char* imageMimeType(const std::vector<uint8_t>& b) {
 
 // Materials, textures and images: one material per index up to the largest used.
 void addMaterials(Json& doc, Layout& layout, const GltfPrimitives& prims,
-                  const std::vector<std::string>& image_paths, const char* path, bool glb) {
+                  const std::vector<std::string>& image_paths,
+                  const std::vector<std::string>& material_names, const char* path, bool glb) {
   int largest = -1;
   std::vector<bool> textured;
   for (const GltfPrimitive& p : prims.primitives) {
@@ -148,8 +149,9 @@ void addMaterials(Json& doc, Layout& layout, const GltfPrimitives& prims,
       textures.push_back({{"source", images.size() - 1}});
       pbr["baseColorTexture"] = {{"index", textures.size() - 1}};
     }
-    materials.push_back(
-        {{"name", "material_" + std::to_string(m)}, {"pbrMetallicRoughness", std::move(pbr)}});
+    const bool named = static_cast<size_t>(m) < material_names.size() && !material_names[m].empty();
+    materials.push_back({{"name", named ? material_names[m] : "material_" + std::to_string(m)},
+                         {"pbrMetallicRoughness", std::move(pbr)}});
   }
   doc["materials"] = std::move(materials);
   if (!textures.empty()) {
@@ -269,7 +271,8 @@ std::string relativeUri(const std::string& target, const std::string& from) {
   }
 }
 
-bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::string>& image_paths) {
+bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::string>& image_paths,
+               const std::vector<std::string>& material_names) {
   if (!path || !*path) return false;
   const bool glb = isGlb(path);
   const GltfPrimitives prims = gatherGltfPrimitives(mesh);
@@ -284,7 +287,7 @@ bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::str
     for (const GltfPrimitive& p : prims.primitives)
       primitives.push_back(primitiveJson(layout, p, prims.colored));
     doc["meshes"] = Json::array({Json::object({{"primitives", std::move(primitives)}})});
-    addMaterials(doc, layout, prims, image_paths, path, glb);
+    addMaterials(doc, layout, prims, image_paths, material_names, path, glb);
   }
   layout.pad();
   if (!layout.bin.empty()) {

@@ -17,7 +17,8 @@
 //   bytes exactly) only when some corner is not white;
 // - TEXCOORD_0 in textured primitives, with v flipped to 1 - v: glTF puts the
 //   image's top row at v = 0, the exchange arrays its bottom row;
-// - one material per material index 0..largest used, named "material_<m>",
+// - one material per material index 0..largest used, named "material_<m>"
+//   unless the caller names it,
 //   not metallic (metallicFactor 0: printed plastic, not the format's default
 //   metal), with a baseColorTexture when image_paths[m] is not empty and its
 //   primitive has texture coordinates;
@@ -37,8 +38,10 @@
 namespace vekmesh {
 
 // Writes the live faces to `path`; `image_paths[m]` is the image of material
-// m ("" for none). Returns whether every file was written.
-bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::string>& image_paths);
+// m ("" for none), `material_names[m]` its name ("" or missing: the name
+// "material_<m>"). Returns whether every file was written.
+bool writeGltf(const SubMesh& mesh, const char* path, const std::vector<std::string>& image_paths,
+               const std::vector<std::string>& material_names = {});
 
 // The URI under which a file at `target` is referred to from a glTF at
 // `from`: relative to the folder of `from`, with '/' separators and every byte

@@ -6,48 +6,12 @@
 
 #include <algorithm>
 #include <array>
-#include <unordered_map>
 #include <vector>
 
+#include "io/colour_lines.h"
 #include "io/file_handle.h"
 
 namespace vekmesh {
-namespace {
-
-// The written vertex numbers of one vertex's untextured uses, by colour. A
-// colour is its three bytes: each distinct colour is its own line. Most
-// vertices see one or two colours, so a short list is searched first.
-class ColourLines {
- public:
-  void clear() {
-    few_.clear();
-    many_.clear();
-  }
-  // The number recorded for `colour`, or -1.
-  int32_t find(uint32_t colour) const {
-    for (const auto& entry : few_)
-      if (entry.first == colour) return entry.second;
-    const auto it = many_.find(colour);
-    return it == many_.end() ? -1 : it->second;
-  }
-  void add(uint32_t colour, int32_t number) {
-    if (few_.size() < kFew)
-      few_.emplace_back(colour, number);
-    else
-      many_.emplace(colour, number);
-  }
-
- private:
-  static constexpr size_t kFew = 8;
-  std::vector<std::pair<uint32_t, int32_t>> few_;
-  std::unordered_map<uint32_t, int32_t> many_;
-};
-
-uint32_t packColour(const uint8_t rgb[3]) {
-  return uint32_t(rgb[0]) << 16 | uint32_t(rgb[1]) << 8 | rgb[2];
-}
-
-}  // namespace
 
 bool writeObj(const char* path, const SubMesh& mesh) {
   if (!path) return false;

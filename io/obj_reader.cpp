@@ -3,12 +3,12 @@
 // polygons are ear-clipped and every corner is resolved to a soup that is
 // welded like any other input.
 #include <array>
-#include <cstring>
 #include <limits>
 #include <string_view>
 #include <vector>
 
 #include "geometry/polygon_triangulation.h"
+#include "io/face_points.h"
 #include "io/file_handle.h"
 #include "io/obj.h"
 #include "io/text_scanner.h"
@@ -24,10 +24,6 @@ constexpr Rgb kWhite = {255, 255, 255};
 // The welded mesh numbers faces with 32-bit signed vertex indices; a file that
 // would need more triangles is read up to that point.
 constexpr size_t kMaxTriangles = std::numeric_limits<int32_t>::max();
-
-bool samePosition(const Position& a, const Position& b) {
-  return std::memcmp(a.data(), b.data(), sizeof a) == 0;
-}
 
 // One corner of a face line: 1-based numbers as written, 0 when absent.
 struct FaceCorner {
@@ -52,8 +48,7 @@ FaceCorner parseCorner(std::string_view word) {
 
 class ObjParser {
  public:
-  ObjParser(std::FILE* file, uint64_t size, ObjIndices indices)
-      : scanner_(file, size), indices_(indices) {}
+  ObjParser(std::FILE* file, uint64_t size) : scanner_(file, size) {}
 
   void run() {
     std::string_view word;
@@ -114,32 +109,16 @@ class ObjParser {
     std::string_view word;
     bool valid = true;
     while (scanner_.wordOnLine(word) && word[0] != '#') {
-      FaceCorner c = parseCorner(word);
-      if (indices_ == ObjIndices::kRelativeToo) {
-        // -k names the k-th last one read so far (further back than the
-        // first stays negative and drops the face below).
-        if (c.vertex < 0) c.vertex += static_cast<int64_t>(positions_.size()) + 1;
-        if (c.texture < 0) c.texture += static_cast<int64_t>(texCoords_.size()) + 1;
-      }
+      const FaceCorner c = parseCorner(word);
       // Numbers count from 1; 0, negative (relative) and too-large numbers
       // name no vertex, and the face is dropped.
       if (c.vertex < 1 || c.vertex > static_cast<int64_t>(positions_.size())) valid = false;
       if (valid) corners_.push_back(c);
     }
     if (!valid) return;
-    // Consecutive repeats of a point (including last to first) are skipped.
-    points_.clear();
-    kept_.clear();
-    for (const FaceCorner& c : corners_) {
-      const Position& p = positions_[c.vertex - 1];
-      if (!points_.empty() && samePosition(points_.back(), p)) continue;
-      points_.push_back(p);
-      kept_.push_back(c);
-    }
-    while (points_.size() > 1 && samePosition(points_.back(), points_.front())) {
-      points_.pop_back();
-      kept_.pop_back();
-    }
+    distinctFacePoints(
+        corners_, [&](const FaceCorner& c) -> const Position& { return positions_[c.vertex - 1]; },
+        points_, kept_);
     triangles_.clear();
     triangulateFace(points_, triangles_);
     const int16_t material = currentMaterial();
@@ -175,7 +154,6 @@ class ObjParser {
   }
 
   TextScanner scanner_;
-  ObjIndices indices_;
   std::vector<Position> positions_;
   std::vector<Rgb> colours_;
   std::vector<std::array<double, 2>> texCoords_;
@@ -190,11 +168,11 @@ class ObjParser {
 
 }  // namespace
 
-size_t readObj(const char* path, SubMesh& mesh, ObjIndices indices) {
+size_t readObj(const char* path, SubMesh& mesh) {
   uint64_t size = 0;
   FileHandle file = openRegularFile(path, size);
   if (!file) return 0;
-  ObjParser parser(file.get(), size, indices);
+  ObjParser parser(file.get(), size);
   parser.run();
   buildTriMesh(mesh, parser.soup());
   return parser.soup().triangleCount();

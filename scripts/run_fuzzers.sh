@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the libFuzzer targets of the STL, OBJ, PLY, 3MF and scene readers (and of the
+# Builds the libFuzzer targets of the STL, OBJ (both), PLY, 3MF and scene readers (and of the
 # STEP/IGES converter's entry when OpenCASCADE is installed) with clang into
 # build-fuzz, writes their seed corpus (the files the tests use, plus writer
 # output; STEP and IGES files written with OpenCASCADE) and runs each target
@@ -19,8 +19,8 @@ done
 
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DVEKMESH_BUILD_FUZZERS=ON -DVEKMESH_BUILD_TESTS=OFF >/dev/null
-formats=(stl obj ply threemf vrml x3d)
-targets=(stl_fuzz obj_fuzz ply_fuzz threemf_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds)
+formats=(stl obj obj_tool ply threemf vrml x3d)
+targets=(stl_fuzz obj_fuzz obj_tool_fuzz ply_fuzz threemf_fuzz vrml_fuzz x3d_fuzz make_fuzz_seeds)
 # The converter's target exists when the configuration found OpenCASCADE (grep
 # reads the whole list: with pipefail, grep -q would break the pipe).
 if cmake --build "$build" --target help | grep '\bcad_fuzz\b' >/dev/null; then
@@ -34,6 +34,8 @@ rm -rf "$seeds"
 mkdir -p "$seeds/stl" "$seeds/obj" "$seeds/ply" "$seeds/threemf" "$seeds/vrml" "$seeds/x3d" \
   "$seeds/cad" "$build/findings"
 "$build/tests/fuzz/make_fuzz_seeds" "$seeds/stl" "$seeds/obj" "$seeds/threemf"
+# The tool's OBJ reader starts from the same files.
+cp -r "$seeds/obj" "$seeds/obj_tool"
 # PLY in all three encodings, with colours, a quad and an element to skip.
 python3 - "$seeds/ply" <<'PY'
 import struct, sys
@@ -99,13 +101,14 @@ X3D
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then export TMPDIR=/dev/shm; fi
 
 # The readers' dictionaries; the converter's target has none.
-declare -A dicts=([stl]=tests/fuzz/stl.dict [obj]=tests/fuzz/obj.dict [ply]=tests/fuzz/ply.dict
+declare -A dicts=([stl]=tests/fuzz/stl.dict [obj]=tests/fuzz/obj.dict
+                  [obj_tool]=tests/fuzz/obj.dict [ply]=tests/fuzz/ply.dict
                   [threemf]=tests/fuzz/threemf.dict [vrml]=tests/fuzz/vrml.dict
                   [x3d]=tests/fuzz/x3d.dict)
 # Seconds per input that count as a hang: the converter kills its own worker
 # after a minute plus a minute per megabyte, so its target may take that long
 # on an input that makes OpenCASCADE loop; a hang is one that outlasts it.
-declare -A timeouts=([stl]=10 [obj]=10 [ply]=10 [threemf]=10 [vrml]=10 [x3d]=10 [cad]=120)
+declare -A timeouts=([stl]=10 [obj]=10 [obj_tool]=10 [ply]=10 [threemf]=10 [vrml]=10 [x3d]=10 [cad]=120)
 # OpenCASCADE frees some tables it builds once; the reports of those are
 # suppressed (tests/occt_leaks.supp).
 export LSAN_OPTIONS="suppressions=$PWD/tests/occt_leaks.supp${LSAN_OPTIONS:+:$LSAN_OPTIONS}"

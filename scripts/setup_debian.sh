@@ -10,7 +10,9 @@ packages=(build-essential cmake pkg-config libgtest-dev googletest python3
           libpolyclipping-dev libpugixml-dev zlib1g-dev libminizip-dev libboost-dev libcli11-dev
           nlohmann-json3-dev clang-format git
           # OpenCASCADE, for the STEP/IGES converter library and its tests
-          libocct-data-exchange-dev libocct-modeling-algorithms-dev)
+          libocct-data-exchange-dev libocct-modeling-algorithms-dev
+          # lib3mf, which a test opens the tool's 3MF files with
+          lib3mf-dev)
 if [ "${1:-}" = "--fuzz" ]; then
   packages+=(clang libclang-rt-14-dev libomp-dev)
 fi

@@ -160,8 +160,71 @@ check_json 'j["input"] == "latin\ufffd.stl"' -- --json info "$(printf 'latin\xff
 # An OBJ with relative face numbers: a closed tetrahedron.
 printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nf -4 -2 -3\nf -4 -3 -1\nf -4 -1 -2\nf -3 -2 -1\n' > rel.obj
 [ "$(triangles rel.obj)" = 4 ] || fail "the relative face numbers of rel.obj were not read"
+# An OBJ with colours and texture coordinates on two named materials, one
+# with an image that is not there: the OBJ written back keeps all of it with
+# its .mtl; the glTF refers to the image and the tool warns.
+cat > tex.obj <<'OBJ'
+mtllib tex.mtl
+o box part
+v 0 0 0 1 0 0
+v 1 0 0 0 1 0
+v 0 1 0 0 0 1
+v 0 0 1 0.5 0.5 0.5
+vt 0.125 0.25
+vt 0.75 0.5
+usemtl red paint
+f 1/1 3/2 2/1
+f 1/2 2/1 4/2
+usemtl wood grain
+f 1 4 3
+usemtl red paint
+f 2/1 3/1 4/2
+OBJ
+printf 'newmtl red paint\nKd 1 0 0\nnewmtl wood grain\nmap_Kd maps/grain.png\n' > tex.mtl
+mkdir -p out
+expect 0 "out/back.obj" -- convert tex.obj out/back.obj
+grep -q '^map_Kd ../maps/grain.png$' out/back.mtl || fail "back.mtl lacks the image: $(cat out/back.mtl)"
+check_json '[m["name"] for m in j["load"]["materials"]] == ["red paint", "wood grain"] and j["load"]["groups"] == ["box part"]
+  and j["model"]["triangles"] == 4' -- --json info out/back.obj
+expect 0 "grain.png' of material 'wood grain' not found" -- convert out/back.obj tex.gltf
+python3 - <<'PY' || fail "the OBJ round trip or the glTF of tex.obj is not as expected"
+import json
+def faces(name):
+    v, vt, out, mat = [], [], [], None
+    for line in open(name):
+        w = line.split()
+        if not w: continue
+        # Colours compare as the bytes they are kept in.
+        if w[0] == "v": v.append(tuple(map(float, w[1:4])) + tuple(round(float(x) * 255) for x in w[4:]))
+        elif w[0] == "vt": vt.append(tuple(map(float, w[1:])))
+        elif w[0] == "usemtl": mat = " ".join(w[1:])
+        elif w[0] == "f":
+            c = [(v[int(x.split("/")[0]) - 1], vt[int(x.split("/")[1]) - 1] if "/" in x and x.split("/")[1] else (0.0, 0.0)) for x in w[1:]]
+            k = c.index(min(c))
+            out.append((tuple(c[k:] + c[:k]), mat))
+    return sorted(out)
+a, b = faces("tex.obj"), faces("out/back.obj")
+assert a == b, (a, b)
+g = json.load(open("tex.gltf"))
+assert [m["name"] for m in g["materials"]] == ["red paint", "wood grain"], g["materials"]
+assert g["images"] == [{"uri": "maps/grain.png"}], g.get("images")
+PY
+# A plain model stays plain: no material library, no colours; the OBJ round
+# trip keeps the triangles bit-exact (checked with PLY and 3MF below).
+expect 0 "plain.obj" -- convert model.stl plain.obj
+! grep -q '^mtllib\|^usemtl' plain.obj || fail "plain.obj names materials"
+! grep -q '^v \S* \S* \S* ' plain.obj || fail "plain.obj has vertex colours"
+expect 0 "back_obj.stl" -- convert plain.obj back_obj.stl
+# A face numbering past the vertices, a coordinate past single precision and
+# binary junk: errors that name the line.
+printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 9\n' > past.obj
+refuse "line 4: a face refers to vertex 9 of 3" out14.stl -- convert past.obj out14.stl
+printf 'v 0 0 0\nv 1e300 0 0\n' > huge.obj
+refuse "line 2: a vertex coordinate is not a finite" out15.stl -- convert huge.obj out15.stl
+head -c 300 "$tool" > junk.obj
+refuse "control character" out16.stl -- convert junk.obj out16.stl
 # PLY (any case) and glTF: the geometry comes back bit-exact through binary
-# PLY; the .gltf has its .bin beside it, the .glb stands alone.
+# PLY, 3MF and OBJ; the .gltf has its .bin beside it, the .glb stands alone.
 expect 0 "ref.stl" -- convert model.stl ref.stl
 expect 0 "model.PLY" -- convert model.stl model.PLY
 expect 0 "back.stl" -- convert model.PLY back.stl
@@ -180,9 +243,10 @@ def tris(name):
         k = min(range(3), key=lambda i: c[3 * i:3 * i + 3])  # rotation-independent
         out.append(c[3 * k:] + c[:3 * k])
     return sorted(out)
-a, b, c = tris("ref.stl"), tris("back.stl"), tris("back3.stl")
-if a != b or a != c:
-    sys.exit("PLY or 3MF: %d, %d vs %d triangles, or changed coordinates" % (len(b), len(c), len(a)))
+a, b, c, d = tris("ref.stl"), tris("back.stl"), tris("back3.stl"), tris("back_obj.stl")
+if a != b or a != c or a != d:
+    sys.exit("PLY, 3MF or OBJ: %d, %d, %d vs %d triangles, or changed coordinates"
+             % (len(b), len(c), len(d), len(a)))
 import zipfile, xml.etree.ElementTree as ET
 z = zipfile.ZipFile("model.3MF")
 assert "[Content_Types].xml" in z.namelist() and "_rels/.rels" in z.namelist()
