@@ -197,8 +197,8 @@ VEKMESH_API void remeshFromData64(float* const* corners_address, const uint32_t*
   const int32_t* indices = index_address ? *index_address : nullptr;
   const uint32_t index_count = indices && index_count_address ? *index_count_address : 0;
   refineCoordinates(corners_address, count_address, corners_out, count_out,
-                    [&](TriMesh& mesh, const RunContext&) {
-                      remeshMesh(mesh, index_count ? indices : nullptr, index_count);
+                    [&](TriMesh& mesh, const RunContext& run) {
+                      remeshMesh(mesh, index_count ? indices : nullptr, index_count, run);
                       rebuildTopology(mesh);
                     });
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "analysis/print_orientation.h"
+#include "cli/face_selection.h"
 #include "cli/model_files.h"
 #include "cli/model_report.h"
 #include "cli/progress_bar.h"
@@ -22,6 +23,7 @@
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
 #include "remesh/mesh_reducer.h"
+#include "remesh/remesher.h"
 #include "repair/repair_pipeline.h"
 #include "repair/separation.h"
 #include "repair/thorough_repair.h"
@@ -47,6 +49,7 @@ struct Options {
   float voxel_size = 1.0f;
   float wall = 2.0f;
   bool preview = false;
+  std::string faces;  // remesh: the face list, or a file of it; empty = all
 };
 
 void appendToLogFile(std::string_view text, void*) {
@@ -208,6 +211,44 @@ void runReduce(const Options& o) {
   else
     std::printf("%s: %zu triangles -> %s: %zu triangles\n", o.input.c_str(), before,
                 o.output.c_str(), after);
+}
+
+// Isotropic remeshing of the faces --faces lists (all without it); the rest
+// of the model is written back as it was read.
+void runRemesh(const Options& o) {
+  TriMesh mesh;
+  size_t before = 0;
+  RemeshReport report;
+  {
+    ProgressBar bar("remesh");
+    const RunContext run = toolContext(o, bar.sink());
+    loadInput(o, mesh, run);
+    before = liveFaceCount(mesh);
+    const std::vector<int32_t> faces = parseFaceSelection(o.faces, mesh.faces.size());
+    if (!o.faces.empty() && faces.empty())
+      throw UserError("--faces names no face of the model (it has " + std::to_string(before) + ")");
+    run.report(0.50);
+    report = remeshMesh(mesh, faces.empty() ? nullptr : faces.data(),
+                        static_cast<uint32_t>(faces.size()), run.sub(0.50, 0.90));
+    rebuildTopology(mesh);
+    saveModel(o.output, mesh);
+    run.report(1.0);
+  }
+  const size_t after = liveFaceCount(mesh);
+  if (o.json)
+    printJson({{"input", o.input},
+               {"output", o.output},
+               {"triangles_before", before},
+               {"triangles_after", after},
+               {"remeshed_faces", report.selected_faces},
+               {"result_faces", report.result_faces},
+               {"target_edge", report.target_length},
+               {"capped", report.capped}});
+  else
+    std::printf(
+        "%s: %zu triangles -> %s: %zu triangles (%zu faces remeshed into %zu, target edge %g)\n",
+        o.input.c_str(), before, o.output.c_str(), after, report.selected_faces,
+        report.result_faces, report.target_length);
 }
 
 void runOrient(const Options& o) {
@@ -529,6 +570,15 @@ int main(int argc, char** argv) {
                    "smallest cosine allowed between a face normal before and after")
       ->capture_default_str()
       ->check(CLI::Range(-1.0, 1.0));
+  CLI::App* remesh = app.add_subcommand(
+      "remesh",
+      "remesh the selected faces (all without --faces) into even triangles of the selection's "
+      "mean edge length; the rest of the model, the selection's border and sharp edges stay");
+  input(remesh);
+  output(remesh, "remeshed model file");
+  remesh->add_option("--faces", o.faces,
+                     "face indices such as 0,5,7-20, or a text file of them (numbered as the "
+                     "model is read: welded, in file order)");
   CLI::App* separate = app.add_subcommand("separate", "write every part to a file of its own");
   input(separate);
   output(separate, "output name; parts are written as NAME-1.EXT, NAME-2.EXT, ...");
@@ -597,6 +647,7 @@ int main(int argc, char** argv) {
     if (*info) runInfo(o);
     if (*repair) runRepair(o);
     if (*reduce) runReduce(o);
+    if (*remesh) runRemesh(o);
     if (*separate) runSeparate(o);
     if (*orient) runOrient(o);
     if (*convert) runConvert(o);

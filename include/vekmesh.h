@@ -212,7 +212,27 @@ VEKMESH_API void subdivisionFromColorData(int32_t level, const float* corners, c
 /* Reads a model by address and remeshes it. The index array is also read by
  * address: `*index_address` holds `*index_count_address` int32 indices that
  * guide the remesh (null addresses or a null array mean none). Writes the
- * coordinates only. */
+ * coordinates only.
+ *
+ * The indices select the faces to remesh, numbered as the model is built
+ * (welded, triangles whose corners coincide dropped). Out-of-range and
+ * repeated indices are ignored; faces with a non-finite corner are never
+ * remeshed; when no valid index is left (null, empty or all invalid) the
+ * whole model is. The selection is remeshed isotropically (Botsch and
+ * Kobbelt 2004): five rounds of splitting edges longer than 4/3 of the
+ * target, collapsing edges shorter than 4/5 of it, flipping edges towards
+ * valence 6 (4 on a boundary) and tangential smoothing projected back onto
+ * the selection as it was; the target is the mean edge length of the
+ * selection. Everything outside the selection comes back bit-identical: the
+ * selection's border (its vertices and edges) does not move, so no crack
+ * opens. Edges whose faces meet at more than 30 degrees are feature lines:
+ * they are split along themselves and shortened along themselves, their
+ * vertices never move off them, and their ends and corners (three or more
+ * lines, or a bend sharper than 30 degrees) stay in place; open boundaries
+ * are feature lines too, and non-manifold edges and vertices stay as they
+ * are. Closed selections stay closed, windings are kept. The result has at
+ * most 4 times the selected faces plus 1024 (and at most 20 million); splits
+ * stop there. Texture coordinates of remeshed faces are not carried over. */
 VEKMESH_API void remeshFromData64(float* const* corners_address, const uint32_t* count_address,
                                   float** corners_out, uint32_t* count_out,
                                   int32_t* const* index_address,

@@ -43,6 +43,16 @@ expect 0 "->" -- reduce model.stl -o reduced.stl --ratio 0.5 --max-error 0.01
 expect 0 "Rx" -- orient model.stl -o oriented.stl
 for f in repaired.stl model.STL part-1.stl reduced.stl oriented.stl; do expect 0 "triangles" -- info "$f"; done
 
+# Remeshing a selection (a list, a file) and the whole model; a bad list is
+# a user error that leaves no file.
+expect 0 "faces remeshed into" -- remesh model.stl -o remeshed.stl --faces 0,5,7-400
+printf '10 11\n12-300, 400\n' > faces.txt
+expect 0 '"remeshed_faces":292' -- --json remesh model.stl -o remeshed-file.stl --faces faces.txt
+expect 0 "faces remeshed into" -- remesh model.stl -o remeshed-all.stl
+expect 0 "triangles" -- info remeshed.stl
+refuse "neither a face index" remeshed-bad.stl -- remesh model.stl -o remeshed-bad.stl --faces 3,x-7
+refuse "names no face" remeshed-none.stl -- remesh model.stl -o remeshed-none.stl --faces 99999999
+
 # A flat strip of 300000 triangles whose first one is doubled: the repair
 # exports keep the copy at this size, the tool removes it.
 python3 - <<'PY'
