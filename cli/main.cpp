@@ -222,7 +222,7 @@ void runRemesh(const Options& o) {
   {
     ProgressBar bar("remesh");
     const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
+    const LoadedModel loaded = loadInput(o, mesh, run);
     before = liveFaceCount(mesh);
     const std::vector<int32_t> faces = parseFaceSelection(o.faces, mesh.faces.size());
     if (!o.faces.empty() && faces.empty())
@@ -231,7 +231,7 @@ void runRemesh(const Options& o) {
     report = remeshMesh(mesh, faces.empty() ? nullptr : faces.data(),
                         static_cast<uint32_t>(faces.size()), run.sub(0.50, 0.90));
     rebuildTopology(mesh);
-    saveModel(o.output, mesh);
+    saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
   const size_t after = liveFaceCount(mesh);
