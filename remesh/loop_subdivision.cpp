@@ -49,11 +49,26 @@ bool isHeld(const Point& normal) {
   return normal[0] != normal[0];
 }
 
-// What the sweep reads: the mesh, its normals and the crease threshold.
+// Loop's weight of each neighbour of a smooth vertex of valence n.
+double loopBeta(size_t n) {
+  const double c = 0.375 + 0.25 * std::cos(2.0 * kPi / double(n));
+  return (0.625 - c * c) / double(n);
+}
+constexpr size_t kBetaTableSize = 32;
+
+// What the sweep reads: the mesh, its normals, the crease threshold and
+// Loop's weights of the usual valences.
 struct Sweep {
   const SubMesh& mesh;
   const std::vector<Point>& normals;
   double crease_cosine;
+  double beta_table[kBetaTableSize];
+
+  Sweep(const SubMesh& m, const std::vector<Point>& n)
+      : mesh(m), normals(n), crease_cosine(std::cos(kCreaseAngleDegrees * kPi / 180.0)) {
+    beta_table[0] = 0.0;
+    for (size_t v = 1; v < kBetaTableSize; ++v) beta_table[v] = loopBeta(v);
+  }
 
   Vec3d at(int32_t v) const { return widened(mesh.vertices[size_t(v)].position); }
 
@@ -107,10 +122,9 @@ struct Sweep {
     }
     // Smooth, or a dart (one crease ending here): Loop's mask.
     if (!star.singleClosedFan()) return here;
-    const double n = double(star.edges.size());
-    const double c = 0.375 + 0.25 * std::cos(2.0 * kPi / n);
-    const double beta = (0.625 - c * c) / n;
-    return narrowed(add(scaled(x, 1.0 - n * beta), scaled(sum, beta)));
+    const size_t n = star.edges.size();
+    const double beta = n < kBetaTableSize ? beta_table[n] : loopBeta(n);
+    return narrowed(add(scaled(x, 1.0 - double(n) * beta), scaled(sum, beta)));
   }
 
   Point edgePoint(const VertexStar& star, const StarEdge& e, bool crease) const {
@@ -178,7 +192,7 @@ void loopSubdivisionRound(SubMesh& mesh) {
   EdgeNumbering numbering;
   {
     const std::vector<Point> normals = faceNormals(mesh);
-    const Sweep sweep{mesh, normals, std::cos(kCreaseAngleDegrees * kPi / 180.0)};
+    const Sweep sweep(mesh, normals);
     std::vector<std::vector<uint8_t>> crease_scratch(static_cast<size_t>(vertex_parts));
     numbering = numberEdges(mesh, face_edges, [&](const VertexStar& star, int part) {
       std::vector<uint8_t>& crease = crease_scratch[size_t(part)];

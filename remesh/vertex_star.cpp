@@ -14,13 +14,6 @@ constexpr size_t kLinearLimit = 16;
 
 }  // namespace
 
-uint32_t VertexStar::edgeTo(int32_t far) {
-  for (uint32_t e = 0; e < edges.size(); ++e)
-    if (edges[e].far == far) return e;
-  edges.push_back({far, kNoStarIndex, kNoStarIndex, 0, 0});
-  return static_cast<uint32_t>(edges.size() - 1);
-}
-
 void VertexStar::gather(const SubMesh& mesh, int32_t x) {
   centre = x;
   corners.clear();
@@ -32,13 +25,26 @@ void VertexStar::gather(const SubMesh& mesh, int32_t x) {
   }
   const uint32_t n = static_cast<uint32_t>(corners.size());
   if (n <= kLinearLimit) {
+    // Far vertices in a plain array first: the search is most of the work
+    // for a vertex, and a tight loop over integers is what keeps it cheap.
+    int32_t far[2 * kLinearLimit];
+    uint32_t count = 0;
+    auto find = [&](int32_t v) {
+      uint32_t e = 0;
+      while (e < count && far[e] != v) ++e;
+      if (e == count) far[count++] = v;
+      return e;
+    };
+    for (StarCorner& c : corners) {
+      c.out_edge = find(c.next);
+      c.in_edge = find(c.prev);
+    }
+    edges.resize(count);
+    for (uint32_t e = 0; e < count; ++e) edges[e] = {far[e], kNoStarIndex, kNoStarIndex, 0, 0};
     for (uint32_t i = 0; i < n; ++i) {
-      StarCorner& c = corners[i];
-      c.out_edge = edgeTo(c.next);
-      StarEdge& out = edges[c.out_edge];
+      StarEdge& out = edges[corners[i].out_edge];
       if (out.out_uses++ == 0) out.out_corner = i;
-      c.in_edge = edgeTo(c.prev);
-      StarEdge& in = edges[c.in_edge];
+      StarEdge& in = edges[corners[i].in_edge];
       if (in.in_uses++ == 0) in.in_corner = i;
     }
     return;

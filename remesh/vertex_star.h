@@ -64,7 +64,6 @@ class VertexStar {
   std::vector<StarEdge> edges;  // in order of first appearance (short lists) or by far vertex
 
  private:
-  uint32_t edgeTo(int32_t far);
   std::vector<std::pair<int32_t, uint32_t>> keyed_;
 };
 
