@@ -307,6 +307,37 @@ TEST(ColourRefinement, SplitsOnlyTheColourBoundaryAndStaysConforming) {
   EXPECT_EQ(plain.faces.size(), before.faces.size());
 }
 
+// One colour, two materials meeting at the equator: the faces on that seam
+// are refined, each side interpolating its own texture coordinates.
+TEST(ColourRefinement, RefinesAlongTextureSeams) {
+  Soup soup = twoColourSphere(true);
+  test::paint(soup, {0.5f, 0.5f, 0.5f});
+  soup.uvs.clear();
+  for (uint32_t t = 0; t < soup.triangleCount(); ++t)
+    for (int c = 0; c < 3; ++c) {
+      // Each side of the seam maps the sphere to its own half of the image.
+      soup.uvs.push_back(soup.corners[9 * t + 3 * c] + 2.0f * soup.materials[t]);
+      soup.uvs.push_back(soup.corners[9 * t + 3 * c + 1]);
+    }
+  TriMesh mesh = test::buildMesh(soup);
+  const TriMesh before = mesh;
+  subdivideMesh(mesh, 1, 0);
+  expectSound(mesh);
+  ASSERT_GT(mesh.faces.size(), before.faces.size());
+  // Only faces near the equator change; every corner keeps a texture
+  // coordinate on its own side's half.
+  for (size_t f = 0; f < before.faces.size(); ++f) {
+    bool far_away = true;
+    for (int c = 0; c < 3; ++c)
+      far_away = far_away && std::abs(before.vertices[before.faces[f].v[c]].position[2]) > 0.5f;
+    if (far_away) {
+      EXPECT_EQ(mesh.faces[f].v[0], before.faces[f].v[0]);
+    }
+  }
+  for (const Face& f : mesh.faces)
+    for (int c = 0; c < 3; ++c) EXPECT_NEAR(mesh.texCoords[f.uv[c]].u, 2.0 * f.material, 1.0);
+}
+
 TEST(Subdivision, SeamsStaySharpAndKeepTheirAttributes) {
   TriMesh mesh = test::buildMesh(twoColourSphere(true));
   subdivideMesh(mesh, 2, 1);
