@@ -1,6 +1,6 @@
-// The vekmesh command-line tool: inspect, repair, reduce, separate, orient,
-// convert, voxelise, hollow and turn models into lampshades from a terminal,
-// on the same core as the shared library.
+// The vekmesh command-line tool: inspect, repair, reduce, subdivide, remesh,
+// separate, orient, convert, voxelise, hollow and turn models into lampshades
+// from a terminal, on the same core as the shared library.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
@@ -24,6 +24,7 @@
 #include "mesh/operation_log.h"
 #include "remesh/mesh_reducer.h"
 #include "remesh/remesher.h"
+#include "remesh/subdivision.h"
 #include "repair/repair_pipeline.h"
 #include "repair/separation.h"
 #include "repair/thorough_repair.h"
@@ -50,6 +51,9 @@ struct Options {
   float wall = 2.0f;
   bool preview = false;
   std::string faces;  // remesh: the face list, or a file of it; empty = all
+  // subdivide
+  int32_t level = 1;
+  bool colour = false;
 };
 
 void appendToLogFile(std::string_view text, void*) {
@@ -187,30 +191,55 @@ void runRepair(const Options& o) {
   }
 }
 
-void runReduce(const Options& o) {
+// Triangles of the input and of the model written.
+struct ModelCounts {
+  size_t before = 0, after = 0;
+};
+
+// The frame of the subcommands that turn the input into one output model:
+// load within [0, 50], `work(mesh, run)` from 50, the file written from
+// `save_mark`.
+template <class Work>
+ModelCounts transformModel(const Options& o, const char* name, double save_mark, Work&& work) {
   TriMesh mesh;
-  size_t before = 0;
+  ModelCounts counts;
   {
-    ProgressBar bar("reduce");
+    ProgressBar bar(name);
     const RunContext run = toolContext(o, bar.sink());
     const LoadedModel loaded = loadInput(o, mesh, run);
-    before = liveFaceCount(mesh);
+    counts.before = liveFaceCount(mesh);
     run.report(0.50);
-    reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine, run);
-    rebuildTopology(mesh);
-    run.report(0.80);
+    work(mesh, run);
+    run.report(save_mark);
     saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
   }
-  const size_t after = liveFaceCount(mesh);
-  if (o.json)
-    printJson({{"input", o.input},
-               {"output", o.output},
-               {"triangles_before", before},
-               {"triangles_after", after}});
-  else
-    std::printf("%s: %zu triangles -> %s: %zu triangles\n", o.input.c_str(), before,
-                o.output.c_str(), after);
+  counts.after = liveFaceCount(mesh);
+  return counts;
+}
+
+// "IN: n triangles -> OUT: m triangles<text_tail>", or one line of JSON with
+// `fields` between the paths and the counts.
+void printCounts(const Options& o, const ModelCounts& counts, const Json& fields,
+                 const std::string& text_tail = "") {
+  if (o.json) {
+    Json line = {{"input", o.input}, {"output", o.output}};
+    for (const auto& field : fields.items()) line[field.key()] = field.value();
+    line["triangles_before"] = counts.before;
+    line["triangles_after"] = counts.after;
+    printJson(line);
+  } else {
+    std::printf("%s: %zu triangles -> %s: %zu triangles%s\n", o.input.c_str(), counts.before,
+                o.output.c_str(), counts.after, text_tail.c_str());
+  }
+}
+
+void runReduce(const Options& o) {
+  const ModelCounts counts = transformModel(o, "reduce", 0.80, [&](TriMesh& mesh, auto& run) {
+    reduceMesh(mesh, o.ratio, o.max_error, o.min_cosine, run);
+    rebuildTopology(mesh);
+  });
+  printCounts(o, counts, Json::object());
 }
 
 // Isotropic remeshing of the faces --faces lists (all without it); the rest
@@ -321,14 +350,7 @@ void runSeparate(const Options& o) {
 // The exports' voxel model, cleaned of voxel contacts so that the file is
 // closed and two-manifold as written (the export hands back the contacts).
 void runVoxelize(const Options& o) {
-  TriMesh mesh;
-  size_t before = 0;
-  {
-    ProgressBar bar("voxelize");
-    const RunContext run = toolContext(o, bar.sink());
-    loadInput(o, mesh, run);
-    before = liveFaceCount(mesh);
-    run.report(0.50);
+  const ModelCounts counts = transformModel(o, "voxelize", 0.90, [&](TriMesh& mesh, auto& run) {
     const int result = voxelizeToSurface(mesh, o.voxel_size, run);
     if (result == 1)
       throw UserError("no voxel face remains at voxel size " + std::to_string(o.voxel_size) +
@@ -337,20 +359,10 @@ void runVoxelize(const Options& o) {
       throw UserError("voxel size " + std::to_string(o.voxel_size) + " would need more than " +
                       std::to_string(kMaxVoxels) + " voxels for this model");
     separateVoxelContacts(mesh);
-    run.report(0.90);
-    saveModel(o.output, mesh);
-    run.report(1.0);
-  }
-  const size_t after = liveFaceCount(mesh);
-  if (o.json)
-    printJson({{"input", o.input},
-               {"output", o.output},
-               {"voxel_size", o.voxel_size},
-               {"triangles_before", before},
-               {"triangles_after", after}});
-  else
-    std::printf("%s: %zu triangles -> %s: %zu triangles of voxel faces (voxel size %g)\n",
-                o.input.c_str(), before, o.output.c_str(), after, double{o.voxel_size});
+  });
+  char tail[64];
+  std::snprintf(tail, sizeof tail, " of voxel faces (voxel size %g)", double{o.voxel_size});
+  printCounts(o, counts, {{"voxel_size", o.voxel_size}}, tail);
 }
 
 // The model a user prints: its own surface and the core's surface turned
@@ -508,6 +520,20 @@ void runConvert(const Options& o) {
                 liveFaceCount(mesh));
 }
 
+// Mode 1 (smooth, keeping creases) and a rebuild; with --colour then mode 0
+// (refining colour boundaries and texture seams) and a rebuild, the chain of
+// the colour export.
+void runSubdivide(const Options& o) {
+  const ModelCounts counts = transformModel(o, "subdivide", 0.90, [&](TriMesh& mesh, auto& run) {
+    subdivideMesh(mesh, o.level, 1, run.sub(0.5, o.colour ? 0.7 : 0.9));
+    rebuildTopology(mesh);
+    if (!o.colour) return;
+    subdivideMesh(mesh, o.level, 0, run.sub(0.7, 0.9));
+    rebuildTopology(mesh);
+  });
+  printCounts(o, counts, {{"level", o.level}, {"colour", o.colour}});
+}
+
 }  // namespace
 }  // namespace vekmesh::cli
 
@@ -515,8 +541,8 @@ int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
   CLI::App app{
-      "vekmesh: inspect, repair, reduce, separate, orient, convert, voxelise, hollow and turn "
-      "into lampshades triangle meshes"};
+      "vekmesh: inspect, repair, reduce, subdivide, remesh, separate, orient, convert, voxelise, "
+      "hollow and turn into lampshades triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -631,6 +657,18 @@ int main(int argc, char** argv) {
                       "print the base outlines and the inner outlines the wall leaves there "
                       "instead (every point with --json)");
 
+  CLI::App* subdivide = app.add_subcommand(
+      "subdivide",
+      "subdivide every face into four, smoothing while keeping sharp edges (normals more than "
+      "30 degrees apart), borders and seams; rounds past 20 million faces are not made");
+  input(subdivide);
+  output(subdivide, "subdivided model file");
+  subdivide->add_option("--level", o.level, "rounds of subdivision (0 or below: none)")
+      ->capture_default_str();
+  subdivide->add_flag("--colour", o.colour,
+                      "then also split the faces along colour boundaries and texture seams, "
+                      "level rounds, without moving anything");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -654,6 +692,7 @@ int main(int argc, char** argv) {
     if (*voxelize) runVoxelize(o);
     if (*hollow) runHollow(o);
     if (*lampshade) runLampshade(o);
+    if (*subdivide) runSubdivide(o);
   } catch (const UserError& e) {
     std::fprintf(stderr, "vekmesh: error: %s\n", e.what());
     return 1;

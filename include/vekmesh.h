@@ -197,12 +197,48 @@ VEKMESH_API void meshReduceFromColorData(float ratio, const float* corners, cons
 /* ---- refinement ------------------------------------------------------------ */
 
 /* Reads a model by address, subdivides it `level` times and writes the
- * coordinates only. */
+ * coordinates only.
+ *
+ * Each round is Loop subdivision with sharp features kept: every triangle
+ * becomes four, old vertices move by Loop's weights and new ones are placed
+ * between their neighbours, except along creases, which stay sharp: edges
+ * whose two face normals differ by more than 30 degrees, open edges, edges of
+ * three or more faces or of two faces wound the same way, and edges where the
+ * material, the texture coordinates or the corner colours (by more than 1/255)
+ * change. A vertex on two creases moves along them (3/4 itself, 1/8 each
+ * crease neighbour); one on three or more, or on two that turn there by more
+ * than 30 degrees, is a corner and stays, as does a vertex where separate
+ * fans of faces meet; a vertex on one crease is smoothed like the others.
+ * Points on a crease are the crease edge's midpoint. Flat faces stay flat and
+ * a cube stays a cube; closed models stay closed and keep their orientation.
+ * Being an average of its neighbours, the smoothed surface lies inside the
+ * input (a coarse sphere shrinks a little). A triangle with a coordinate that
+ * is not finite is held: its edges count as creases and its vertices stay, so
+ * the value spreads to no other triangle.
+ *
+ * A level of 0 or below returns the model welded, otherwise unchanged. A
+ * round that would pass 20,000,000 triangles is not made (the result keeps
+ * the rounds made before), so a huge level is safe; at most 48 rounds are
+ * made. */
 VEKMESH_API void subdivisionFromData(int32_t level, float* const* corners_address,
                                      const uint32_t* count_address, float** corners_out,
                                      uint32_t* count_out);
 
-/* Reads a model in, subdivides it in two passes and writes the model out. */
+/* Reads a model in, subdivides it in two passes and writes the model out.
+ *
+ * The first pass is the subdivision of subdivisionFromData (`level` rounds,
+ * creases kept), followed by a rebuild. The second runs up to `level` rounds
+ * of colour refinement, moving no vertex: triangles whose corner colours
+ * differ by more than 1/255 in a channel, and triangles on a texture seam (an
+ * edge of two triangles, one at least textured, whose materials or texture
+ * coordinates at a shared corner differ), are split at their longest edge;
+ * the split spreads to neighbours as longest-edge bisection requires, so no
+ * T-junction and no crack appears, and a triangle becomes at most four. It
+ * stops early when nothing is left to split. In both passes new corners take
+ * the midpoint of the colours and texture coordinates of their own
+ * triangle's two corners (so the two sides of a seam keep their own values)
+ * and new triangles inherit the material. The face limit of
+ * subdivisionFromData holds for each pass. */
 VEKMESH_API void subdivisionFromColorData(int32_t level, const float* corners, const float* colors,
                                           const float* uvs, const int32_t* materials,
                                           uint32_t count, float** corners_out, float** colors_out,

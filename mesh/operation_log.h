@@ -15,6 +15,7 @@
 //   "fast mesh reduction"  reduceMeshFast, remesh/mesh_reducer.h
 //   "large model cap"      capLargeModel, remesh/large_model_cap.h
 //   "remeshing"            remeshMesh, remesh/remesher.h
+//   "subdivision"          subdivideMesh, remesh/subdivision.h
 //   "separation"           separateShells, repair/separation.h (the shell
 //                          intersection search runs inside it and has no
 //                          frame of its own)

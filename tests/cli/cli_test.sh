@@ -111,6 +111,17 @@ expect 0 "printable      : yes" -- info shade.stl
 refuse "no shade" thick.stl -- lampshade cube20.stl -o thick.stl --wall 11
 expect 2 "needs -o" -- lampshade tower.stl --wall 2
 
+# Subdivision: the cube keeps its shape and stays closed (12 -> 192 faces in
+# two rounds); a level below 1 changes nothing; --colour runs both passes.
+expect 0 "cube20.stl: 12 triangles -> subdivided.stl: 192 triangles" -- subdivide cube20.stl -o subdivided.stl --level 2
+expect 0 "volume         : 8000" -- info subdivided.stl
+expect 0 "printable      : yes" -- info subdivided.stl
+expect 0 "-> unchanged.stl: 12 triangles" -- subdivide cube20.stl -o unchanged.stl --level -3
+subdivide_json=$("$tool" --json subdivide tower.stl -o tower-sub.stl --level 1 --colour)
+python3 -c 'import json,sys; r=json.loads(sys.argv[1]); assert r["colour"] and r["triangles_after"] == 48, r' "$subdivide_json" \
+  || fail "subdivide --colour --json: $subdivide_json"
+expect 2 "" -- subdivide cube20.stl -o bad.stl --level many
+
 # --- the census report -------------------------------------------------------------
 # A cube of edge 2 wound inwards, with one facet whose corners repeat (dropped
 # when welded), under a name holding a quote and a backslash.
