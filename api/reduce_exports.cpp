@@ -168,8 +168,8 @@ VEKMESH_API void subdivisionFromData(int32_t level, float* const* corners_addres
                                      const uint32_t* count_address, float** corners_out,
                                      uint32_t* count_out) {
   refineCoordinates(corners_address, count_address, corners_out, count_out,
-                    [&](TriMesh& mesh, const RunContext&) {
-                      subdivideMesh(mesh, level, kSubdivideFirstPass);
+                    [&](TriMesh& mesh, const RunContext& run) {
+                      subdivideMesh(mesh, level, kSubdivideFirstPass, run);
                       rebuildTopology(mesh);
                     });
 }
@@ -180,10 +180,10 @@ VEKMESH_API void subdivisionFromColorData(int32_t level, const float* corners, c
                                           float** uvs_out, int32_t** materials_out,
                                           uint32_t* count_out) {
   const ModelOut out = ModelOut::all(count_out, corners_out, colors_out, uvs_out, materials_out);
-  runExport(kNoProgressArgument, out, [&](TriMesh& mesh, const RunContext&) {
+  runExport(kNoProgressArgument, out, [&](TriMesh& mesh, const RunContext& run) {
     buildInput(mesh, {count, corners, colors, uvs, materials});
     for (const int32_t mode : {kSubdivideFirstPass, kSubdivideSecondPass}) {
-      subdivideMesh(mesh, level, mode);
+      subdivideMesh(mesh, level, mode, run);
       rebuildTopology(mesh);
     }
     storeResult(mesh, out);
