@@ -56,9 +56,10 @@ float sectionScore(const std::vector<OutlineGroup>& groups, bool axes_only) {
         };
         const double weight = 0.5 * (edge(prev, p) + edge(p, next));
         const double dx = p[0] - centroid[0], dy = p[1] - centroid[1], dz = p[2] - centroid[2];
-        double sum = 0.0;
+        // The terms of all angles side by side (this loop vectorises), then
+        // summed in angle order; an angle that does not count adds 0.
+        double terms[kScoreAngles];
         for (int k = 0; k < kScoreAngles; ++k) {
-          if (!(reach[k] > 0.0)) continue;
           const double c = cs[k], s = sn[k];
           const double w = -dx * s + dy * c;
           const double along = dx * c + dy * s;
@@ -67,8 +68,11 @@ float sectionScore(const std::vector<OutlineGroup>& groups, bool axes_only) {
           const double dist = std::sqrt(a * a + b * b + dz * dz);
           // A point on the axis has q = infinity: 1 / q adds nothing.
           const double q = reach[k] * kReachMultiple / dist;
-          if (q < kCountedQ || axes_only) sum += 1.0 / q;
+          const bool counts = reach[k] > 0.0 && (q < kCountedQ || axes_only);
+          terms[k] = counts ? 1.0 / q : 0.0;
         }
+        double sum = 0.0;
+        for (int k = 0; k < kScoreAngles; ++k) sum += terms[k];
         score += sum * weight;
       }
     }
