@@ -21,6 +21,7 @@
 #include "io/mtl.h"
 #include "io/obj_tool.h"
 #include "io/platform_file.h"
+#include "io/threemf.h"
 #include "mesh/mesh_utils.h"
 
 namespace vekmesh::cli {
@@ -125,6 +126,9 @@ LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& 
       warnAll(path, read.warnings);
       loaded.triangles_read = read.triangles;
       mesh.tag = &mesh;
+    } else if (format == ModelFormat::k3mf) {
+      loaded.triangles_read = read3mf(path.c_str(), mesh, &loaded.model_names);
+      mesh.tag = &mesh;
     } else {
       loaded.triangles_read =
           importByExtension(path.c_str(), mesh, &loaded.names, ExtensionMatch::kToolNames, run);
@@ -196,6 +200,8 @@ void saveModel(const std::string& path, const SubMesh& mesh, const ModelNames& n
     written = writeGltfWithNames(path, mesh, names);
   else if (format == ModelFormat::kObj)
     written = writeObjTool(path.c_str(), mesh, names);
+  else if (format == ModelFormat::k3mf)
+    written = replaceFile(path, [&](const char* temp) { return write3mf(temp, mesh, &names); });
   else
     written = replaceFile(path, [&](const char* temp) { return writeModel(temp, mesh, format); });
   if (written && (isGltf(format) || format == ModelFormat::kObj))

@@ -92,7 +92,12 @@ Rgb parseColor(const char* s) {
 struct Triangle {
   uint32_t v[3];
   Rgb color[3];
+  int16_t material;
 };
+
+// Base materials beyond this many are read as colours only (a face's
+// material number is 16 bits).
+constexpr size_t kMaxMaterials = 32767;
 
 struct Object {
   std::vector<float> xyz;
@@ -103,7 +108,10 @@ struct Object {
 struct Model {
   std::map<uint32_t, Object> objects;
   std::map<uint32_t, std::vector<Rgb>> properties;  // base materials and colour groups
-  uint64_t defined = 0;                             // triangles the objects define
+  // Per base material group, the material number of each entry.
+  std::map<uint32_t, std::vector<int16_t>> base_materials;
+  std::vector<std::string> material_names;
+  uint64_t defined = 0;  // triangles the objects define
 };
 
 bool readObject(const pugi::xml_node& node, Model& model, Object& object) {
@@ -136,6 +144,12 @@ bool readObject(const pugi::xml_node& node, Model& model, Object& object) {
             parseNumber(t.attribute("p2").value(), index[1]);
             parseNumber(t.attribute("p3").value(), index[2]);
             const auto found = model.properties.find(group);
+            // A base material is one per triangle: its first property.
+            tri.material = kNoMaterial;
+            const auto base = model.base_materials.find(group);
+            if ((has_pid || own_pid) && base != model.base_materials.end() &&
+                index[0] < base->second.size())
+              tri.material = base->second[index[0]];
             for (int k = 0; k < 3; ++k) {
               tri.color[k] = {255, 255, 255};
               if ((has_pid || own_pid) && found != model.properties.end() &&
@@ -172,9 +186,19 @@ bool readResources(const pugi::xml_node& resources, Model& model) {
     if (!parseNumber(r.attribute("id").value(), id)) continue;
     if (is(r, "basematerials") || is(r, "colorgroup")) {
       std::vector<Rgb>& colors = model.properties[id];
-      for (const pugi::xml_node& c : r.children())
+      std::vector<int16_t>* materials =
+          is(r, "basematerials") ? &model.base_materials[id] : nullptr;
+      for (const pugi::xml_node& c : r.children()) {
         colors.push_back(parseColor(
             (is(c, "base") ? c.attribute("displaycolor") : c.attribute("color")).value()));
+        if (!materials) continue;
+        int16_t number = kNoMaterial;
+        if (model.material_names.size() < kMaxMaterials) {
+          number = static_cast<int16_t>(model.material_names.size());
+          model.material_names.push_back(c.attribute("name").value());
+        }
+        materials->push_back(number);
+      }
     } else if (is(r, "object")) {
       if (!readObject(r, model, model.objects[id])) return false;
     }
@@ -205,14 +229,14 @@ bool emit(const Model& model, uint32_t id, const Transform& t, int depth, uint64
                                                              p[2] * t[6 + j] + t[9 + j]));
       soup.colors.insert(soup.colors.end(), tri.color[k].begin(), tri.color[k].end());
     }
-    soup.materials.push_back(kNoMaterial);
+    soup.materials.push_back(tri.material);
   }
   for (const auto& [child, ct] : o.components)
     if (!emit(model, child, compose(ct, t), depth + 1, budget, soup)) return false;
   return true;
 }
 
-bool readModel(const char* path, ByteSoup& soup) {
+bool readModel(const char* path, ByteSoup& soup, std::vector<std::string>& material_names) {
   uint64_t size = 0;
   std::vector<uint8_t> bytes;
   {
@@ -255,7 +279,32 @@ bool readModel(const char* path, ByteSoup& soup) {
         return false;
     }
   }
+  material_names = std::move(model.material_names);
   return soup.triangleCount() == soup.materials.size();
+}
+
+std::string xmlEscaped(const std::string& text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        // Control characters cannot stand in XML 1.0 text.
+        if (static_cast<unsigned char>(c) >= 0x20 || c == '\t') out += c;
+    }
+  }
+  return out;
 }
 
 void appendNumber(std::string& out, float x) {
@@ -266,18 +315,29 @@ void appendNumber(std::string& out, float x) {
 
 }  // namespace
 
-size_t read3mf(const char* path, SubMesh& mesh) {
+size_t read3mf(const char* path, SubMesh& mesh, ModelNames* names) {
   ByteSoup soup;
-  if (!path || !readModel(path, soup)) soup = ByteSoup();
+  std::vector<std::string> material_names;
+  if (!path || !readModel(path, soup, material_names)) soup = ByteSoup(), material_names.clear();
   buildTriMesh(mesh, soup);
+  if (names) {
+    *names = ModelNames();
+    for (std::string& name : material_names) names->materials.push_back({std::move(name), ""});
+  }
   return soup.triangleCount();
 }
 
-bool write3mf(const char* path, const SubMesh& mesh) {
+bool write3mf(const char* path, const SubMesh& mesh, const ModelNames* names) {
   bool colored = false;
+  int32_t materials = 0;  // one past the largest material number in use
   for (const Face& f : mesh.faces)
-    if (!f.removed)
+    if (!f.removed) {
       for (int k = 0; k < 9 && !colored; ++k) colored = f.colors[k / 3][k % 3] != 255;
+      materials = std::max<int32_t>(materials, f.material + 1);
+    }
+  // A triangle has one property group: corner colours win, and materials go
+  // to a base material group only when every corner is white.
+  const bool with_materials = !colored && materials > 0;
   std::vector<int64_t> number(mesh.vertices.size(), -1);
   std::string vertices, triangles, colors;
   std::unordered_map<uint32_t, uint32_t> color_index;
@@ -302,6 +362,8 @@ bool write3mf(const char* path, const SubMesh& mesh) {
     }
     triangles += "<triangle v1=\"" + std::to_string(n[0]) + "\" v2=\"" + std::to_string(n[1]) +
                  "\" v3=\"" + std::to_string(n[2]) + "\"";
+    if (with_materials && f.material >= 0)
+      triangles += " pid=\"1\" p1=\"" + std::to_string(f.material) + "\"";
     if (colored) {
       static const char* const kP[] = {" p1=\"", " p2=\"", " p3=\""};
       for (int c = 0; c < 3; ++c) {
@@ -327,6 +389,17 @@ bool write3mf(const char* path, const SubMesh& mesh) {
       "xmlns:m=\"http://schemas.microsoft.com/3dmanufacturing/material/2015/02\">\n"
       "<resources>\n";
   if (colored) model += "<m:colorgroup id=\"1\">\n" + colors + "</m:colorgroup>\n";
+  if (with_materials) {
+    model += "<basematerials id=\"1\">\n";
+    for (int32_t m = 0; m < materials; ++m) {
+      const std::string name =
+          names && size_t(m) < names->materials.size() && !names->materials[size_t(m)].name.empty()
+              ? names->materials[size_t(m)].name
+              : "material_" + std::to_string(m);
+      model += "<base name=\"" + xmlEscaped(name) + "\" displaycolor=\"#FFFFFFFF\"/>\n";
+    }
+    model += "</basematerials>\n";
+  }
   model += colored ? "<object id=\"2\" type=\"model\" pid=\"1\" pindex=\"0\">\n"
                    : "<object id=\"2\" type=\"model\">\n";
   model += "<mesh>\n<vertices>\n" + vertices + "</vertices>\n<triangles>\n" + triangles +

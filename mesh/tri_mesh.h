@@ -99,7 +99,7 @@ void buildTriMeshDouble(SubMesh& mesh, uint32_t count, const double* corners, co
 struct ByteSoup {
   std::vector<float> corners;      // 9 per triangle
   std::vector<uint8_t> colors;     // 9 per triangle
-  std::vector<double> uvs;         // 6 per triangle
+  std::vector<double> uvs;         // 6 per triangle, or none when no face is textured
   std::vector<int16_t> materials;  // 1 per triangle
   uint32_t triangleCount() const { return static_cast<uint32_t>(materials.size()); }
 };

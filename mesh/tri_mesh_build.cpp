@@ -81,6 +81,9 @@ struct BytesSoup {
     std::memcpy(f.colors, soup.colors.data() + 9 * t, 9);
   }
   std::array<double, 2> uv(size_t t, int k) const {
+    // A reader whose materials carry no texture (3MF base materials) leaves
+    // the coordinates out: those faces take (0, 0).
+    if (soup.uvs.size() < 6 * (t + 1)) return {0.0, 0.0};
     return {soup.uvs[6 * t + 2 * k], soup.uvs[6 * t + 2 * k + 1]};
   }
 };

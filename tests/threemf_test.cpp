@@ -81,7 +81,11 @@ TEST(ThreeMf, ItemsComponentsAndColoursArePlaced) {
       "<build><item objectid=\"2\"/><item objectid=\"2\" transform=\"1 0 0 0 1 0 0 0 1 5 0 0\"/>"
       "<item objectid=\"4\" transform=\"1 0 0 0 1 0 0 0 1 0 5 0\"/></build>";
   TriMesh m;
-  EXPECT_EQ(vekmesh::read3mf(package(dir, "m.3mf", body).c_str(), m), 12u);
+  vekmesh::ModelNames names;
+  EXPECT_EQ(vekmesh::read3mf(package(dir, "m.3mf", body).c_str(), m, &names), 12u);
+  ASSERT_EQ(names.materials.size(), 2u);
+  EXPECT_EQ(names.materials[0].name, "red");
+  EXPECT_EQ(names.materials[1].name, "blue");
   vekmesh::buildShells(m);
   EXPECT_EQ(m.shells.size(), 3u) << "each placed object its own shell";
   float lo[3] = {1e9f, 1e9f, 1e9f}, hi[3] = {-1e9f, -1e9f, -1e9f};
@@ -105,6 +109,40 @@ TEST(ThreeMf, ItemsComponentsAndColoursArePlaced) {
   EXPECT_EQ(green, 2);
   EXPECT_EQ(dark, 4);
   EXPECT_EQ(blue, 2 * 9);
+  // The blue triangles carry the base material; the colour group gives none.
+  int blue_material = 0, none = 0;
+  for (const vekmesh::Face& f : m.faces) {
+    blue_material += f.material == 1;
+    none += f.material == vekmesh::kNoMaterial;
+  }
+  EXPECT_EQ(blue_material, 6);
+  EXPECT_EQ(none, 6);
+}
+
+TEST(ThreeMf, MaterialNamesRoundTripUnlessCornersAreColoured) {
+  ScratchDir dir;
+  TriMesh in = test::buildMesh(test::torusSoup(2.7f, 0.9f, 24, 12));
+  for (size_t f = 0; f < in.faces.size(); ++f)
+    in.faces[f].material = static_cast<int16_t>(f % 3 == 0 ? vekmesh::kNoMaterial : f % 2);
+  vekmesh::ModelNames names;
+  names.materials = {{"steel", ""}, {"a&b <\"c\">", "skin.png"}};
+  ASSERT_TRUE(vekmesh::write3mf(dir.file("m.3mf").c_str(), in, &names));
+  TriMesh back;
+  vekmesh::ModelNames read;
+  ASSERT_EQ(vekmesh::read3mf(dir.file("m.3mf").c_str(), back, &read), in.faces.size());
+  EXPECT_EQ(test::faceList(back), test::faceList(in));
+  ASSERT_EQ(read.materials.size(), 2u);
+  EXPECT_EQ(read.materials[0].name, "steel");
+  EXPECT_EQ(read.materials[1].name, "a&b <\"c\">");
+  for (size_t f = 0; f < in.faces.size(); ++f)
+    ASSERT_EQ(back.faces[f].material, in.faces[f].material) << f;
+
+  // A coloured corner takes the triangle's one property group.
+  in.faces[1].colors[0][0] = 10;
+  ASSERT_TRUE(vekmesh::write3mf(dir.file("c.3mf").c_str(), in, &names));
+  ASSERT_EQ(vekmesh::read3mf(dir.file("c.3mf").c_str(), back, &read), in.faces.size());
+  EXPECT_TRUE(read.materials.empty());
+  EXPECT_EQ(back.faces[1].colors[0][0], 10);
 }
 
 TEST(ThreeMf, DamagedPackagesGiveEmptyMeshes) {

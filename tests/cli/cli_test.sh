@@ -230,6 +230,10 @@ g = json.load(open("tex.gltf"))
 assert [m["name"] for m in g["materials"]] == ["red paint", "wood grain"], g["materials"]
 assert g["images"] == [{"uri": "maps/grain.png"}], g.get("images")
 PY
+# Named materials on white corners travel through 3MF as base materials.
+printf 'v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\nusemtl steel\nf 1 3 2\nf 1 2 4\nusemtl brass\nf 1 4 3\nf 2 3 4\n' > mat.obj
+expect 0 "mat.3mf" -- convert mat.obj mat.3mf
+check_json '[m["name"] for m in j["load"]["materials"]] == ["steel", "brass"]' -- --json info mat.3mf
 # A plain model stays plain: no material library, no colours; the OBJ round
 # trip keeps the triangles bit-exact (checked with PLY and 3MF below).
 expect 0 "plain.obj" -- convert model.stl plain.obj
