@@ -253,9 +253,9 @@ class Remesher {
   // Sine of the smallest angle of (a, b, c): twice the area over the two
   // longer edges (the smallest angle lies between them).
   static double smallestSine(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
-    double e[3] = {distanceSquared(a, b), distanceSquared(b, c), distanceSquared(c, a)};
-    std::sort(e, e + 3);
-    const double d = std::sqrt(e[1] * e[2]);
+    const double e[3] = {distanceSquared(a, b), distanceSquared(b, c), distanceSquared(c, a)};
+    const double shortest = std::min({e[0], e[1], e[2]}), longest = std::max({e[0], e[1], e[2]});
+    const double d = std::sqrt(longest * (e[0] + e[1] + e[2] - shortest - longest));
     return d > 0.0 ? length(cross(sub(b, a), sub(c, a))) / d : 0.0;
   }
 
