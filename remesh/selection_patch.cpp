@@ -2,7 +2,8 @@
 // up by sorted vertex keys, each vertex's fans are counted (a vertex with two
 // or more is split into fixed copies, one per fan, so that the patch is a
 // manifold with boundary), then sharp edges are found (remesh/feature_edges.h)
-// and every vertex gets its role. Writing back maps the copies to their vertex again.
+// and every vertex gets its role. Writing back maps the copies to their
+// vertex again.
 #include "remesh/selection_patch.h"
 
 #include <algorithm>
