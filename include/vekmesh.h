@@ -258,17 +258,23 @@ VEKMESH_API void subdivisionFromColorData(int32_t level, const float* corners, c
  * Kobbelt 2004): five rounds of splitting edges longer than 4/3 of the
  * target, collapsing edges shorter than 4/5 of it, flipping edges towards
  * valence 6 (4 on a boundary) and tangential smoothing projected back onto
- * the selection as it was; the target is the mean edge length of the
- * selection. Everything outside the selection comes back bit-identical: the
- * selection's border (its vertices and edges) does not move, so no crack
- * opens. Edges whose faces meet at more than 30 degrees are feature lines:
- * they are split along themselves and shortened along themselves, their
- * vertices never move off them, and their ends and corners (three or more
- * lines, or a bend sharper than 30 degrees) stay in place; open boundaries
- * are feature lines too, and non-manifold edges and vertices stay as they
- * are. Closed selections stay closed, windings are kept. The result has at
- * most 4 times the selected faces plus 1024 (and at most 20 million); splits
- * stop there. Texture coordinates of remeshed faces are not carried over. */
+ * the selection as it was, then one sweep of flips that raise the smallest
+ * angle of an edge's two faces and one more smoothing step; the target is
+ * the mean edge length of the selection. Everything outside the selection
+ * comes back bit-identical: the selection's border (its vertices and edges)
+ * does not move, so no crack opens. Edges whose faces meet at more than 30
+ * degrees are feature lines, unless the fold is noise: the faces beside the
+ * edge, averaged on each side, meet at 30 degrees or less, or at less than
+ * three times the tilt of the roughest of those faces from its side, or the
+ * sharp edges connected to it number fewer than four (a box's or a
+ * tetrahedron's edges stay). They are split along themselves and shortened
+ * along themselves, their vertices never move off them, and their ends and
+ * corners (three or more lines, or a bend sharper than 30 degrees) stay in
+ * place; open boundaries are feature lines too, and non-manifold edges and
+ * vertices stay as they are. Closed selections stay closed, windings are
+ * kept. The result has at most 4 times the selected faces plus 1024 (and at
+ * most 20 million); splits stop there. Texture coordinates of remeshed faces
+ * are not carried over. */
 VEKMESH_API void remeshFromData64(float* const* corners_address, const uint32_t* count_address,
                                   float** corners_out, uint32_t* count_out,
                                   int32_t* const* index_address,

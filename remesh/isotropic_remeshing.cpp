@@ -5,7 +5,9 @@
 // and no face turns over; flip every edge whose flip brings the valences of
 // its four vertices nearer 6 (4 on a boundary); move every free vertex to
 // the area-weighted centroid of its faces within its tangent plane, then
-// onto the nearest point of the original surface.
+// onto the nearest point of the original surface. After the rounds, one
+// polish: flips that raise the smaller smallest angle of an edge's two faces,
+// then one more smoothing step.
 //
 // Splits, collapses and flips run in one sequential sweep each, in half-edge
 // order, so the result does not depend on the thread count; only smoothing
@@ -56,9 +58,11 @@ class Remesher {
     for (int i = 0; i < options_.iterations; ++i) {
       splitLongEdges();
       collapseShortEdges();
-      flipEdges();
+      flipEdges(false);
       smooth();
     }
+    flipEdges(true);
+    smooth();
     return counts_;
   }
 
@@ -246,7 +250,23 @@ class Remesher {
     return false;
   }
 
-  void flipEdges() {
+  // Sine of the smallest angle of (a, b, c): twice the area over the two
+  // longer edges (the smallest angle lies between them).
+  static double smallestSine(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
+    const double e[3] = {distanceSquared(a, b), distanceSquared(b, c), distanceSquared(c, a)};
+    const double shortest = std::min({e[0], e[1], e[2]}), longest = std::max({e[0], e[1], e[2]});
+    const double d = std::sqrt(longest * (e[0] + e[1] + e[2] - shortest - longest));
+    return d > 0.0 ? length(cross(sub(b, a), sub(c, a))) / d : 0.0;
+  }
+
+  // One sweep over the free interior edges in half-edge order. The rounds'
+  // sweep flips an edge (a, b) of faces (a, b, c) and (b, a, d) when that
+  // brings the valences of a, b, c, d nearer their targets and makes no
+  // sliver. The polish after the rounds flips when that raises the smaller
+  // smallest angle of the two faces: the valence flips aim at regular
+  // connectivity and may leave a thin pair where the other diagonal does
+  // better, which smoothing on a rough surface cannot always open up.
+  void flipEdges(bool polish) {
     const uint32_t halfedges = static_cast<uint32_t>(p_.origin.size());
     for (uint32_t h = 0; h < halfedges; ++h) {
       const uint32_t t = p_.twin[h];
@@ -254,9 +274,17 @@ class Remesher {
       const uint32_t a = p_.origin[h], b = p_.target(h);
       const uint32_t c = p_.origin[PatchMesh::prev(h)], d = p_.origin[PatchMesh::prev(t)];
       if (c == d) continue;
-      const int before = deviation(a, 0) + deviation(b, 0) + deviation(c, 0) + deviation(d, 0);
-      const int after = deviation(a, -1) + deviation(b, -1) + deviation(c, 1) + deviation(d, 1);
-      if (after >= before) continue;
+      if (polish) {
+        const double before =
+            std::min(smallestSine(at(a), at(b), at(c)), smallestSine(at(b), at(a), at(d)));
+        const double after =
+            std::min(smallestSine(at(a), at(d), at(c)), smallestSine(at(d), at(b), at(c)));
+        if (!(after > before)) continue;
+      } else {
+        const int before = deviation(a, 0) + deviation(b, 0) + deviation(c, 0) + deviation(d, 0);
+        const int after = deviation(a, -1) + deviation(b, -1) + deviation(c, 1) + deviation(d, 1);
+        if (after >= before) continue;
+      }
       if (p_.valence[a] <= (p_.on_boundary[a] ? 2u : 3u)) continue;
       if (p_.valence[b] <= (p_.on_boundary[b] ? 2u : 3u)) continue;
       // The new faces (a, d, c) and (d, b, c) must face the way the old pair
@@ -265,10 +293,13 @@ class Remesher {
       const Vec3d n1 = cross(sub(at(d), at(a)), sub(at(c), at(a)));
       const Vec3d n2 = cross(sub(at(b), at(d)), sub(at(c), at(d)));
       if (!(dot(n1, n1) > min_area2_) || !(dot(n2, n2) > min_area2_)) continue;
-      const double worst_before = std::min(shape(at(a), at(b), at(c)), shape(at(b), at(a), at(d)));
-      if (std::min(shape(at(a), at(d), at(c)), shape(at(d), at(b), at(c))) <
-          std::min(0.5 * worst_before, kSliverShape))
-        continue;
+      if (!polish) {
+        const double worst_before =
+            std::min(shape(at(a), at(b), at(c)), shape(at(b), at(a), at(d)));
+        if (std::min(shape(at(a), at(d), at(c)), shape(at(d), at(b), at(c))) <
+            std::min(0.5 * worst_before, kSliverShape))
+          continue;
+      }
       if (!(dot(n1, old_normal) > 0.0) || !(dot(n2, old_normal) > 0.0) || !(dot(n1, n2) > 0.0))
         continue;
       if (connected(c, d)) continue;

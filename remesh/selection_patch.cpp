@@ -1,13 +1,16 @@
 // Building the remeshing patch: selected faces become patch faces, edges pair
 // up by sorted vertex keys, each vertex's fans are counted (a vertex with two
 // or more is split into fixed copies, one per fan, so that the patch is a
-// manifold with boundary), then sharp edges are found and every vertex gets
-// its role. Writing back maps the copies to their vertex again.
+// manifold with boundary), then sharp edges are found (remesh/feature_edges.h)
+// and every vertex gets its role. Writing back maps the copies to their
+// vertex again.
 #include "remesh/selection_patch.h"
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
+
+#include "remesh/feature_edges.h"
 
 namespace vekmesh::remeshing {
 namespace {
@@ -151,6 +154,7 @@ void buildPatch(const SubMesh& mesh, std::vector<uint32_t> faces, SelectionPatch
   }
   pairEdges(mesh, selected, border, p);
   splitFans(p);
+  markSharpEdges(p, kFeatureAngleDegrees);
 
   const size_t nh = p.origin.size();
   const double feature_cosine = std::cos(kFeatureAngleDegrees * M_PI / 180.0);
@@ -165,12 +169,6 @@ void buildPatch(const SubMesh& mesh, std::vector<uint32_t> faces, SelectionPatch
     const uint32_t a = p.origin[h], b = p.target(h);
     sum += length(sub(p.position[a], p.position[b]));
     ++edges;
-    if (t != kNoHalfedge) {
-      // Sharp: both faces have a normal and they part by more than the angle.
-      const Vec3d n1 = p.faceNormal(h), n2 = p.faceNormal(t);
-      const double l = length(n1) * length(n2);
-      if (l > 0.0 && dot(n1, n2) < feature_cosine * l) p.flags[h] = p.flags[t] = kConstrained;
-    }
     if (p.flags[h] & kLocked) p.role[a] = p.role[b] = kFixed;
     if (p.flags[h] & kConstrained) {
       for (uint32_t e : {a, b}) {

@@ -199,6 +199,59 @@ TEST(Remeshing, BoxKeepsFlatSidesSharpEdgesAndVolume) {
         {size[0] * (corner & 1), size[1] * (corner >> 1 & 1), size[2] * (corner >> 2)}));
 }
 
+// A torus with noise of up to a third of an edge folds by more than 30
+// degrees at many edges; none of that is a feature line. Whole and in part,
+// remeshing must not make its worst triangle worse and must raise the mean.
+TEST(Remeshing, NoiseIsNoFeatureAndTheWorstAngleDoesNotDrop) {
+  const TriMesh noisy = meshOf(test::noisyTorusNear(8000, 2.0f, 0.7f));
+  remeshing::SelectionPatch selection;
+  remeshing::buildPatch(noisy, remeshing::selectFaces(noisy, nullptr, 0), selection);
+  size_t constrained = 0;
+  for (uint8_t flag : selection.patch.flags) constrained += flag != 0;
+  EXPECT_LT(constrained, selection.patch.flags.size() / 200);
+
+  std::vector<int32_t> band;  // the outer half of the ring
+  for (size_t f = 0; f < noisy.faces.size(); ++f)
+    if (cornersOf(noisy, noisy.faces[f])[0][0] > 0.5f) band.push_back(int32_t(f));
+  for (const std::vector<int32_t>& indices : {std::vector<int32_t>{}, band}) {
+    TriMesh mesh = noisy;
+    auto worstAndMean = [&](const TriMesh& m, bool in_band) {
+      double worst = 180.0, sum = 0.0;
+      size_t n = 0;
+      for (const Face& f : m.faces) {
+        const Corners c = cornersOf(m, f);
+        if (in_band && c[0][0] <= 0.5f) continue;
+        const double a = smallestAngle(c);
+        worst = std::min(worst, a), sum += a, ++n;
+      }
+      return std::make_pair(worst, sum / double(std::max<size_t>(n, 1)));
+    };
+    const auto before = worstAndMean(mesh, !indices.empty());
+    remeshAndCompact(mesh, indices);
+    EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented());
+    const auto after = worstAndMean(mesh, !indices.empty());
+    EXPECT_GE(after.first, before.first) << indices.size() << " faces selected";
+    EXPECT_GT(after.second, before.second + 3.0) << indices.size() << " faces selected";
+  }
+
+  // The box's edges are all still found, also with every corner moved by up
+  // to 3 % of a cell (the same move for a point wherever it occurs).
+  Soup rough = tallBox(3);
+  for (size_t i = 0; i < rough.corners.size(); i += 3) {
+    const float* x = &rough.corners[i];
+    const float seed = 12.9898f * x[0] + 78.233f * x[1] + 37.719f * x[2];
+    for (int k = 0; k < 3; ++k)
+      rough.corners[i + size_t(k)] += 0.01f * std::sin(seed * float(k + 1));
+  }
+  for (const Soup& soup : {tallBox(3), rough}) {
+    const TriMesh box = test::buildMesh(soup);
+    remeshing::buildPatch(box, remeshing::selectFaces(box, nullptr, 0), selection);
+    constrained = 0;
+    for (uint8_t flag : selection.patch.flags) constrained += flag != 0;
+    EXPECT_EQ(constrained, 2u * 4 * (3 + 3 + 3));  // 12 box edges of 3 patch edges, 2 halves
+  }
+}
+
 // The half-edge patch after every round, on a box (feature lines) and on a
 // sphere with a fin (non-manifold edge, split fans): twins, outgoing
 // half-edges and valences agree with the faces.
