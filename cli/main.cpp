@@ -1,6 +1,6 @@
-// The vekmesh command-line tool: inspect, repair, reduce, subdivide, remesh,
-// separate, orient, convert, voxelise, hollow and turn models into lampshades
-// from a terminal, on the same core as the shared library.
+// The vekmesh command-line tool: inspect, report on (a page to open), repair, reduce, subdivide,
+// remesh, separate, orient, convert, voxelise, hollow and turn models into lampshades from a
+// terminal, on the same core as the shared library.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
@@ -532,8 +532,8 @@ int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
   CLI::App app{
-      "vekmesh: inspect, repair, reduce, subdivide, remesh, separate, orient, convert, voxelise, "
-      "hollow and turn into lampshades triangle meshes"};
+      "vekmesh: inspect, report on, repair, reduce, subdivide, remesh, separate, orient, convert, "
+      "voxelise, hollow and turn into lampshades triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,

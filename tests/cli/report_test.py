@@ -23,7 +23,7 @@ import zlib
 TOOL = os.path.abspath(sys.argv[1])
 WIDTH, HEIGHT = 900, 600
 PANEL = 430  # the summary panel's width, right of the view
-TOOLS = (260, 150)  # the box of check boxes at the view's top left, with colour swatches
+TOOLS = (300, 175)  # the box of check boxes at the view's top left, with colour swatches
 failures = []
 
 
