@@ -287,6 +287,19 @@ def main():
         check(embedded and json.loads(embedded.group(1).replace("<\\/", "</")) == summary,
               "the page's summary is not what --json writes")
 
+        # A path that holds "</script>" stays inside its string, and a model of
+        # NaN and huge coordinates still gives a page that draws.
+        os.mkdir("odd<")
+        write_stl("odd</script>.stl", sphere(hole=True) + [((0, 0, 0), (float("nan"), 0, 1), (0, 1, 0)),
+                                                         ((1e38, 0, 0), (-1e38, 1, 0), (0, 0, 3e38))])
+        odd = os.path.join(work, "odd.html")
+        run_tool("report", "odd</script>.stl", "-o", odd, "--repair")
+        text = dom(odd)
+        check(body_data(text).get("rendered") == "1", "a hostile model's page drew no frame")
+        check(cell(text, "triangles", "before") == "338", "hostile model's triangles %r" %
+              cell(text, "triangles", "before"))
+        check("odd&lt;/script&gt;.stl" in text, "the odd path is not shown as text")
+
         # Nothing remote: the policy is there, the page asks the network for
         # nothing, and the same log does show a remote image of a page
         # without the policy.
