@@ -168,7 +168,10 @@ FLAGS = ["--headless=new", "--no-sandbox", "--disable-gpu-sandbox", "--use-angle
 
 
 def browse(page, *extra):
-    result = subprocess.run([BROWSER] + FLAGS + list(extra) + ["file://" + page],
+    # A profile of its own in the scratch folder: nothing of a user's is read,
+    # and nothing needs a home folder.
+    profile = "--user-data-dir=" + os.path.join(os.path.dirname(page), "profile")
+    result = subprocess.run([BROWSER] + FLAGS + [profile] + list(extra) + ["file://" + page],
                             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, timeout=180)
     return result.stdout.decode("utf-8", "replace")
 
@@ -176,6 +179,8 @@ def browse(page, *extra):
 def screenshot(page):
     png = page + ".png"
     browse(page, "--screenshot=" + png)
+    if not os.path.exists(png):
+        raise SystemExit("FAIL: Chromium wrote no screenshot of " + page)
     return read_png(png)
 
 
