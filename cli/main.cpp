@@ -667,7 +667,9 @@ int main(int argc, char** argv) {
       "print orientation, and the summary of info (with --repair, before and after)");
   input(report);
   output(report, "report file (.html; with --json the summary as JSON instead)");
-  census(report);
+  report->add_flag("--shells", o.per_shell, "colour each shell on its own and list the shells");
+  report->add_flag("--no-intersections", o.no_intersections,
+                   "skip the search for shells that pass through one another");
   report->add_flag("--repair", o.repair,
                    "repair a copy as `repair` would and show the summary before and after");
   report->add_flag("--described", o.described, "with --repair: the exports' pipeline");
