@@ -97,6 +97,23 @@ Json weakSections(const TriMesh& mesh, const RunContext& run) {
   return list;
 }
 
+// The box of the live faces' corners, as [[min x, y, z], [max x, y, z]].
+Json liveBounds(const SubMesh& mesh) {
+  std::array<float, 3> lo{INFINITY, INFINITY, INFINITY}, hi{-INFINITY, -INFINITY, -INFINITY};
+  for (const Face& f : mesh.faces) {
+    if (f.removed) continue;
+    for (const int32_t v : f.v)
+      for (int a = 0; a < 3; ++a) {
+        lo[a] = std::fmin(lo[a], mesh.vertices[size_t(v)].position[a]);
+        hi[a] = std::fmax(hi[a], mesh.vertices[size_t(v)].position[a]);
+      }
+  }
+  return {{number(lo[0]), number(lo[1]), number(lo[2])},
+          {number(hi[0]), number(hi[1]), number(hi[2])}};
+}
+
+// The angles, and the box of the turned model, by which a viewer can check
+// that it turns the model the same way.
 Json printOrientation(const TriMesh& mesh, const RunContext& run) {
   TriMesh copy = mesh;
   std::array<double, 3> angles{};
@@ -105,7 +122,8 @@ Json printOrientation(const TriMesh& mesh, const RunContext& run) {
           {"rx", angles[0]},
           {"ry", angles[1]},
           {"rz", angles[2]},
-          {"rotation", "Rz(rz) Ry(ry) Rx(rx) about the origin, then lowest point to z = 0"}};
+          {"rotation", "Rz(rz) Ry(ry) Rx(rx) about the origin, then lowest point to z = 0"},
+          {"turned_bounds", liveBounds(copy)}};
 }
 
 }  // namespace

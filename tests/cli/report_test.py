@@ -274,6 +274,26 @@ def main():
         pixels = view_pixels(screenshot(parts))
         check(pixels["purple"] > 2000, "the inside-out cube is not tinted: %s" % pixels)
 
+        # The print view turns the model as the tool does: the page's box of
+        # the turned model is the box of the tool's own turned copy.
+        # (Cubes and a sphere, which the search turns by no multiple of 90
+        # degrees.)
+        write_stl("print.stl", cube((0, 0, 0), (10, 10, 10)) + cube((20, 0, 0), (30, 10, 10), True) +
+                  sphere(radius=6, centre=(5, 25, 6), hole=True))
+        printed = os.path.join(work, "print.html")
+        run_tool("report", "print.stl", "-o", printed)
+        text = browse(printed + "#print", "--dump-dom")
+        shown = [float(x) for x in body_data(text).get("print-box", "").split()]
+        summary = json.loads(re.search(r'id="summary-data">(.*?)</script>', open(printed).read(),
+                                       re.S).group(1).replace("<\\/", "</"))
+        angles = [summary["orientation"][k] for k in ("rx", "ry", "rz")]
+        check(any(abs(a / 90 - round(a / 90)) > 0.01 for a in angles),
+              "the print test's model is turned by right angles only: %s" % angles)
+        turned = sum(summary["orientation"]["turned_bounds"], [])
+        check(len(shown) == 6 and all(abs(a - b) < 1e-3 * 40 for a, b in zip(shown, turned)),
+              "the print view's box %s is not the tool's turned box %s" % (shown, turned))
+        check(abs(turned[2]) < 1e-4, "the turned model does not rest on z = 0: %s" % turned)
+
         # Repairing the holed sphere closes the rim: before 16, after 0.
         repaired = os.path.join(work, "repaired.html")
         run_tool("report", "holed.stl", "-o", repaired, "--repair")
