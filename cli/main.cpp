@@ -1,6 +1,6 @@
-// The vekmesh command-line tool: inspect, repair, reduce, subdivide, remesh,
-// separate, orient, convert, voxelise, hollow and turn models into lampshades
-// from a terminal, on the same core as the shared library.
+// The vekmesh command-line tool: inspect, report on (a page to open), repair, reduce, subdivide,
+// remesh, separate, orient, convert, voxelise, hollow and turn models into lampshades from a
+// terminal, on the same core as the shared library.
 #include <CLI/CLI.hpp>
 #include <array>
 #include <cstdio>
@@ -12,10 +12,12 @@
 
 #include "analysis/print_orientation.h"
 #include "cli/face_selection.h"
+#include "cli/html_report.h"
 #include "cli/model_files.h"
 #include "cli/model_report.h"
 #include "cli/progress_bar.h"
 #include "cli/repair_outcome.h"
+#include "cli/report_data.h"
 #include "design/hollowing.h"
 #include "design/lampshade.h"
 #include "design/voxel_grid.h"
@@ -25,9 +27,7 @@
 #include "remesh/mesh_reducer.h"
 #include "remesh/remesher.h"
 #include "remesh/subdivision.h"
-#include "repair/repair_pipeline.h"
 #include "repair/separation.h"
-#include "repair/thorough_repair.h"
 
 namespace vekmesh::cli {
 namespace {
@@ -41,6 +41,8 @@ struct Options {
   bool per_shell = false;
   bool no_intersections = false;
   bool described = false;
+  bool repair = false;       // report: with the repair's before and after
+  bool no_analysis = false;  // report: without weak sections and orientation
   std::string input;
   std::string output;
   double ratio = 0.5;
@@ -86,19 +88,6 @@ ModelNames namesAfterRemaking(const LoadedModel& loaded) {
   return names;
 }
 
-Json loadJson(const LoadedModel& loaded) {
-  Json json = {{"triangles_read", loaded.triangles_read},
-               {"triangles_dropped", loaded.triangles_dropped},
-               {"names", loaded.names}};
-  if (!loaded.names.empty()) return json;  // a scene's materials are its texture names
-  Json materials = Json::array();
-  for (const MaterialName& m : loaded.model_names.materials)
-    materials.push_back({{"name", m.name}, {"image", m.image}});
-  json["materials"] = std::move(materials);
-  json["groups"] = loaded.model_names.groups;
-  return json;
-}
-
 std::string loadText(const LoadedModel& loaded, const std::string& indent) {
   std::string text = indent + "dropped at load: " + std::to_string(loaded.triangles_dropped) +
                      " of " + std::to_string(loaded.triangles_read) +
@@ -133,45 +122,21 @@ void runInfo(const Options& o) {
 
 void runRepair(const Options& o) {
   TriMesh mesh;
-  ModelReport before, after;
+  ModelReport before;
   LoadedModel loaded;
-  Json account;
-  std::string account_text;
+  RepairOutcome outcome;
   {
     ProgressBar bar("repair");
     const RunContext run = toolContext(o, bar.sink());
     loaded = loadInput(o, mesh, run);
     before = inspectModel(mesh, loaded.adjacency, !o.no_intersections);
     run.report(0.50);
-    if (o.described) {
-      loaded.adjacency = CornerAdjacency{};  // this pipeline builds its own
-      // The exports' pipeline, except that the tool removes duplicate faces
-      // at every size.
-      const RepairReport repaired =
-          repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
-      run.report(0.80);
-      after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);
-      account = {{"mode", "described"}};
-      account_text = "  repair         : described (the exports' pipeline)\n";
-    } else {
-      const ThoroughRepairReport repaired = thoroughRepair(mesh, run, &loaded.adjacency);
-      run.report(0.80);
-      after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);
-      account = thoroughJson(repaired);
-      account_text = thoroughText(repaired, "  ");
-      // Never hand back more of a flaw than was given: should the repair
-      // have added one, the model goes out as it came in.
-      const std::vector<std::string> added = flawsAdded(before.census, after.census);
-      if (!added.empty()) {
-        std::string why;
-        for (size_t i = 0; i < added.size(); ++i) why += (i ? ", " : "") + added[i];
-        mesh = TriMesh{};
-        loaded = loadModel(o.input, mesh);
-        after = before;
-        account["kept_as_it_was"] = true;
-        account["would_have_added"] = added;
-        account_text += "  kept as it was: the repair would have left " + why + "\n";
-      }
+    outcome = repairModel(mesh, loaded.adjacency, before, o.described, !o.no_intersections, run);
+    run.report(0.80);
+    // Should the repair have added a flaw, the model goes out as it came in.
+    if (outcome.kept_as_it_was) {
+      mesh = TriMesh{};
+      loaded = loadModel(o.input, mesh);
     }
     saveModel(o.output, mesh, namesAfterRemaking(loaded));
     run.report(1.0);
@@ -180,14 +145,14 @@ void runRepair(const Options& o) {
     printJson({{"input", o.input},
                {"output", o.output},
                {"load", loadJson(loaded)},
-               {"repair", account},
+               {"repair", outcome.account},
                {"before", reportJson(before, o.per_shell)},
-               {"after", reportJson(after, o.per_shell)}});
+               {"after", reportJson(outcome.after, o.per_shell)}});
   } else {
     std::printf("%s (before repair)\n%s%s", o.input.c_str(), loadText(loaded, "  ").c_str(),
                 reportText(before, "  ", o.per_shell).c_str());
-    std::printf("%s (after repair)\n%s%s", o.output.c_str(), account_text.c_str(),
-                reportText(after, "  ", o.per_shell).c_str());
+    std::printf("%s (after repair)\n%s%s", o.output.c_str(), outcome.account_text.c_str(),
+                reportText(outcome.after, "  ", o.per_shell).c_str());
   }
 }
 
@@ -534,6 +499,32 @@ void runSubdivide(const Options& o) {
   printCounts(o, counts, {{"level", o.level}, {"colour", o.colour}});
 }
 
+// One HTML page (or with --json the same summary as JSON) about the model.
+void runReport(const Options& o) {
+  ReportData data;
+  {
+    ProgressBar bar("report");
+    const RunContext run = toolContext(o, bar.sink());
+    ReportOptions options;
+    options.input = o.input;
+    options.repair = o.repair;
+    options.described = o.described;
+    options.per_shell = o.per_shell;
+    options.find_intersections = !o.no_intersections;
+    options.analysis = !o.no_analysis;
+    data = gatherReport(options, run.sub(0.0, 0.9));
+    if (o.json)
+      writeReportJson(o.output, data);
+    else
+      writeReportPage(o.output, data);
+    run.report(1.0);
+  }
+  const Json& model = data.summary["model"];
+  std::printf("%s -> %s: %s of %zu triangles, printable: %s\n", o.input.c_str(), o.output.c_str(),
+              o.json ? "report data" : "report page", model["triangles"].get<size_t>(),
+              model["printable"].get<bool>() ? "yes" : "no");
+}
+
 }  // namespace
 }  // namespace vekmesh::cli
 
@@ -541,8 +532,8 @@ int main(int argc, char** argv) {
   using namespace vekmesh::cli;
   Options o;
   CLI::App app{
-      "vekmesh: inspect, repair, reduce, subdivide, remesh, separate, orient, convert, voxelise, "
-      "hollow and turn into lampshades triangle meshes"};
+      "vekmesh: inspect, report on, repair, reduce, subdivide, remesh, separate, orient, convert, "
+      "voxelise, hollow and turn into lampshades triangle meshes"};
   app.require_subcommand(1);
   app.add_flag("--json", o.json, "print machine-readable results");
   app.set_version_flag("--version", std::string("vekmesh ") + VEKMESH_VERSION,
@@ -669,6 +660,22 @@ int main(int argc, char** argv) {
                       "then also split the faces along colour boundaries and texture seams, "
                       "level rounds, without moving anything");
 
+  CLI::App* report = app.add_subcommand(
+      "report",
+      "write one self-contained HTML page about the model: a 3-D view with open edges in red, "
+      "non-manifold edges in orange and inside-out shells tinted, the weak sections and the "
+      "print orientation, and the summary of info (with --repair, before and after)");
+  input(report);
+  output(report, "report file (.html; with --json the summary as JSON instead)");
+  report->add_flag("--shells", o.per_shell, "colour each shell on its own and list the shells");
+  report->add_flag("--no-intersections", o.no_intersections,
+                   "skip the search for shells that pass through one another");
+  report->add_flag("--repair", o.repair,
+                   "repair a copy as `repair` would and show the summary before and after");
+  report->add_flag("--described", o.described, "with --repair: the exports' pipeline");
+  report->add_flag("--no-analysis", o.no_analysis,
+                   "skip the weak sections and the print orientation");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -681,7 +688,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    if (!o.output.empty()) checkOutputName(o.output);
+    // The report is a page, not a model.
+    if (!o.output.empty() && !*report) checkOutputName(o.output);
     if (*info) runInfo(o);
     if (*repair) runRepair(o);
     if (*reduce) runReduce(o);
@@ -693,6 +701,7 @@ int main(int argc, char** argv) {
     if (*hollow) runHollow(o);
     if (*lampshade) runLampshade(o);
     if (*subdivide) runSubdivide(o);
+    if (*report) runReport(o);
   } catch (const UserError& e) {
     std::fprintf(stderr, "vekmesh: error: %s\n", e.what());
     return 1;

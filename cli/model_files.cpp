@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <system_error>
 
 #include "cli/progress_bar.h"
@@ -209,6 +210,19 @@ void saveModel(const std::string& path, const SubMesh& mesh, const ModelNames& n
   if (!written)
     throw UserError("cannot write '" + path + "'" +
                     (errno ? std::string(": ") + std::strerror(errno) : ""));
+}
+
+nlohmann::ordered_json loadJson(const LoadedModel& loaded) {
+  nlohmann::ordered_json json = {{"triangles_read", loaded.triangles_read},
+                                 {"triangles_dropped", loaded.triangles_dropped},
+                                 {"names", loaded.names}};
+  if (!loaded.names.empty()) return json;  // a scene's materials are its texture names
+  nlohmann::ordered_json materials = nlohmann::ordered_json::array();
+  for (const MaterialName& m : loaded.model_names.materials)
+    materials.push_back({{"name", m.name}, {"image", m.image}});
+  json["materials"] = std::move(materials);
+  json["groups"] = loaded.model_names.groups;
+  return json;
 }
 
 }  // namespace vekmesh::cli

@@ -3,6 +3,7 @@
 // written to a temporary file first so that a failure leaves no partial file.
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -45,6 +46,10 @@ struct LoadedModel {
 // OBJ reader skips is printed as warnings on stderr. The reader reports
 // progress through `run`.
 LoadedModel loadModel(const std::string& path, TriMesh& mesh, const RunContext& run = {});
+
+// What loading gave: triangles read and dropped, texture names, or the
+// materials and groups, as one JSON object.
+nlohmann::ordered_json loadJson(const LoadedModel& loaded);
 
 // Throws UserError when `path` does not name a format the tool writes; run
 // before any work so that a typo costs nothing.

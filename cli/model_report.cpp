@@ -72,7 +72,7 @@ std::vector<std::string> ModelReport::reasons() const {
 }
 
 ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
-                         bool find_intersections, const RunContext& run) {
+                         bool find_intersections, const RunContext& run, CensusEdges* edges) {
   ModelReport r;
   r.vertices = mesh.vertices.size();
   r.lower = {INFINITY, INFINITY, INFINITY};
@@ -93,7 +93,7 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
       }
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
-  r.census = takeCensus(mesh, adjacency);
+  r.census = takeCensus(mesh, adjacency, edges);
   for (const ShellCensus& shell : r.census.shell_census)
     r.solids += shell.kind == ShellKind::kSolid;
   if (find_intersections) {

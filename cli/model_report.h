@@ -46,9 +46,11 @@ struct ModelReport {
 // Inspects `mesh`, which needs current shells and incidence lists and the
 // adjacency the shells came from; the mesh itself is not changed. With
 // `find_intersections`, the closed shells are searched for pairs passing through one
-// another. The host's flaw tests log through `run`.
+// another. The host's flaw tests log through `run`. With `edges`, the census
+// lists the open and non-manifold edges it counts there.
 ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
-                         bool find_intersections, const RunContext& run = {});
+                         bool find_intersections, const RunContext& run = {},
+                         CensusEdges* edges = nullptr);
 
 // Human-readable lines, each prefixed by `indent`; with `per_shell`, one line
 // per shell at the end.

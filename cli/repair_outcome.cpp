@@ -2,7 +2,8 @@
 #include "cli/repair_outcome.h"
 
 #include <cstdio>
-#include <nlohmann/json.hpp>
+
+#include "repair/repair_pipeline.h"
 
 namespace vekmesh::cli {
 std::string thoroughText(const ThoroughRepairReport& r, const std::string& indent) {
@@ -43,6 +44,38 @@ nlohmann::ordered_json thoroughJson(const ThoroughRepairReport& r) {
           {"lone_faces_removed", r.lone_faces_removed},
           {"zero_volume_parts_removed", r.outward.zero_volume_removed},
           {"zero_volume_faces_removed", r.outward.zero_volume_faces}};
+}
+
+RepairOutcome repairModel(TriMesh& mesh, CornerAdjacency& adjacency, const ModelReport& before,
+                          bool described, bool find_intersections, const RunContext& run) {
+  RepairOutcome out;
+  if (described) {
+    adjacency = CornerAdjacency{};  // this pipeline builds its own
+    // The exports' pipeline, except that the tool removes duplicate faces at
+    // every size.
+    const RepairReport repaired =
+        repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways}, run);
+    out.after = inspectModel(mesh, repaired.adjacency, find_intersections);
+    out.account = {{"mode", "described"}};
+    out.account_text = "  repair         : described (the exports' pipeline)\n";
+    return out;
+  }
+  const ThoroughRepairReport repaired = thoroughRepair(mesh, run, &adjacency);
+  out.after = inspectModel(mesh, repaired.adjacency, find_intersections);
+  out.account = thoroughJson(repaired);
+  out.account_text = thoroughText(repaired, "  ");
+  // Never hand back more of a flaw than was given.
+  const std::vector<std::string> added = flawsAdded(before.census, out.after.census);
+  if (!added.empty()) {
+    std::string why;
+    for (size_t i = 0; i < added.size(); ++i) why += (i ? ", " : "") + added[i];
+    out.after = before;
+    out.kept_as_it_was = true;
+    out.account["kept_as_it_was"] = true;
+    out.account["would_have_added"] = added;
+    out.account_text += "  kept as it was: the repair would have left " + why + "\n";
+  }
+  return out;
 }
 
 }  // namespace vekmesh::cli

@@ -75,12 +75,15 @@ EdgeUses walkEdge(const SubMesh& mesh, const FaceBits& repeated, uint32_t f, uin
 // Adds the edge of corner c of face f (which has no repeated vertex) to the
 // counts of its shell, each edge once: an edge of two faces at the lower one,
 // an edge of more at the lowest of its faces.
+// With `edges`, an open or non-manifold edge counted is listed there as well.
 void countEdge(const SubMesh& mesh, const CornerAdjacency& adjacency, const FaceBits& repeated,
-               bool any_repeated, uint32_t f, uint32_t c, ShellCensus& shell) {
+               bool any_repeated, uint32_t f, uint32_t c, ShellCensus& shell, CensusEdges* edges) {
   const size_t slot = size_t(f) * 3 + c;
   const int32_t across = adjacency.across[slot];
+  const Face& face = mesh.faces[f];
   if (across == CornerAdjacency::kOpen) {
     ++shell.open_edges;
+    if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
     return;
   }
   // One other listing of a face without a repeated vertex is the whole story.
@@ -91,10 +94,12 @@ void countEdge(const SubMesh& mesh, const CornerAdjacency& adjacency, const Face
   const EdgeUses uses = walkEdge(mesh, repeated, f, c);
   if (uses.faces == 1) {
     ++shell.open_edges;
+    if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
   } else if (uses.f_is_lowest) {
-    if (uses.faces > 2)
+    if (uses.faces > 2) {
       ++shell.non_manifold_edges;
-    else if (uses.same_direction)
+      if (edges) edges->non_manifold.push_back({face.v[c], face.v[nextCorner(c)]});
+    } else if (uses.same_direction)
       ++shell.misoriented_edges;
   }
 }
@@ -209,7 +214,7 @@ ShellKind closedShellKind(const ShellCensus& shell, double diagonal) {
 
 }  // namespace
 
-MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
+MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, CensusEdges* edges) {
   MeshCensus census;
   const size_t face_count = mesh.faces.size();
   census.shells = mesh.shells.size();
@@ -273,7 +278,7 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency) {
       continue;
     }
     for (uint32_t c = 0; c < 3; ++c)
-      countEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c, shell);
+      countEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c, shell, edges);
     if (shell_index < 0) {
       census.open_edges += scratch.open_edges;
       census.non_manifold_edges += scratch.non_manifold_edges;

@@ -5,6 +5,7 @@
 // adjacency; only edges with several other faces walk the incidence lists.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -86,6 +87,13 @@ struct MeshCensus {
   }
 };
 
+// The edges behind the open and non-manifold counts, each once, as pairs of
+// vertex indices, for a caller that draws them.
+struct CensusEdges {
+  std::vector<std::array<int32_t, 2>> open;
+  std::vector<std::array<int32_t, 2>> non_manifold;
+};
+
 // Needs current shells and the corner adjacency they came from
 // (RemovedFaces::kSkip), as buildShellsWithAdjacency hands them on.
 // Shells:
@@ -99,7 +107,9 @@ struct MeshCensus {
 //     solid whose box strictly holds its own (winding number at least 1);
 //     otherwise it is inside out. Mis-oriented edges inside a closed shell do
 //     not stop it from being judged by the volume its faces enclose.
-MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency);
+// With `edges`, the open and non-manifold edges counted are listed there too.
+MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                      CensusEdges* edges = nullptr);
 
 // The flaws a repair must never add: open, non-manifold and mis-oriented
 // edges, repeated-vertex and duplicate faces, and inside-out shells. One

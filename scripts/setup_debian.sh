@@ -12,7 +12,10 @@ packages=(build-essential cmake pkg-config libgtest-dev googletest python3
           # OpenCASCADE, for the STEP/IGES converter library and its tests
           libocct-data-exchange-dev libocct-modeling-algorithms-dev
           # lib3mf, which a test opens the tool's 3MF files with
-          lib3mf-dev)
+          lib3mf-dev
+          # three.js, compiled into the tool's report page, and Chromium,
+          # which the report's test opens the page in
+          libjs-three chromium)
 if [ "${1:-}" = "--fuzz" ]; then
   packages+=(clang libclang-rt-14-dev libomp-dev)
 fi

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
+#include <utility>
 
 #include "broken_sphere.h"
 #include "mesh/mesh_utils.h"
@@ -221,6 +223,54 @@ TEST(MeshCensus, AgreesWithAnIndependentEdgeCountOnBrokenSpheres) {
       }
     }
   }
+}
+
+// The edges a report draws are those counted: as many as the counts, each
+// once, and each used by one face (open) or more than two (non-manifold), by
+// a count of its own over the faces without a repeated vertex or a copy.
+TEST(MeshCensus, ListsTheOpenAndNonManifoldEdgesItCounts) {
+  for (const uint64_t seed : {4u, 5u}) {
+    const test::BrokenSphere broken = test::makeBrokenSphere(20000, seed);
+    TriMesh mesh;
+    buildTriMesh(mesh, broken.triangleCount(), broken.corners.data(), nullptr, nullptr, nullptr);
+    const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
+    CensusEdges edges;
+    const MeshCensus census = takeCensus(mesh, adjacency, &edges);
+    ASSERT_GT(census.open_edges, 0u);
+    EXPECT_EQ(edges.open.size(), census.open_edges);
+    EXPECT_EQ(edges.non_manifold.size(), census.non_manifold_edges);
+    std::map<std::pair<int32_t, int32_t>, int> uses;
+    std::set<std::array<int32_t, 3>> seen;
+    for (const Face& f : mesh.faces) {
+      if (f.removed || f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[2] == f.v[0]) continue;
+      const int k = int(std::min_element(f.v, f.v + 3) - f.v);
+      if (!seen.insert({f.v[k], f.v[(k + 1) % 3], f.v[(k + 2) % 3]}).second) continue;
+      for (int c = 0; c < 3; ++c) ++uses[std::minmax(f.v[c], f.v[(c + 1) % 3])];
+    }
+    std::set<std::pair<int32_t, int32_t>> listed;
+    for (const auto& e : edges.open) {
+      EXPECT_TRUE(listed.insert(std::minmax(e[0], e[1])).second) << "listed twice";
+      EXPECT_EQ(uses[std::minmax(e[0], e[1])], 1) << seed;
+    }
+    for (const auto& e : edges.non_manifold) {
+      EXPECT_TRUE(listed.insert(std::minmax(e[0], e[1])).second) << "listed twice";
+      EXPECT_GT(uses[std::minmax(e[0], e[1])], 2) << seed;
+    }
+  }
+  // The fan of three triangles on one edge: that edge, and six open ones.
+  Soup fan;
+  fan.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  fan.addTriangle({1, 0, 0}, {0, 0, 0}, {0, -1, 0});
+  fan.addTriangle({1, 0, 0}, {0, 0, 0}, {0, 0, 1});
+  TriMesh mesh = test::buildMesh(fan);
+  CensusEdges edges;
+  takeCensus(mesh, buildShellsWithAdjacency(mesh), &edges);
+  ASSERT_EQ(edges.non_manifold.size(), 1u);
+  EXPECT_EQ(edges.open.size(), 6u);
+  const auto& a = mesh.vertices[size_t(edges.non_manifold[0][0])].position;
+  const auto& b = mesh.vertices[size_t(edges.non_manifold[0][1])].position;
+  EXPECT_EQ(a[1] + a[2] + b[1] + b[2], 0.0f);
+  EXPECT_EQ(a[0] + b[0], 1.0f);
 }
 
 }  // namespace
