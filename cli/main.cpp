@@ -154,7 +154,8 @@ void runRepair(const Options& o) {
       account = {{"mode", "described"}};
       account_text = "  repair         : described (the exports' pipeline)\n";
     } else {
-      const ThoroughRepairReport repaired = thoroughRepair(mesh, run, &loaded.adjacency);
+      const ThoroughRepairReport repaired =
+          thoroughRepair(mesh, run.sub(0.5, 0.8), &loaded.adjacency);
       run.report(0.80);
       after = inspectModel(mesh, repaired.adjacency, !o.no_intersections);
       account = thoroughJson(repaired);
