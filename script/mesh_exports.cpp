@@ -50,14 +50,6 @@ void writeSoup(const SubMesh& mesh, float* corners, float* colors, float* uvs, i
   }
 }
 
-template <class T>
-T* allocated(uint64_t elements) {
-  // At least one element, so that a null array always means failure.
-  void* p = std::malloc(sizeof(T) * (elements ? elements : 1));
-  if (!p) throw std::bad_alloc();
-  return static_cast<T*>(p);
-}
-
 }  // namespace
 
 extern "C" {

@@ -1,55 +1,23 @@
-// The other operations of the scripting API, each a thin call into the core as
-// the tool makes it: reduce, subdivide, orient, separate; and those this build
-// does not offer yet. Operations that change a handle work on a copy and swap
-// it in on success, so a cancelled call leaves the handle as it was.
+// The mesh operations of the scripting API, each a thin call into the core as
+// the tool makes it: reduce, subdivide, orient, separate, remesh. Operations
+// that change a handle work on a copy and swap it in on success, so a
+// cancelled call leaves the handle as it was.
 #include <array>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "analysis/print_orientation.h"
 #include "include/vekmesh/script.h"
 #include "mesh/mesh_utils.h"
 #include "remesh/mesh_reducer.h"
+#include "remesh/remesher.h"
 #include "remesh/subdivision.h"
 #include "repair/separation.h"
 #include "script/script_frame.h"
 
 using namespace vekmesh;
 using namespace vekmesh::script;
-
-namespace {
-
-// Runs `operate(copy, context)` on a copy of the handle's mesh and swaps the
-// result in when it returns; `run` gets the status.
-template <class Operate>
-int32_t operateOnCopy(vkm_mesh* handle, vkm_run* run, Operate&& operate) noexcept {
-  return runCall(run, [&](const RunContext& context) {
-    require(handle, "null mesh");
-    context.report(0.0);
-    TriMesh work = handle->mesh;
-    work.tag = &work;
-    operate(work, context);
-    context.report(1.0);
-    handle->mesh = std::move(work);
-    handle->mesh.tag = &handle->mesh;
-  });
-}
-
-template <class Options>
-Options orDefaults(const Options* given, void (*defaults)(Options*)) {
-  Options o;
-  defaults(&o);
-  return given ? *given : o;
-}
-
-int32_t notAvailable(vkm_run* run, const char* name) noexcept {
-  return runCall(run, [&](const RunContext&) {
-    throw CallError(VKM_NOT_AVAILABLE,
-                    std::string(name) + " is not available in this build of the library");
-  });
-}
-
-}  // namespace
 
 extern "C" {
 
@@ -137,23 +105,26 @@ VKM_API void vkm_pieces_free(vkm_mesh** pieces, uint64_t count) {
   delete[] pieces;
 }
 
-VKM_API int32_t vkm_weak_sections(vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "weak_sections");
+VKM_API void vkm_remesh_defaults(vkm_remesh_options* options) {
+  if (options) *options = {nullptr, 0};
 }
-VKM_API int32_t vkm_voxelize(vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "voxelize");
-}
-VKM_API int32_t vkm_hollow(vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "hollow");
-}
-VKM_API int32_t vkm_lampshade(vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "lampshade");
-}
-VKM_API int32_t vkm_lampshade_preview(const vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "lampshade_preview");
-}
-VKM_API int32_t vkm_remesh(vkm_mesh*, const void*, vkm_run* run) {
-  return notAvailable(run, "remesh");
+
+VKM_API int32_t vkm_remesh(vkm_mesh* mesh, const vkm_remesh_options* options, vkm_run* run) {
+  const vkm_remesh_options o = orDefaults(options, vkm_remesh_defaults);
+  return operateOnCopy(mesh, run, [&](TriMesh& work, const RunContext& context) {
+    require(o.faces || o.face_count == 0, "null face list with a count");
+    require(o.face_count <= UINT32_MAX, "more than 2^32 - 1 faces listed");
+    // The caller numbers the live faces in order, as they are copied out.
+    std::vector<int32_t> live, chosen;
+    for (size_t f = 0; f < work.faces.size(); ++f)
+      if (!work.faces[f].removed) live.push_back(static_cast<int32_t>(f));
+    for (uint64_t i = 0; i < o.face_count; ++i)
+      if (o.faces[i] >= 0 && size_t(o.faces[i]) < live.size()) chosen.push_back(live[o.faces[i]]);
+    // Entries that were all out of range select every face, as none given.
+    remeshMesh(work, chosen.empty() ? nullptr : chosen.data(), static_cast<uint32_t>(chosen.size()),
+               context.sub(0.0, 0.9));
+    rebuildTopology(work);
+  });
 }
 
 }  // extern "C"

@@ -3,9 +3,13 @@
 // exception turned into a status code so that nothing crosses the C boundary.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "include/vekmesh/script.h"
 #include "mesh/run_context.h"
@@ -76,7 +80,48 @@ inline void require(bool condition, const char* what) {
   if (!condition) throw CallError(VKM_INVALID_ARGUMENT, what);
 }
 
+// Throws CallError(VKM_INVALID_ARGUMENT) unless `value` is positive and
+// finite (NaN included), naming the option.
+inline void requirePositive(double value, const char* name) {
+  if (!(value > 0.0 && value < INFINITY))
+    throw CallError(VKM_INVALID_ARGUMENT, std::string(name) + " must be positive and finite");
+}
+
 // The live faces of a mesh, as a triangle count.
 uint64_t liveTriangles(const SubMesh& mesh);
+
+// Runs `operate(copy, context)` on a copy of the handle's mesh and swaps the
+// result in when it returns: a failed or cancelled call leaves the handle as
+// it was.
+template <class Operate>
+int32_t operateOnCopy(vkm_mesh* handle, vkm_run* run, Operate&& operate) noexcept {
+  return runCall(run, [&](const RunContext& context) {
+    require(handle, "null mesh");
+    context.report(0.0);
+    TriMesh work = handle->mesh;
+    work.tag = &work;
+    operate(work, context);
+    context.report(1.0);
+    handle->mesh = std::move(work);
+    handle->mesh.tag = &handle->mesh;
+  });
+}
+
+// The caller's options, or the defaults when it passed none.
+template <class Options>
+Options orDefaults(const Options* given, void (*defaults)(Options*)) {
+  Options o;
+  defaults(&o);
+  return given ? *given : o;
+}
+
+// malloc'd room for `elements` (at least one, so that null always means
+// failure); throws std::bad_alloc.
+template <class T>
+T* allocated(uint64_t elements) {
+  void* p = std::malloc(sizeof(T) * (elements ? elements : 1));
+  if (!p) throw std::bad_alloc();
+  return static_cast<T*>(p);
+}
 
 }  // namespace vekmesh::script

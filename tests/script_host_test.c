@@ -83,7 +83,14 @@ static void test_statuses(void) {
   CHECK(strstr(run.message, "/nonexistent/model.stl") != NULL && mesh == NULL);
   CHECK(strcmp(vkm_status_message(VKM_CANCELLED), "cancelled by the progress callback") == 0);
   CHECK(strcmp(vkm_status_message(12345), "unknown status") == 0);
-  CHECK(vkm_voxelize(NULL, NULL, &run) == VKM_NOT_AVAILABLE && strstr(run.message, "voxelize"));
+  /* A bad option is refused before any work, and the handle stays as it was. */
+  float corners[12 * 9];
+  cube(corners, 1.0f, 0.0f);
+  CHECK(vkm_mesh_from_arrays(corners, NULL, NULL, NULL, 12, &mesh) == VKM_OK);
+  vkm_voxelize_options voxels = {-1.0f};
+  CHECK(vkm_voxelize(mesh, &voxels, &run) == VKM_INVALID_ARGUMENT);
+  CHECK(strstr(run.message, "voxel_size") != NULL && vkm_mesh_triangle_count(mesh) == 12);
+  vkm_mesh_free(mesh);
   vkm_reduce_options reduce;
   vkm_reduce_defaults(&reduce);
   CHECK(reduce.ratio == 0.5 && reduce.max_error == 0.05 && reduce.min_cosine == 0.99);

@@ -243,14 +243,104 @@ VKM_API int32_t vkm_separate(const vkm_mesh* mesh, vkm_run* run, vkm_mesh*** pie
 /* Frees every handle of the array and the array; null is allowed. */
 VKM_API void vkm_pieces_free(vkm_mesh** pieces, uint64_t count);
 
-/* Operations not offered by this build: they return VKM_NOT_AVAILABLE and
- * change nothing. Their options will come with them. */
-VKM_API int32_t vkm_weak_sections(vkm_mesh* mesh, const void* options, vkm_run* run);
-VKM_API int32_t vkm_voxelize(vkm_mesh* mesh, const void* options, vkm_run* run);
-VKM_API int32_t vkm_hollow(vkm_mesh* mesh, const void* options, vkm_run* run);
-VKM_API int32_t vkm_lampshade(vkm_mesh* mesh, const void* options, vkm_run* run);
-VKM_API int32_t vkm_lampshade_preview(const vkm_mesh* mesh, const void* options, vkm_run* run);
-VKM_API int32_t vkm_remesh(vkm_mesh* mesh, const void* options, vkm_run* run);
+typedef struct vkm_remesh_options {
+  /* The faces to remesh (indices into the mesh's triangles in the order
+   * vkm_mesh_copy_out gives them), or null for all. Out-of-range and repeated
+   * entries are ignored; when no valid entry is left, every face is remeshed.
+   * Default null, 0. */
+  const int32_t* faces;
+  uint64_t face_count;
+} vkm_remesh_options;
+VKM_API void vkm_remesh_defaults(vkm_remesh_options* options);
+/* Isotropic remeshing of the selection in place: five rounds of splits,
+ * collapses, flips and smoothing towards the selection's mean edge length,
+ * the points kept on the input surface; the rest of the mesh as it was. */
+VKM_API int32_t vkm_remesh(vkm_mesh* mesh, const vkm_remesh_options* options, vkm_run* run);
+
+/* ---- design: voxels, hollowing, lampshades ---------------------------------- */
+
+typedef struct vkm_voxelize_options {
+  float voxel_size; /* edge of a voxel, model units; default 1.0 */
+} vkm_voxelize_options;
+VKM_API void vkm_voxelize_defaults(vkm_voxelize_options* options);
+/* Replaces the mesh by the surface of its voxel model (two triangles per
+ * exposed voxel face, voxel contacts split so that the result is closed and
+ * two-manifold). VKM_EMPTY_RESULT when no voxel face remains (the model is
+ * thinner than about two voxels everywhere), VKM_INVALID_ARGUMENT when the
+ * size is not positive or would need more than 20 million voxels. */
+VKM_API int32_t vkm_voxelize(vkm_mesh* mesh, const vkm_voxelize_options* options, vkm_run* run);
+
+typedef struct vkm_hollow_options {
+  float wall; /* wall thickness, model units; default 2.0 */
+} vkm_hollow_options;
+VKM_API void vkm_hollow_defaults(vkm_hollow_options* options);
+typedef struct vkm_hollow_report {
+  float voxel_size;
+  int32_t wall_layers;
+  double model_volume, hollow_volume; /* cubic units */
+} vkm_hollow_report;
+/* Adds the inner surface of a wall of the given thickness (wound inwards) to
+ * the closed mesh, leaving it hollow. VKM_EMPTY_RESULT when fewer than 100
+ * voxels remain inside (open, or thinner than twice the wall). `report`, when
+ * not null, gets what hollowing measured. */
+VKM_API int32_t vkm_hollow(vkm_mesh* mesh, const vkm_hollow_options* options, vkm_run* run,
+                           vkm_hollow_report* report);
+
+typedef struct vkm_lampshade_options {
+  float wall; /* wall thickness, model units; default 2.0 */
+} vkm_lampshade_options;
+VKM_API void vkm_lampshade_defaults(vkm_lampshade_options* options);
+/* Replaces the mesh by a lampshade: its surface with the inner wall the
+ * voxel core leaves, cut flat at the base. VKM_EMPTY_RESULT when no shade
+ * fits (not closed, no base, or thinner than twice the wall). */
+VKM_API int32_t vkm_lampshade(vkm_mesh* mesh, const vkm_lampshade_options* options, vkm_run* run);
+
+/* Polygons handed out: point_counts[i] points of polygon i, one after
+ * another in `points` (x y z each); labels[i] and groups[i] say what each
+ * polygon is (see the function). Arrays are library-allocated (at least one
+ * element each) and released by one vkm_outlines_free. */
+typedef struct vkm_outlines {
+  uint64_t polygon_count;
+  int32_t* point_counts;
+  int32_t* labels;
+  int32_t* groups;
+  float* points;
+} vkm_outlines;
+VKM_API void vkm_outlines_free(vkm_outlines* outlines);
+
+/* The lampshade's preview, without changing the mesh: the base outlines (label
+ * 0) and the inner outlines the wall leaves there (label 1), at the base
+ * height; groups[i] is i. `fits` gets 1 when a shade fits (the model is at
+ * least 15 units high and a base is wide enough for the wall and 2 units
+ * more), 0 otherwise (and then there may be no polygon). */
+VKM_API int32_t vkm_lampshade_preview(const vkm_mesh* mesh, const vkm_lampshade_options* options,
+                                      vkm_run* run, vkm_outlines* out, int32_t* fits);
+
+/* ---- analysis: weak sections -------------------------------------------------- */
+
+typedef struct vkm_weak_sections_options {
+  float change_ratio; /* area change between neighbouring sections that marks one; 0.5 */
+  int32_t axes_only;  /* 1: the three axes only, the highest tenth of each; default 0 (13
+                         directions, a section is weak when it scores above 0.5) */
+} vkm_weak_sections_options;
+VKM_API void vkm_weak_sections_defaults(vkm_weak_sections_options* options);
+/* The weak cross-sections of the mesh, without changing it. `outlines` gets
+ * their polygons in the mesh's own coordinates: labels[i] is the section
+ * polygon i belongs to; groups[i] numbers the outline groups over the whole
+ * result, the first polygon of a group being its outer outline and the others
+ * its holes. `count` gets the number of sections; `scores` (1 per section)
+ * and `directions` (3 doubles per section, not normalised) are
+ * library-allocated and released by vkm_sections_free along with the
+ * outlines. */
+typedef struct vkm_sections {
+  uint64_t count;
+  float* scores;
+  double* directions;
+  vkm_outlines outlines;
+} vkm_sections;
+VKM_API int32_t vkm_weak_sections(const vkm_mesh* mesh, const vkm_weak_sections_options* options,
+                                  vkm_run* run, vkm_sections* out);
+VKM_API void vkm_sections_free(vkm_sections* sections);
 
 #ifdef __cplusplus
 }

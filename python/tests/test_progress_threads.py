@@ -1,6 +1,9 @@
 """Progress, cancelling (from the callback and from an exception in it) and
 two threads working at once, each getting its own result."""
 
+import os
+import subprocess
+import sys
 import threading
 
 import numpy as np
@@ -72,3 +75,27 @@ def test_two_threads_repair_two_meshes_at_once():
     for i in range(2):
         assert np.array_equal(results[i].triangles, alone[i].triangles)
     assert triangle_set(results[0]) != triangle_set(results[1])
+
+
+def test_ctrl_c_during_a_call_cancels_it(tmp_path):
+    # SIGINT arrives while the library works (sent from the first progress
+    # mark): the call stops at the next mark and KeyboardInterrupt comes out.
+    script = tmp_path / "interrupted.py"
+    script.write_text(
+        "import os, signal, sys\n"
+        "sys.path.insert(0, %r)\n"
+        "import vekmesh\n"
+        "from conftest import broken_sphere\n"
+        "marks = []\n"
+        "def mark(percent):\n"
+        "    marks.append(percent)\n"
+        "    if len(marks) == 1:\n"
+        "        os.kill(os.getpid(), signal.SIGINT)\n"
+        "try:\n"
+        "    vekmesh.repair(broken_sphere(), progress=mark)\n"
+        "except KeyboardInterrupt:\n"
+        "    print('interrupted after', len(marks))\n" % os.path.dirname(__file__))
+    result = subprocess.run([sys.executable, str(script)], capture_output=True, text=True,
+                            timeout=60)
+    assert result.returncode == 0, result.stderr
+    assert result.stdout.strip() == "interrupted after 1"

@@ -13,11 +13,11 @@ worked on in parallel threads.
 from ._library import LibraryNotFound
 from .errors import Cancelled, FileError, VekmeshError
 from .mesh import Mesh
-from .operations import (Census, Orientation, census, export_gltf, hollow, lampshade,
-                         lampshade_preview, load, orient, reduce, remesh, repair, save, separate,
-                         subdivide, voxelize, weak_sections)
+from .operations import (Census, LampshadePreview, Orientation, WeakSection, census,
+                         export_gltf, hollow, lampshade, lampshade_preview, load, orient, reduce,
+                         remesh, repair, save, separate, subdivide, voxelize, weak_sections)
 
-__all__ = ["Mesh", "Census", "Orientation", "load", "save", "export_gltf", "census", "repair",
+__all__ = ["Mesh", "Census", "Orientation", "LampshadePreview", "WeakSection", "load", "save", "export_gltf", "census", "repair",
            "reduce", "separate", "orient", "weak_sections", "voxelize", "hollow", "lampshade",
            "lampshade_preview", "subdivide", "remesh", "VekmeshError", "Cancelled", "FileError",
            "LibraryNotFound", "library_version"]

@@ -113,6 +113,37 @@ class OrientOptions(ctypes.Structure):
     _fields_ = [("mode", ctypes.c_int32)]
 
 
+class RemeshOptions(ctypes.Structure):
+    _fields_ = [("faces", ctypes.c_void_p), ("face_count", ctypes.c_uint64)]
+
+
+class FloatOption(ctypes.Structure):
+    """vkm_voxelize_options, vkm_hollow_options, vkm_lampshade_options."""
+    _fields_ = [("value", ctypes.c_float)]
+
+
+class HollowReport(ctypes.Structure):
+    _fields_ = [("voxel_size", ctypes.c_float), ("wall_layers", ctypes.c_int32),
+                ("model_volume", ctypes.c_double), ("hollow_volume", ctypes.c_double)]
+
+
+class Outlines(ctypes.Structure):
+    _fields_ = [("polygon_count", ctypes.c_uint64),
+                ("point_counts", ctypes.POINTER(ctypes.c_int32)),
+                ("labels", ctypes.POINTER(ctypes.c_int32)),
+                ("groups", ctypes.POINTER(ctypes.c_int32)),
+                ("points", ctypes.POINTER(ctypes.c_float))]
+
+
+class WeakSectionsOptions(ctypes.Structure):
+    _fields_ = [("change_ratio", ctypes.c_float), ("axes_only", ctypes.c_int32)]
+
+
+class Sections(ctypes.Structure):
+    _fields_ = [("count", ctypes.c_uint64), ("scores", ctypes.POINTER(ctypes.c_float)),
+                ("directions", ctypes.POINTER(ctypes.c_double)), ("outlines", Outlines)]
+
+
 _P = ctypes.c_void_p  # a vkm_mesh*, a float*, ...
 _RUN = ctypes.POINTER(Run)
 _I32 = ctypes.c_int32
@@ -138,6 +169,16 @@ _SIGNATURES = {
     "vkm_separate": (_I32, [_P, _RUN, ctypes.POINTER(ctypes.POINTER(_P)),
                             ctypes.POINTER(_U64)]),
     "vkm_pieces_free": (None, [ctypes.POINTER(_P), _U64]),
+    "vkm_remesh": (_I32, [_P, ctypes.POINTER(RemeshOptions), _RUN]),
+    "vkm_voxelize": (_I32, [_P, ctypes.POINTER(FloatOption), _RUN]),
+    "vkm_hollow": (_I32, [_P, ctypes.POINTER(FloatOption), _RUN, ctypes.POINTER(HollowReport)]),
+    "vkm_lampshade": (_I32, [_P, ctypes.POINTER(FloatOption), _RUN]),
+    "vkm_lampshade_preview": (_I32, [_P, ctypes.POINTER(FloatOption), _RUN,
+                                     ctypes.POINTER(Outlines), ctypes.POINTER(_I32)]),
+    "vkm_outlines_free": (None, [ctypes.POINTER(Outlines)]),
+    "vkm_weak_sections": (_I32, [_P, ctypes.POINTER(WeakSectionsOptions), _RUN,
+                                 ctypes.POINTER(Sections)]),
+    "vkm_sections_free": (None, [ctypes.POINTER(Sections)]),
 }
 
 lib = _load()

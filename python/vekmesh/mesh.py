@@ -134,14 +134,17 @@ class Mesh:
         return _Handle(handle)
 
     @classmethod
-    def _from_handle(cls, handle, colors=True):
-        """The handle's triangles; with `colors`, its colours, texture
-        coordinates and materials where they carry something."""
+    def _from_handle(cls, handle, like=None):
+        """The handle's triangles, with the attributes `like` (the mesh the
+        handle was made from) has; without `like`, every attribute that
+        carries something."""
         n = _library.lib.vkm_mesh_triangle_count(handle)
+        wanted = [like is None or like.colors is not None,
+                  like is None or like.uvs is not None or like.materials is not None]
         triangles = np.empty((n, 3, 3), np.float32)
-        c = np.empty((n, 3, 3), np.float32) if colors else None
-        uvs = np.empty((n, 3, 2), np.float32) if colors else None
-        materials = np.empty(n, np.int32) if colors else None
+        c = np.empty((n, 3, 3), np.float32) if wanted[0] else None
+        uvs = np.empty((n, 3, 2), np.float32) if wanted[1] else None
+        materials = np.empty(n, np.int32) if wanted[1] else None
         check(_library.lib.vkm_mesh_copy_out(handle, _pointer(triangles), _pointer(c),
                                             _pointer(uvs), _pointer(materials), n))
         mesh = cls.__new__(cls)

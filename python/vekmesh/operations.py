@@ -6,6 +6,8 @@ import ctypes
 import dataclasses
 import os
 
+import numpy as np
+
 from . import _library
 from ._run import CallRun
 from .mesh import Mesh, _Handle
@@ -30,7 +32,7 @@ def _transform(mesh, call, progress):
     """Runs `call(handle, run_pointer)` on a handle of `mesh`; the new Mesh."""
     with _mesh_argument(mesh)._handle() as handle, CallRun(progress) as run:
         run.finish(call(handle, run.pointer))
-        return Mesh._from_handle(handle)
+        return Mesh._from_handle(handle, like=mesh)
 
 
 # ---- files -------------------------------------------------------------------
@@ -175,22 +177,117 @@ def separate(mesh, *, progress=None):
         run.finish(_lib.vkm_separate(handle, run.pointer, ctypes.byref(pieces),
                                      ctypes.byref(count)))
     try:
-        return [Mesh._from_handle(pieces[i]) for i in range(count.value)]
+        return [Mesh._from_handle(pieces[i], like=mesh) for i in range(count.value)]
     finally:
         _lib.vkm_pieces_free(pieces, count)
 
 
-def _not_landed(name):
-    def operation(mesh, **options):
-        raise NotImplementedError("vekmesh.%s is not available yet in this version" % name)
-    operation.__name__ = name
-    operation.__doc__ = "Not available yet: raises NotImplementedError."
-    return operation
+def remesh(mesh, *, faces=None, progress=None):
+    """Isotropic remeshing of the listed faces (indices into the mesh's
+    triangles; all when None): even edges of the selection's mean length, the
+    points kept on the surface, the rest of the mesh as it was."""
+    selection = None
+    if faces is not None:
+        selection = np.asarray(faces)
+        if selection.dtype.kind not in "iu":
+            raise TypeError("faces: needs integer indices, got dtype %s" % selection.dtype)
+        if selection.ndim != 1:
+            raise ValueError("faces: needs shape (k,), got %s" % (selection.shape,))
+        selection = np.ascontiguousarray(np.clip(selection, -1, 2**31 - 1), np.int32)
+    options = _library.RemeshOptions(
+        None if selection is None else selection.ctypes.data, 0 if selection is None else
+        len(selection))
+    return _transform(mesh, lambda h, r: _lib.vkm_remesh(h, ctypes.byref(options), r), progress)
 
 
-weak_sections = _not_landed("weak_sections")
-voxelize = _not_landed("voxelize")
-hollow = _not_landed("hollow")
-lampshade = _not_landed("lampshade")
-lampshade_preview = _not_landed("lampshade_preview")
-remesh = _not_landed("remesh")
+def voxelize(mesh, *, voxel_size=1.0, progress=None):
+    """The surface of the mesh's voxel model: closed, two-manifold, each voxel
+    face two triangles coloured like its voxel."""
+    options = _library.FloatOption(float(voxel_size))
+    return _transform(mesh, lambda h, r: _lib.vkm_voxelize(h, ctypes.byref(options), r),
+                      progress)
+
+
+def hollow(mesh, *, wall=2.0, progress=None):
+    """The closed mesh with a wall of `wall` units: its own surface and the
+    core's surface turned inwards. ValueError when nothing can be hollowed."""
+    options = _library.FloatOption(float(wall))
+    return _transform(mesh, lambda h, r: _lib.vkm_hollow(h, ctypes.byref(options), r, None),
+                      progress)
+
+
+def lampshade(mesh, *, wall=2.0, progress=None):
+    """A lampshade of the closed mesh: its surface with an inner wall, cut flat
+    at the base. ValueError when no shade fits."""
+    options = _library.FloatOption(float(wall))
+    return _transform(mesh, lambda h, r: _lib.vkm_lampshade(h, ctypes.byref(options), r),
+                      progress)
+
+
+def _polygons(outlines):
+    """(points (k, 3) arrays, labels, groups) of a vkm_outlines."""
+    counts = np.ctypeslib.as_array(outlines.point_counts, (max(outlines.polygon_count, 1),))
+    counts = counts[:outlines.polygon_count].astype(np.int64)
+    total = int(counts.sum())
+    points = np.ctypeslib.as_array(outlines.points, (max(3 * total, 1),))[:3 * total]
+    points = points.reshape(-1, 3).copy()
+    labels = [outlines.labels[i] for i in range(outlines.polygon_count)]
+    groups = [outlines.groups[i] for i in range(outlines.polygon_count)]
+    return np.split(points, np.cumsum(counts)[:-1]) if total else [], labels, groups
+
+
+@dataclasses.dataclass(frozen=True)
+class LampshadePreview:
+    fits: bool  # a shade fits: high enough, with a base wide enough for the wall
+    base: list  # base outlines, (k, 3) float32 each, at the base height
+    inner: list  # the inner outlines the wall leaves there
+
+
+def lampshade_preview(mesh, *, wall=2.0, progress=None):
+    """Whether a lampshade fits and the outlines of its base, without making it."""
+    options = _library.FloatOption(float(wall))
+    outlines = _library.Outlines()
+    fits = ctypes.c_int32()
+    with _mesh_argument(mesh)._handle() as handle, CallRun(progress) as run:
+        run.finish(_lib.vkm_lampshade_preview(handle, ctypes.byref(options), run.pointer,
+                                              ctypes.byref(outlines), ctypes.byref(fits)))
+    try:
+        polygons, labels, _ = _polygons(outlines)
+    finally:
+        _lib.vkm_outlines_free(ctypes.byref(outlines))
+    return LampshadePreview(bool(fits.value), [p for p, k in zip(polygons, labels) if k == 0],
+                            [p for p, k in zip(polygons, labels) if k == 1])
+
+
+@dataclasses.dataclass(frozen=True, repr=False)
+class WeakSection:
+    score: float  # higher is weaker
+    direction: tuple  # the cutting planes' normal, not normalised
+    groups: list  # outline groups: [outer (k, 3) array, hole arrays...]
+
+    def __repr__(self):
+        return "WeakSection(score=%g, direction=%s, %d outline groups)" % (
+            self.score, self.direction, len(self.groups))
+
+
+def weak_sections(mesh, *, change_ratio=0.5, axes_only=False, progress=None):
+    """The mesh's weak cross-sections, weakest first (by score)."""
+    options = _library.WeakSectionsOptions(float(change_ratio), int(bool(axes_only)))
+    sections = _library.Sections()
+    with _mesh_argument(mesh)._handle() as handle, CallRun(progress) as run:
+        run.finish(_lib.vkm_weak_sections(handle, ctypes.byref(options), run.pointer,
+                                          ctypes.byref(sections)))
+    try:
+        polygons, labels, groups = _polygons(sections.outlines)
+        found = []
+        for s in range(sections.count):
+            mine = [(g, p) for p, k, g in zip(polygons, labels, groups) if k == s]
+            grouped = {}
+            for g, p in mine:
+                grouped.setdefault(g, []).append(p)
+            found.append(WeakSection(float(sections.scores[s]),
+                                     tuple(sections.directions[3 * s + a] for a in range(3)),
+                                     list(grouped.values())))
+    finally:
+        _lib.vkm_sections_free(ctypes.byref(sections))
+    return sorted(found, key=lambda section: -section.score)
