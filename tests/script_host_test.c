@@ -37,6 +37,11 @@ static int32_t cancel_at_first(int32_t percent, void* user) {
   return 1;
 }
 
+static int32_t cancel_past_zero(int32_t percent, void* user) {
+  ++*(int*)user;
+  return percent > 0;
+}
+
 static void test_handles_and_arrays(void) {
   float corners[12 * 9];
   cube(corners, 2.0f, 0.0f);
@@ -106,6 +111,12 @@ static void test_cancel_leaves_the_handle(void) {
   vkm_run run = {cancel_at_first, &calls, {0}};
   CHECK(vkm_repair(mesh, NULL, &run, NULL) == VKM_CANCELLED);
   CHECK(calls == 1 && vkm_mesh_triangle_count(mesh) == 11);
+  /* The sectional analysis reports from inside its parallel work. */
+  vkm_sections sections = {0};
+  calls = 0;
+  run.progress = cancel_past_zero;
+  CHECK(vkm_weak_sections(mesh, NULL, &run, &sections) == VKM_CANCELLED && calls >= 2);
+  CHECK(sections.scores == NULL);
   run.progress = NULL;
   int32_t kept = -1;
   CHECK(vkm_repair(mesh, NULL, &run, &kept) == VKM_OK && kept == 0 && run.message[0] == 0);

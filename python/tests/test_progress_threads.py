@@ -10,7 +10,7 @@ import numpy as np
 import pytest
 
 import vekmesh
-from conftest import broken_sphere, sphere_vertices_faces, triangle_set
+from conftest import broken_sphere, sphere, triangle_set
 
 
 def test_progress_runs_from_0_to_100():
@@ -99,3 +99,20 @@ def test_ctrl_c_during_a_call_cancels_it(tmp_path):
                             timeout=60)
     assert result.returncode == 0, result.stderr
     assert result.stdout.strip() == "interrupted after 1"
+
+
+@pytest.mark.parametrize("operation", ["weak_sections", "hollow", "voxelize", "reduce",
+                                       "subdivide", "remesh", "orient", "separate"])
+def test_every_operation_can_be_cancelled(operation):
+    # Some report from inside their parallel work; a cancel there must come
+    # back as Cancelled like any other.
+    mesh = sphere(30, 40, radius=20)
+    seen = []
+
+    def stop(percent):
+        seen.append(percent)
+        return percent > 0
+
+    with pytest.raises(vekmesh.Cancelled):
+        getattr(vekmesh, operation)(mesh, progress=stop)
+    assert seen and seen[-1] > 0
