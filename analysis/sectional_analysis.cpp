@@ -86,6 +86,13 @@ int sectionalAnalysis(SubMesh& mesh, float change_ratio, uint8_t axes_only, cons
     while (reported < directions && done[reported].load(std::memory_order_acquire))
       run.report(double(++reported) / double(directions));
   };
+  // Nothing may leave the parallel region: a failure (a cancel check's throw
+  // from a report included) is kept and ends every thread's loop.
+  const auto keepFailure = [&] {
+#pragma omp critical(sectional_analysis_failure)
+    failure = std::current_exception();
+    failed = true;
+  };
 #pragma omp parallel num_threads(int(team)) if (team > 1)
   {
     SubMesh& copy = copies[size_t(threadIndex())];
@@ -105,12 +112,16 @@ int sectionalAnalysis(SubMesh& mesh, float change_ratio, uint8_t axes_only, cons
           if (isWeak(scores[i], threshold))
             found[k].push_back(weakRecord(sections[i], scores[i], d, back));
       } catch (...) {
-#pragma omp critical(sectional_analysis_failure)
-        failure = std::current_exception();
-        failed = true;
+        keepFailure();
       }
       done[k].store(true, std::memory_order_release);
-      if (threadIndex() == 0) reportFinished();
+      if (threadIndex() == 0) {
+        try {
+          reportFinished();
+        } catch (...) {
+          keepFailure();
+        }
+      }
     }
   }
   if (failure) std::rethrow_exception(failure);

@@ -131,7 +131,8 @@ void runRepair(const Options& o) {
     loaded = loadInput(o, mesh, run);
     before = inspectModel(mesh, loaded.adjacency, !o.no_intersections);
     run.report(0.50);
-    outcome = repairModel(mesh, loaded.adjacency, before, o.described, !o.no_intersections, run);
+    outcome = repairModel(mesh, loaded.adjacency, before, o.described, !o.no_intersections,
+                          run.sub(0.50, 0.80));
     run.report(0.80);
     // Should the repair have added a flaw, the model goes out as it came in.
     if (outcome.kept_as_it_was) {

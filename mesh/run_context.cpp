@@ -1,4 +1,4 @@
-// Progress spans and the log hand-off of the run context.
+// Progress spans, the cancel check and the log hand-off of the run context.
 #include "mesh/run_context.h"
 
 #include <cmath>
@@ -13,6 +13,7 @@ int32_t RunContext::percentAt(double fraction) const {
 
 void RunContext::report(double fraction) const {
   if (progress_.write) progress_.write(percentAt(fraction), progress_.user);
+  if (cancel_.cancelled && cancel_.cancelled(cancel_.user)) throw RunCancelled();
 }
 
 RunContext RunContext::sub(double from, double to) const {

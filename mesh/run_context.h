@@ -7,9 +7,16 @@
 //
 // A default-constructed context discards everything. Contexts are read from
 // the calling thread only: parallel loops neither report nor log.
+//
+// A host may also give a cancel check, asked after every progress write: when
+// it answers true, report() throws RunCancelled, which unwinds the operation
+// to the boundary that bound the check (only that boundary catches it). The
+// mesh an operation was working on is then in no defined state; the boundary
+// discards it or keeps a copy.
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <string_view>
 
 namespace vekmesh {
@@ -26,16 +33,29 @@ struct LogSink {
   void* user = nullptr;
 };
 
+// Asked after every progress write; true stops the operation.
+struct CancelCheck {
+  bool (*cancelled)(void* user) = nullptr;
+  void* user = nullptr;
+};
+
+// What report() throws when the cancel check asks to stop.
+class RunCancelled : public std::exception {
+ public:
+  const char* what() const noexcept override { return "operation cancelled"; }
+};
+
 class RunContext {
  public:
   // Discards progress and log; the span is [0, 100].
   RunContext() = default;
-  RunContext(ProgressSink progress, LogSink log) : progress_(progress), log_(log) {}
+  RunContext(ProgressSink progress, LogSink log, CancelCheck cancel = {})
+      : progress_(progress), log_(log), cancel_(cancel) {}
 
   // Writes the percentage at `fraction` of the span, rounded to the nearest
   // whole number (0.1 of [0, 50] is 5, 0.96 of it 48), so that a caller's
   // marks such as 30 or 65 come out exactly. Every call writes, repeated
-  // values included.
+  // values included. Then throws RunCancelled if the cancel check says so.
   void report(double fraction) const;
 
   // The context of a nested step that covers `from`..`to` (fractions of this
@@ -51,6 +71,7 @@ class RunContext {
  private:
   ProgressSink progress_;
   LogSink log_;
+  CancelCheck cancel_;
   double low_ = 0.0;
   double high_ = 100.0;
 };

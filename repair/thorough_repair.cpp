@@ -42,6 +42,8 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
   }
 
+  // Progress marks between the steps, where a host may also cancel.
+  run.report(0.25);
   report.coincident = removeCoincidentFaces(mesh, adjacency);
   // The faces removed leave edges the adjacency still counts as shared by
   // several, which the pairing then walks one by one (a few microseconds
@@ -50,6 +52,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
       2 * report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed;
   if (coincident * 256 > mesh.faces.size())
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  run.report(0.35);
   SheetPairs sheets;
   {
     const SheetPartners partners = pairSheets(mesh, adjacency, nullptr, &sheets);
@@ -69,12 +72,14 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // are now (faces removed since it was built no longer count).
   if (report.consistency.faces_turned > 0)
     adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  run.report(0.5);
   report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex, true});
 
   // The components the signs are for, with the patches in: the same sheets
   // as before at edges of several faces (pairing them afresh after the turns
   // could join other sheets). Patches follow their rims, so this walk turns
   // nothing but what a one-sided surface leaves.
+  run.report(0.7);
   if (report.holes.faces_added > 0) adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   ConsistencyReport again;
   const OrientationComponents components =
@@ -83,6 +88,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   report.consistency.conflicts = again.conflicts;
   report.outward = orientOutwards(mesh, components, report.weld.tolerance);
 
+  run.report(0.85);
   // The adjacency still holds when no face was turned or removed since.
   const size_t live = liveFaceCount(mesh);
   const bool compact = live != mesh.faces.size() || report.needles_collapsed > 0;

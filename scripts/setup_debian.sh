@@ -9,6 +9,8 @@ install_flags=()
 packages=(build-essential cmake pkg-config libgtest-dev googletest python3
           libpolyclipping-dev libpugixml-dev zlib1g-dev libminizip-dev libboost-dev libcli11-dev
           nlohmann-json3-dev clang-format git
+          # the Python package and its tests (numpy, pytest), and pip install in a venv
+          python3-numpy python3-pytest python3-setuptools python3-venv python3-pip
           # OpenCASCADE, for the STEP/IGES converter library and its tests
           libocct-data-exchange-dev libocct-modeling-algorithms-dev
           # lib3mf, which a test opens the tool's 3MF files with

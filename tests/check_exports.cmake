@@ -3,8 +3,14 @@
 # instantiation, no runtime library's): the dynamic symbols of the ELF build, the
 # export directory of the DLL.
 # Usage: cmake -DLIBRARY=<library> -DHEADER=<vekmesh.h> [-DNM=nm | -DOBJDUMP=objdump]
-#              -P check_exports.cmake
-file(STRINGS ${HEADER} declarations REGEX "^VEKMESH_API ")
+#              [-DAPI=<export macro> -DCOUNT=<functions>] -P check_exports.cmake
+# API and COUNT default to VEKmesh_64's VEKMESH_API and 46; the scripting
+# library passes VKM_API and no count (its header's declarations are the list).
+if(NOT API)
+  set(API VEKMESH_API)
+  set(COUNT 46)
+endif()
+file(STRINGS ${HEADER} declarations REGEX "^${API} ")
 set(expected "")
 foreach(line IN LISTS declarations)
   string(REGEX MATCH "([A-Za-z0-9_]+)\\(" name "${line}")
@@ -30,12 +36,17 @@ else()
   # carry no code and are not exports.
   string(REGEX MATCHALL "[0-9a-fA-F]* +[B-Zab-z] +[^ @\n]+" symbols "${table}")
   list(TRANSFORM symbols REPLACE "^[0-9a-fA-F]* +. +" "")
-  set(addresses 46)
 endif()
 list(SORT expected)
+if(NOT COUNT)
+  list(LENGTH expected COUNT)
+endif()
+if(NOT OBJDUMP)
+  set(addresses ${COUNT})
+endif()
 list(SORT symbols)
 list(LENGTH symbols count)
-if(NOT symbols STREQUAL expected OR NOT count EQUAL 46 OR NOT addresses EQUAL 46)
-  message(FATAL_ERROR "exports differ from the header's 46 functions\n"
+if(NOT symbols STREQUAL expected OR NOT count EQUAL COUNT OR NOT addresses EQUAL COUNT)
+  message(FATAL_ERROR "exports differ from the header's ${COUNT} functions\n"
     "  exported (${count} names, ${addresses} addresses): ${symbols}\n  declared: ${expected}")
 endif()

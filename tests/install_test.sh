@@ -25,4 +25,17 @@ export PKG_CONFIG_PATH="$libdir/pkgconfig"
 # shellcheck disable=SC2046
 cc "$src/tests/install_consumer/main.c" -o "$work/pc_consumer" $(pkg-config --cflags --libs vekmesh)
 LD_LIBRARY_PATH="$libdir" "$work/pc_consumer"
+# The scripting library, its header and the Python package beside them; the
+# package finds the installed library without being told where it is.
+if [ -f "$build/libvekmesh.so" ]; then
+  test -f "$libdir/libvekmesh.so"
+  test -f "$work/prefix/include/vekmesh/script.h"
+  python_dir="$work/prefix/share/vekmesh/python"
+  test -f "$python_dir/vekmesh/__init__.py"
+  if /usr/bin/python3 -c "import numpy" 2>/dev/null; then
+    env -u VEKMESH_LIBRARY PYTHONPATH="$python_dir" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c \
+      "import vekmesh, numpy as np; t = np.zeros((1, 3, 3), np.float32); t[0, 1, 0] = t[0, 2, 1] = 1
+assert vekmesh.census(vekmesh.Mesh(t)).open_edges == 3"
+  fi
+fi
 echo "install ok"

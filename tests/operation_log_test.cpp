@@ -32,6 +32,24 @@ TEST(RunContext, SpansNestAndRoundToTheCallersMarks) {
   EXPECT_EQ(recorder.log, "\nkept");
 }
 
+TEST(RunContext, CancelCheckStopsAfterTheProgressWrite) {
+  std::vector<int32_t> percents;
+  bool stop = false;
+  const RunContext run(
+      ProgressSink{
+          [](int32_t p, void* user) { static_cast<std::vector<int32_t>*>(user)->push_back(p); },
+          &percents},
+      LogSink{}, CancelCheck{[](void* user) { return *static_cast<bool*>(user); }, &stop});
+  run.report(0.1);
+  stop = true;
+  // Nested spans keep the check, and the mark is written before the throw.
+  EXPECT_THROW(run.sub(0.5, 1.0).report(0.5), RunCancelled);
+  EXPECT_EQ(percents, (std::vector<int32_t>{10, 75}));
+  // Without a check nothing throws, whatever the sinks.
+  const RunContext plain(ProgressSink{}, LogSink{});
+  EXPECT_NO_THROW(plain.report(1.0));
+}
+
 TEST(OperationLog, FrameClosesWithSuccessOrFailure) {
   test::RunRecorder recorder;
   {

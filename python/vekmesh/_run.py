@@ -1,0 +1,68 @@
+"""One call's vkm_run: the progress callback (a callable, a tqdm bar, or none)
+and cancelling, from the callback's answer or from Ctrl-C.
+
+The C call runs with the GIL released (ctypes does that); the library calls
+back on the calling thread at each progress mark, and the callback's non-zero
+answer stops the operation at the next mark. An exception raised in the
+callback (KeyboardInterrupt from Ctrl-C included) cancels the call and is
+raised again when it returns, since ctypes cannot pass it through C."""
+
+from . import _library
+from .errors import check
+
+
+def _tqdm_bar():
+    try:
+        from tqdm import tqdm
+    except ImportError:
+        return None
+    return tqdm(total=100, unit="%", leave=False)
+
+
+class CallRun:
+    """The vkm_run of one call; use as a context manager around the C call,
+    then pass `pointer` and call `finish(status)`."""
+
+    def __init__(self, progress):
+        if progress is not None and progress is not True and not callable(progress):
+            raise TypeError("progress must be a callable taking a percentage, True or None")
+        self._progress = progress
+        self._bar = None
+        self._shown = 0
+        self._raised = None
+        self.run = _library.Run()
+        # Always installed, so that Ctrl-C during a long call cancels it.
+        self._callback = _library.PROGRESS(self._on_progress)
+        self.run.progress = self._callback
+        self.pointer = None
+
+    def __enter__(self):
+        if self._progress is True:
+            self._bar = _tqdm_bar()
+        self.pointer = _library.ctypes.pointer(self.run)
+        return self
+
+    def __exit__(self, *exc):
+        if self._bar is not None:
+            self._bar.close()
+        return False
+
+    def _on_progress(self, percent, _user):
+        try:
+            if self._bar is not None:
+                self._bar.update(max(0, percent - self._shown))
+                self._shown = max(self._shown, percent)
+            elif callable(self._progress):
+                return 1 if self._progress(percent) else 0
+            return 0
+        except BaseException as e:  # noqa: B036 - handed back after the C call
+            self._raised = e
+            return 1
+
+    def finish(self, status):
+        """Raises what the callback raised, or the status's exception."""
+        if self._raised is not None:
+            raised, self._raised = self._raised, None
+            raise raised
+        check(status, self.run)
+

@@ -1,0 +1,127 @@
+// The frame every call of the scripting API shares: the caller's vkm_run bound
+// to a run context (progress callback, cancel check, message), and every
+// exception turned into a status code so that nothing crosses the C boundary.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "include/vekmesh/script.h"
+#include "mesh/run_context.h"
+#include "mesh/tri_mesh.h"
+
+// The opaque handle of the C interface: one mesh, owned by the caller.
+struct vkm_mesh {
+  vekmesh::TriMesh mesh;
+};
+
+namespace vekmesh::script {
+
+// A failure with its status and a message for vkm_run.message.
+class CallError : public std::runtime_error {
+ public:
+  CallError(int32_t status, const std::string& message)
+      : std::runtime_error(message), status_(status) {}
+  int32_t status() const { return status_; }
+
+ private:
+  int32_t status_;
+};
+
+// The run context of one call: progress goes to the caller's callback, whose
+// non-zero answer is the cancel check. Without a callback, a context that
+// discards everything.
+class CallContext {
+ public:
+  explicit CallContext(vkm_run* run);
+  CallContext(const CallContext&) = delete;
+  CallContext& operator=(const CallContext&) = delete;
+  const RunContext& context() const { return context_; }
+
+ private:
+  static void onProgress(int32_t percent, void* self);
+  static bool onCancelCheck(void* self);
+
+  vkm_run* run_;
+  bool cancel_ = false;
+  RunContext context_;
+};
+
+// Writes `text` (cut to fit) to the run's message, when there is a run.
+void setMessage(vkm_run* run, const std::string& text) noexcept;
+
+// Runs `body(context)` and returns VKM_OK, or the status of what it threw.
+// The run's message is cleared first and holds the failure's text after.
+template <class Body>
+int32_t runCall(vkm_run* run, Body&& body) noexcept;
+
+// Status and message of the exception in flight (inside a catch block).
+int32_t currentFailure(vkm_run* run) noexcept;
+
+template <class Body>
+int32_t runCall(vkm_run* run, Body&& body) noexcept {
+  setMessage(run, "");
+  try {
+    CallContext call(run);
+    body(call.context());
+    return VKM_OK;
+  } catch (...) {
+    return currentFailure(run);
+  }
+}
+
+// Throws CallError(VKM_INVALID_ARGUMENT) with `what` when `condition` fails.
+inline void require(bool condition, const char* what) {
+  if (!condition) throw CallError(VKM_INVALID_ARGUMENT, what);
+}
+
+// Throws CallError(VKM_INVALID_ARGUMENT) unless `value` is positive and
+// finite (NaN included), naming the option.
+inline void requirePositive(double value, const char* name) {
+  if (!(value > 0.0 && value < INFINITY))
+    throw CallError(VKM_INVALID_ARGUMENT, std::string(name) + " must be positive and finite");
+}
+
+// The live faces of a mesh, as a triangle count.
+uint64_t liveTriangles(const SubMesh& mesh);
+
+// Runs `operate(copy, context)` on a copy of the handle's mesh and swaps the
+// result in when it returns: a failed or cancelled call leaves the handle as
+// it was.
+template <class Operate>
+int32_t operateOnCopy(vkm_mesh* handle, vkm_run* run, Operate&& operate) noexcept {
+  return runCall(run, [&](const RunContext& context) {
+    require(handle, "null mesh");
+    context.report(0.0);
+    TriMesh work = handle->mesh;
+    work.tag = &work;
+    operate(work, context);
+    context.report(1.0);
+    handle->mesh = std::move(work);
+    handle->mesh.tag = &handle->mesh;
+  });
+}
+
+// The caller's options, or the defaults when it passed none.
+template <class Options>
+Options orDefaults(const Options* given, void (*defaults)(Options*)) {
+  Options o;
+  defaults(&o);
+  return given ? *given : o;
+}
+
+// malloc'd room for `elements` (at least one, so that null always means
+// failure); throws std::bad_alloc.
+template <class T>
+T* allocated(uint64_t elements) {
+  void* p = std::malloc(sizeof(T) * (elements ? elements : 1));
+  if (!p) throw std::bad_alloc();
+  return static_cast<T*>(p);
+}
+
+}  // namespace vekmesh::script
