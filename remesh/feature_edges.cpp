@@ -26,10 +26,13 @@ constexpr uint32_t kShortestLine = 4;
 // are common and are not edges of the model.
 constexpr double kRoughnessRatio = 3.0;
 
+// M_PI is not standard C++ (MinGW's <cmath> leaves it out).
+constexpr double kPi = 3.14159265358979323846;
+
 // Degrees of the angle whose cosine is c (clamped: a sum of unit vectors
 // rounds past 1).
 double angleOf(double c) {
-  return std::acos(std::clamp(c, -1.0, 1.0)) * 180.0 / M_PI;
+  return std::acos(std::clamp(c, -1.0, 1.0)) * 180.0 / kPi;
 }
 
 uint32_t findRoot(std::vector<uint32_t>& parent, uint32_t v) {
@@ -56,7 +59,7 @@ void keepLines(PatchMesh& p, const std::vector<uint32_t>& sharp) {
 }  // namespace
 
 void markSharpEdges(PatchMesh& p, double feature_degrees) {
-  const double cosine = std::cos(feature_degrees * M_PI / 180.0);
+  const double cosine = std::cos(feature_degrees * kPi / 180.0);
   const size_t nf = p.faceCount();
   std::vector<Vec3d> normal(nf), unit(nf);
   for (uint32_t f = 0; f < nf; ++f) {
