@@ -16,7 +16,6 @@
 namespace vekmesh {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 // Triangle evaluations of the nesting test before it gives up (and takes
 // the remaining components as nested in nothing), about half a second:
 // hostile input with thousands of overlapping shells must not stall the
