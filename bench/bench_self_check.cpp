@@ -12,6 +12,7 @@
 #include "bench/bench_harness.h"
 #include "bench/heap_meter.h"
 #include "broken_sphere.h"
+#include "geometry/vectors.h"
 #include "mesh/tri_mesh.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -94,7 +95,6 @@ void checkSolid(const IndexedMesh& mesh, int euler, double volume, const char* s
 }
 
 void checkShapes() {
-  constexpr double kPi = 3.14159265358979323846;
   const IndexedMesh sphere = test::uvSphere(40, 80, 2.0f);
   expect(sphere.triangleCount() == 2 * 80 * 39 && sphere.vertexCount() == 80 * 39 + 2,
          "sphere counts", "sphere 40x80");

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "bench/bench_harness.h"
+#include "geometry/vectors.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/tri_mesh.h"
 #include "mesh_builders.h"
@@ -56,7 +57,7 @@ Quality measure(const std::vector<double>& positions, const std::vector<uint32_t
         w[i] = positions[3 * c + i] - positions[3 * a + i];
       }
       const double cosine = std::clamp(dot(u, w) / (length(u) * length(w)), -1.0, 1.0);
-      face_smallest = std::min(face_smallest, std::acos(cosine) * 180.0 / M_PI);
+      face_smallest = std::min(face_smallest, std::acos(cosine) * 180.0 / kPi);
     }
     q.smallest = std::min(q.smallest, face_smallest);
     sum += face_smallest;

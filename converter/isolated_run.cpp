@@ -44,7 +44,7 @@ bool writeAll(int fd, const void* data, size_t size) {
 
 // The data size the system counts against RLIMIT_DATA (the sixth field of
 // /proc/self/statm, in pages); 0 when it cannot be read.
-uint64_t dataBytesInUse() {
+[[maybe_unused]] uint64_t dataBytesInUse() {
   FILE* f = std::fopen("/proc/self/statm", "r");
   if (!f) return 0;
   unsigned long long fields[6] = {};

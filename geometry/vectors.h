@@ -10,6 +10,9 @@
 
 namespace vekmesh {
 
+// Standard C++17 has no pi (M_PI is POSIX, and MinGW's <cmath> leaves it out).
+constexpr double kPi = 3.14159265358979323846;
+
 using Vec3d = std::array<double, 3>;
 
 // A point of the integer plane; the planar kernels state the range they need.

@@ -4,10 +4,11 @@
 
 #include <cmath>
 
+#include "geometry/vectors.h"
+
 namespace vekmesh {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr uint32_t kAround = 32;
 constexpr uint32_t kSphereAround = 24;
 constexpr uint32_t kSphereStacks = 12;

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <vector>
 
+#include "geometry/vectors.h"
+
 namespace vekmesh::remeshing {
 namespace {
 
@@ -25,9 +27,6 @@ constexpr uint32_t kShortestLine = 4;
 // of a third of an edge, ridges of 35 degrees between sides tilted by 15
 // are common and are not edges of the model.
 constexpr double kRoughnessRatio = 3.0;
-
-// M_PI is not standard C++ (MinGW's <cmath> leaves it out).
-constexpr double kPi = 3.14159265358979323846;
 
 // Degrees of the angle whose cosine is c (clamped: a sum of unit vectors
 // rounds past 1).

@@ -18,8 +18,6 @@ namespace {
 
 using Point = std::array<float, 3>;
 
-constexpr double kPi = 3.14159265358979323846;
-
 Vec3d widened(const Point& p) {
   return {double(p[0]), double(p[1]), double(p[2])};
 }

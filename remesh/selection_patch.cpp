@@ -10,6 +10,7 @@
 #include <cmath>
 #include <utility>
 
+#include "geometry/vectors.h"
 #include "remesh/feature_edges.h"
 
 namespace vekmesh::remeshing {
@@ -157,8 +158,6 @@ void buildPatch(const SubMesh& mesh, std::vector<uint32_t> faces, SelectionPatch
   markSharpEdges(p, kFeatureAngleDegrees);
 
   const size_t nh = p.origin.size();
-  // M_PI is not standard C++ (MinGW's <cmath> leaves it out).
-  constexpr double kPi = 3.14159265358979323846;
   const double feature_cosine = std::cos(kFeatureAngleDegrees * kPi / 180.0);
   std::vector<uint8_t> constrained_edges(p.vertexCount(), 0);
   std::vector<uint32_t> line_neighbour(2 * p.vertexCount(), kNoVertex);

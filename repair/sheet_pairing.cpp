@@ -11,8 +11,6 @@
 namespace vekmesh {
 namespace {
 
-constexpr double kPi = 3.14159265358979323846;
-
 Vec3d at(const SubMesh& mesh, int32_t v) {
   const auto& p = mesh.vertices[size_t(v)].position;
   return {p[0], p[1], p[2]};

@@ -25,7 +25,7 @@ VKM_API int32_t vkm_weak_sections(const vkm_mesh* mesh, const vkm_weak_sections_
     requirePositive(o.change_ratio, "change_ratio");
     context.report(0.0);
     // The analysis appends its records to the mesh it reads.
-    SubMesh work = mesh->mesh;
+    SubMesh work = currentMesh(*mesh);
     work.analysisRecords.clear();
     sectionalAnalysis(work, o.change_ratio, o.axes_only ? 1 : 0, context.sub(0.0, 0.9));
     const std::vector<AnalysisRecord>& records = work.analysisRecords;

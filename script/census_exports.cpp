@@ -86,7 +86,7 @@ VKM_API int32_t vkm_census_take(const vkm_mesh* handle, const vkm_census_options
     vkm_census_options o;
     vkm_census_defaults(&o);
     if (options) o = *options;
-    const SubMesh& mesh = handle->mesh;
+    const SubMesh& mesh = currentMesh(*handle);
     context.report(0.0);
     // The handle's shells are current and came from this adjacency.
     const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, true);

@@ -107,7 +107,8 @@ VKM_API int32_t vkm_lampshade_preview(const vkm_mesh* mesh, const vkm_lampshade_
     requirePositive(o.wall, "wall");
     context.report(0.0);
     PolygonOutlines outlines;
-    const int32_t status = previewLampshade(mesh->mesh, o.wall, outlines, context.sub(0.0, 0.9));
+    const int32_t status =
+        previewLampshade(currentMesh(*mesh), o.wall, outlines, context.sub(0.0, 0.9));
     OutlineArrays arrays;
     for (size_t p = 0, at = 0; p < outlines.pointCounts.size(); ++p) {
       const size_t n = static_cast<size_t>(outlines.pointCounts[p]);

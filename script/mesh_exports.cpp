@@ -96,7 +96,7 @@ VKM_API int32_t vkm_mesh_from_arrays(const float* corners, const float* colors, 
     buildTriMesh(handle->mesh, static_cast<uint32_t>(count), corners, colors, uvs,
                  materials ? kept.data() : nullptr);
     handle->mesh.tag = &handle->mesh;
-    buildShells(handle->mesh);
+    handle->shells_pending = true;
     *out = handle.release();
   });
 }
@@ -107,6 +107,7 @@ VKM_API int32_t vkm_mesh_load(const char* path, vkm_run* run, vkm_mesh** out) {
     require(out && path, "null path or out pointer");
     auto handle = std::make_unique<vkm_mesh>();
     loadModelFile(path, handle->mesh, context.sub(0.0, 0.95));
+    handle->shells_pending = true;
     context.report(1.0);
     *out = handle.release();
   });
@@ -116,7 +117,7 @@ VKM_API int32_t vkm_mesh_save(const vkm_mesh* mesh, const char* path, vkm_run* r
   return runCall(run, [&](const RunContext& context) {
     require(mesh && path, "null mesh or path");
     context.report(0.0);
-    saveModelFile(path, mesh->mesh);
+    saveModelFile(path, currentMesh(*mesh));
     context.report(1.0);
   });
 }
@@ -125,7 +126,8 @@ VKM_API int32_t vkm_mesh_copy(const vkm_mesh* mesh, vkm_mesh** out) {
   if (out) *out = nullptr;
   return runCall(nullptr, [&](const RunContext&) {
     require(mesh && out, "null mesh or out pointer");
-    auto handle = std::make_unique<vkm_mesh>(*mesh);
+    auto handle = std::make_unique<vkm_mesh>();
+    handle->mesh = currentMesh(*mesh);
     handle->mesh.tag = &handle->mesh;
     *out = handle.release();
   });

@@ -62,7 +62,6 @@ void loadModelFile(const std::string& path, TriMesh& mesh, const RunContext& run
                 libraryFileName(kConverterStem) + " beside the library");
     throw CallError(VKM_EMPTY_RESULT, "'" + path + "' holds no triangles");
   }
-  buildShells(mesh);
 }
 
 void saveModelFile(const std::string& path, const SubMesh& mesh) {

@@ -9,7 +9,7 @@
 
 namespace vekmesh::script {
 
-// Reads `path` into `mesh` and builds its shells. Throws CallError with
+// Reads `path` into `mesh` (its shells left to the caller). Throws CallError with
 // VKM_FILE_ERROR (missing, unreadable, unknown extension, malformed OBJ) or
 // VKM_EMPTY_RESULT (no triangles).
 void loadModelFile(const std::string& path, TriMesh& mesh, const RunContext& run);

@@ -79,7 +79,7 @@ VKM_API int32_t vkm_separate(const vkm_mesh* mesh, vkm_run* run, vkm_mesh*** pie
   return runCall(run, [&](const RunContext& context) {
     require(mesh && pieces && count, "null mesh or out pointer");
     context.report(0.0);
-    TriMesh work = mesh->mesh;
+    TriMesh work = currentMesh(*mesh);
     work.tag = &work;
     separateShells(work, context.sub(0.0, 0.8));
     // Each part becomes a handle with its topology current, like any other.

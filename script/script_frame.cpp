@@ -2,14 +2,49 @@
 // caller's callback, exceptions mapped to status codes and messages.
 #include "script/script_frame.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "mesh/mesh_utils.h"
 
-namespace vekmesh::script {
+#if defined(_OPENMP)
+#include <omp.h>
+#endif
 
-CallContext::CallContext(vkm_run* run) : run_(run) {
+namespace vekmesh::script {
+namespace {
+
+// The team size of the calling thread's parallel regions (a setting of that
+// thread alone).
+int maxThreads() {
+#if defined(_OPENMP)
+  return omp_get_max_threads();
+#else
+  return 1;
+#endif
+}
+
+void setMaxThreads(int threads) {
+#if defined(_OPENMP)
+  omp_set_num_threads(threads);
+#else
+  (void)threads;
+#endif
+}
+
+int coreCount() {
+#if defined(_OPENMP)
+  return std::max(1, omp_get_num_procs());
+#else
+  return 1;
+#endif
+}
+
+}  // namespace
+
+CallContext::CallContext(vkm_run* run) : run_(run), threads_before_(maxThreads()) {
+  applyThreads();
   if (run && run->progress)
     context_ =
         RunContext(ProgressSink{onProgress, this}, LogSink{}, CancelCheck{onCancelCheck, this});
@@ -19,6 +54,16 @@ void CallContext::onProgress(int32_t percent, void* self) {
   CallContext& call = *static_cast<CallContext*>(self);
   // Once cancelled, the caller hears nothing more from this call.
   if (!call.cancel_) call.cancel_ = call.run_->progress(percent, call.run_->user) != 0;
+  call.applyThreads();
+}
+
+CallContext::~CallContext() {
+  setMaxThreads(threads_before_);
+}
+
+void CallContext::applyThreads() const {
+  const int wanted = run_ ? run_->threads : 0;
+  setMaxThreads(wanted >= 1 ? std::min(wanted, coreCount()) : threads_before_);
 }
 
 bool CallContext::onCancelCheck(void* self) {
@@ -55,6 +100,25 @@ int32_t currentFailure(vkm_run* run) noexcept {
 
 uint64_t liveTriangles(const SubMesh& mesh) {
   return liveFaceCount(mesh);
+}
+
+const TriMesh& currentMesh(const vkm_mesh& handle) {
+  if (handle.shells_pending.load(std::memory_order_acquire)) {
+    std::lock_guard<std::mutex> hold(handle.shells_lock);
+    if (handle.shells_pending.load(std::memory_order_relaxed)) {
+      // Only the shell lists change, which no other reader of the handle
+      // reads before this call returns to it.
+      buildShells(const_cast<TriMesh&>(handle.mesh));
+      handle.shells_pending.store(false, std::memory_order_release);
+    }
+  }
+  return handle.mesh;
+}
+
+void swapIn(vkm_mesh& handle, TriMesh&& result) {
+  handle.mesh = std::move(result);
+  handle.mesh.tag = &handle.mesh;
+  handle.shells_pending.store(false, std::memory_order_relaxed);
 }
 
 }  // namespace vekmesh::script

@@ -3,9 +3,11 @@
 // exception turned into a status code so that nothing crosses the C boundary.
 #pragma once
 
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -16,8 +18,21 @@
 #include "mesh/tri_mesh.h"
 
 // The opaque handle of the C interface: one mesh, owned by the caller.
+//
+// A handle made from arrays or a file gets its shells on first need
+// (currentMesh): most operations rebuild the topology of their copy anyway,
+// and the repair builds the shells from the adjacency it needs itself, so a
+// script that makes a handle, repairs it and copies it out never pays for a
+// grouping it does not read. The lock keeps that first build safe while
+// several threads read one handle.
 struct vkm_mesh {
   vekmesh::TriMesh mesh;
+  mutable std::atomic<bool> shells_pending{false};
+  mutable std::mutex shells_lock;
+
+  vkm_mesh() = default;
+  vkm_mesh(const vkm_mesh&) = delete;
+  vkm_mesh& operator=(const vkm_mesh&) = delete;
 };
 
 namespace vekmesh::script {
@@ -39,6 +54,7 @@ class CallError : public std::runtime_error {
 class CallContext {
  public:
   explicit CallContext(vkm_run* run);
+  ~CallContext();
   CallContext(const CallContext&) = delete;
   CallContext& operator=(const CallContext&) = delete;
   const RunContext& context() const { return context_; }
@@ -46,8 +62,11 @@ class CallContext {
  private:
   static void onProgress(int32_t percent, void* self);
   static bool onCancelCheck(void* self);
+  // Sizes the calling thread's OpenMP teams from run_->threads.
+  void applyThreads() const;
 
   vkm_run* run_;
+  int threads_before_;  // the calling thread's team size, restored at the end
   bool cancel_ = false;
   RunContext context_;
 };
@@ -90,6 +109,12 @@ inline void requirePositive(double value, const char* name) {
 // The live faces of a mesh, as a triangle count.
 uint64_t liveTriangles(const SubMesh& mesh);
 
+// The handle's mesh with its shells current (built here on first need).
+const TriMesh& currentMesh(const vkm_mesh& handle);
+
+// Puts `result` (shells current) into the handle.
+void swapIn(vkm_mesh& handle, TriMesh&& result);
+
 // Runs `operate(copy, context)` on a copy of the handle's mesh and swaps the
 // result in when it returns: a failed or cancelled call leaves the handle as
 // it was.
@@ -98,12 +123,11 @@ int32_t operateOnCopy(vkm_mesh* handle, vkm_run* run, Operate&& operate) noexcep
   return runCall(run, [&](const RunContext& context) {
     require(handle, "null mesh");
     context.report(0.0);
-    TriMesh work = handle->mesh;
+    TriMesh work = currentMesh(*handle);
     work.tag = &work;
     operate(work, context);
     context.report(1.0);
-    handle->mesh = std::move(work);
-    handle->mesh.tag = &handle->mesh;
+    swapIn(*handle, std::move(work));
   });
 }
 

@@ -24,6 +24,7 @@
 #include <filesystem>
 #include <string>
 
+#include "geometry/vectors.h"
 #include "io_samples.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/tri_mesh.h"
@@ -33,8 +34,6 @@ namespace {
 
 namespace test = vekmesh::test;
 using test::ScratchDir;
-
-constexpr double kPi = 3.14159265358979323846;
 
 // The exports this test calls, from a library loaded by path.
 struct Library {
@@ -143,7 +142,7 @@ class CadImport : public ::testing::Test {
 TEST_F(CadImport, SolidsComeOutClosedOutwardWithTheirVolume) {
   const TopoDS_Shape box = BRepPrimAPI_MakeBox(gp_Pnt(1, 2, 3), 10, 20, 30).Shape();
   const TopoDS_Shape cylinder = BRepPrimAPI_MakeCylinder(5, 10).Shape();
-  const double cylinder_volume = kPi * 25 * 10;
+  const double cylinder_volume = vekmesh::kPi * 25 * 10;
   const struct {
     std::string path;
     double volume;

@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "geometry/vectors.h"
 #include "mesh/parallel_loops.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -17,8 +18,6 @@ namespace {
 
 using test::Soup;
 using test::Winding;
-
-constexpr double kPi = 3.14159265358979323846;
 
 Vertex at(float x, float y, float z) {
   return Vertex{{x, y, z}, -1};

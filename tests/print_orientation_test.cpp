@@ -11,6 +11,7 @@
 #include <string>
 
 #include "analysis/orientation_cost.h"
+#include "geometry/vectors.h"
 #include "include/vekmesh.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
@@ -153,7 +154,7 @@ TEST(PrintOrientation, TheFootprintIsTurnedToItsNarrowestAlongAnEdge) {
   // A flat slab rotated 30 degrees about z: the turn brings its long edge
   // back onto an axis and Rz reports the turn.
   Soup slab = boxSoup({-20, -5, 0}, {20, 5, 2});
-  const double c = std::cos(M_PI / 6), s = std::sin(M_PI / 6);
+  const double c = std::cos(kPi / 6), s = std::sin(kPi / 6);
   for (size_t i = 0; i < slab.corners.size(); i += 3) {
     const float x = slab.corners[i], y = slab.corners[i + 1];
     slab.corners[i] = float(c * x - s * y), slab.corners[i + 1] = float(s * x + c * y);
@@ -169,7 +170,7 @@ TEST(PrintOrientation, TheFootprintIsTurnedToItsNarrowestAlongAnEdge) {
 }
 
 TEST(PrintOrientation, AnglesNearZeroOrAFullTurnAreReportedAsZero) {
-  const double per_degree = M_PI / 180.0;
+  const double per_degree = kPi / 180.0;
   EXPECT_EQ(reportedDegrees(0.0009 * per_degree), 0.0);
   EXPECT_EQ(reportedDegrees(-0.0009 * per_degree), 0.0);  // 359.9991
   EXPECT_EQ(reportedDegrees(359.9995 * per_degree), 0.0);

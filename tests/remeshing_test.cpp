@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "face_list.h"
+#include "geometry/vectors.h"
 #include "include/vekmesh.h"
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
@@ -52,7 +53,7 @@ double smallestAngle(const Corners& c) {
       w[i] = double(c[(k + 2) % 3][i]) - c[k][i];
     }
     const double cosine = dot(u, w) / (length(u) * length(w));
-    smallest = std::min(smallest, std::acos(std::clamp(cosine, -1.0, 1.0)) * 180.0 / M_PI);
+    smallest = std::min(smallest, std::acos(std::clamp(cosine, -1.0, 1.0)) * 180.0 / kPi);
   }
   return smallest;
 }

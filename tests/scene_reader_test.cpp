@@ -13,6 +13,7 @@
 #include <map>
 #include <string>
 
+#include "geometry/vectors.h"
 #include "include/vekmesh.h"
 #include "io/scene_shapes.h"
 #include "io/vrml.h"
@@ -170,9 +171,9 @@ TEST(SceneReader, PrimitivesAreClosedAndOutward) {
     double volume, tolerance;
   };
   for (const Case& c : {Case{"Box { size 2 3 4 }", 24.0, 1e-5},
-                        Case{"Sphere { radius 2 }", 4.0 / 3.0 * M_PI * 8.0, 0.1},
-                        Case{"Cylinder { radius 1 height 2 }", 2.0 * M_PI, 0.02},
-                        Case{"Cone { bottomRadius 1 height 3 }", M_PI, 0.01}}) {
+                        Case{"Sphere { radius 2 }", 4.0 / 3.0 * kPi * 8.0, 0.1},
+                        Case{"Cylinder { radius 1 height 2 }", 2.0 * kPi, 0.02},
+                        Case{"Cone { bottomRadius 1 height 3 }", kPi, 0.01}}) {
     const ByteSoup s = readText(std::string("#VRML V2.0 utf8\nShape { geometry ") + c.node + " }");
     EXPECT_TRUE(closedAndConsistent(s)) << c.node;
     EXPECT_NEAR(soupVolume(s), c.volume, c.tolerance * c.volume) << c.node;

@@ -1,8 +1,10 @@
 /* A C host of libvekmesh's scripting interface (include/vekmesh/script.h),
  * linked directly: handles made and freed, arrays copied out both ways, the
  * census of a known broken model, status codes for bad arguments, cancelling
- * from the progress callback, and two threads repairing at once. Under the
- * sanitizer build, leak checking covers every handle and array. */
+ * from the progress callback, two threads repairing at once, and threads
+ * reading one handle. Under the sanitizer build, leak checking covers every
+ * handle and array. */
+#include <omp.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -108,7 +110,7 @@ static void test_cancel_leaves_the_handle(void) {
   /* An open box: the repair would fill its hole. */
   CHECK(vkm_mesh_from_arrays(corners + 9, NULL, NULL, NULL, 11, &mesh) == VKM_OK);
   int calls = 0;
-  vkm_run run = {cancel_at_first, &calls, {0}};
+  vkm_run run = {cancel_at_first, &calls, {0}, 0};
   CHECK(vkm_repair(mesh, NULL, &run, NULL) == VKM_CANCELLED);
   CHECK(calls == 1 && vkm_mesh_triangle_count(mesh) == 11);
   /* The sectional analysis reports from inside its parallel work. */
@@ -176,6 +178,81 @@ static void test_threads(void) {
   CHECK(alone[0].volume != alone[1].volume);
 }
 
+/* Several threads reading one fresh handle at once (its shells are grouped on
+ * first need) each see both cubes; a repair of a fresh handle groups them
+ * from its own adjacency and agrees. */
+struct Reader {
+  vkm_mesh* mesh;
+  uint64_t shells;
+};
+static void* census_job(void* argument) {
+  struct Reader* reader = argument;
+  vkm_census census;
+  if (vkm_census_take(reader->mesh, NULL, NULL, &census) == VKM_OK) reader->shells = census.shells;
+  return NULL;
+}
+
+static void test_fresh_handle_shells(void) {
+  float corners[24 * 9];
+  cube(corners, 1.0f, 0.0f);
+  cube(corners + 12 * 9, 1.0f, 3.0f);
+  vkm_mesh* mesh = NULL;
+  CHECK(vkm_mesh_from_arrays(corners, NULL, NULL, NULL, 24, &mesh) == VKM_OK);
+  struct Reader readers[3] = {{mesh, 0}, {mesh, 0}, {mesh, 0}};
+  pthread_t threads[3];
+  for (int i = 0; i < 3; ++i) pthread_create(&threads[i], NULL, census_job, &readers[i]);
+  for (int i = 0; i < 3; ++i) pthread_join(threads[i], NULL);
+  for (int i = 0; i < 3; ++i) CHECK(readers[i].shells == 2);
+  vkm_mesh_free(mesh);
+
+  /* Each cube loses a face: the repair closes both and keeps them apart. */
+  float open[22 * 9];
+  memcpy(open, corners + 9, 11 * 9 * sizeof(float));
+  memcpy(open + 11 * 9, corners + 13 * 9, 11 * 9 * sizeof(float));
+  vkm_census census;
+  CHECK(vkm_mesh_from_arrays(open, NULL, NULL, NULL, 22, &mesh) == VKM_OK);
+  CHECK(vkm_repair(mesh, NULL, NULL, NULL) == VKM_OK);
+  CHECK(vkm_census_take(mesh, NULL, NULL, &census) == VKM_OK);
+  CHECK(census.shells == 2 && census.closed_shells == 2 && census.open_edges == 0);
+  vkm_mesh_free(mesh);
+}
+
+/* A call's `threads` sizes the calling thread's teams while it runs (seen
+ * from the progress callback, which runs on that thread between marks) and
+ * is undone when it returns; the result does not depend on it. */
+struct TeamSizes {
+  int seen[8];
+  int count;
+};
+static int32_t record_team_size(int32_t percent, void* user) {
+  (void)percent;
+  struct TeamSizes* sizes = user;
+  if (sizes->count < 8) sizes->seen[sizes->count++] = omp_get_max_threads();
+  return 0;
+}
+
+static void test_thread_share(void) {
+  float corners[24 * 9];
+  cube(corners, 1.0f, 0.0f);
+  cube(corners + 12 * 9, 1.0f, 3.0f);
+  const int before = omp_get_max_threads();
+  uint64_t triangles[2] = {0, 0};
+  for (int threads = 1; threads <= 2; ++threads) {
+    struct TeamSizes sizes = {{0}, 0};
+    vkm_run run = {record_team_size, &sizes, {0}, threads};
+    vkm_mesh* mesh = NULL;
+    CHECK(vkm_mesh_from_arrays(corners + 9, NULL, NULL, NULL, 23, &mesh) == VKM_OK);
+    CHECK(vkm_repair(mesh, NULL, &run, NULL) == VKM_OK);
+    triangles[threads - 1] = vkm_mesh_triangle_count(mesh);
+    vkm_mesh_free(mesh);
+    const int expected = threads < omp_get_num_procs() ? threads : omp_get_num_procs();
+    CHECK(sizes.count >= 2);
+    for (int i = 0; i < sizes.count; ++i) CHECK(sizes.seen[i] == expected);
+    CHECK(omp_get_max_threads() == before);
+  }
+  CHECK(triangles[0] == 24 && triangles[1] == 24);
+}
+
 int main(void) {
   CHECK(strcmp(vkm_version(), "") != 0);
   test_handles_and_arrays();
@@ -183,6 +260,8 @@ int main(void) {
   test_cancel_leaves_the_handle();
   test_separate();
   test_threads();
+  test_fresh_handle_shells();
+  test_thread_share();
   if (failures)
     fprintf(stderr, "%d failures\n", failures);
   else

@@ -85,6 +85,14 @@ typedef struct vkm_run {
   /* Written by the call: on failure a NUL-terminated message saying what and
    * where (for example which file and why), on success an empty string. */
   char message[512];
+  /* Threads for the call's parallel loops, the calling thread included, at
+   * most one per core; 0 (or a negative value) for what the calling thread
+   * would use anyway (OMP_NUM_THREADS, or every core). Read when the call starts
+   * and again after each progress callback, so that a host running several
+   * calls at once can share the cores out as calls start and end (the Python
+   * package does) instead of giving each call every core. Results do not
+   * depend on it. Zero the whole struct before filling it. */
+  int32_t threads;
 } vkm_run;
 
 /* ---- mesh handles ---------------------------------------------------------- */

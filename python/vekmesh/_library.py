@@ -70,7 +70,7 @@ PROGRESS = ctypes.CFUNCTYPE(ctypes.c_int32, ctypes.c_int32, ctypes.c_void_p)
 
 class Run(ctypes.Structure):
     _fields_ = [("progress", PROGRESS), ("user", ctypes.c_void_p),
-                ("message", ctypes.c_char * 512)]
+                ("message", ctypes.c_char * 512), ("threads", ctypes.c_int32)]
 
 
 class Arrays(ctypes.Structure):

@@ -8,10 +8,10 @@
 #include <random>
 #include <utility>
 
+#include "geometry/vectors.h"
+
 namespace vekmesh::test {
 namespace {
-
-constexpr double kPi = 3.14159265358979323846;
 
 void pushVertex(IndexedMesh& m, double x, double y, double z) {
   m.positions.insert(m.positions.end(), {float(x), float(y), float(z)});
@@ -165,8 +165,8 @@ IndexedMesh torusNear(size_t target_triangles, float major_radius, float minor_r
 
 IndexedMesh noisyTorusNear(size_t target_triangles, float major_radius, float minor_radius) {
   IndexedMesh mesh = torusNear(target_triangles, major_radius, minor_radius);
-  const double edge = std::sqrt(4.0 * M_PI * M_PI * major_radius * minor_radius /
-                                double(mesh.triangleCount()) * 2.0);
+  const double edge =
+      std::sqrt(4.0 * kPi * kPi * major_radius * minor_radius / double(mesh.triangleCount()) * 2.0);
   std::mt19937 random(12345);
   std::uniform_real_distribution<double> noise(-0.3 * edge, 0.3 * edge);
   for (size_t v = 0; v < mesh.vertexCount(); ++v) {
