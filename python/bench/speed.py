@@ -8,7 +8,9 @@ about a million triangles (holes, turned faces, duplicates; built in numpy).
    checks, the progress callback, the result arrays and the Mesh. Sides
    alternate in one run; medians and the median of the paired ratios.
 2. Threads: two threads repairing two different meshes at once against the
-   same two repairs one after the other (wall time, alternated, medians).
+   same two repairs one after the other (wall time, alternated, medians),
+   and the floor the machine puts under that ratio: when a repair alone
+   already uses every core, doing two at once cannot gain much.
 3. The machine's share (--control): one process repairing alone against two
    processes repairing at once, per repair. On a machine with two free cores
    the second figure matches the first; what the machine does not give, the
@@ -63,13 +65,15 @@ def broken_sphere(target, seed):
     return vekmesh.Mesh(v[f[rng.permutation(len(f))]])
 
 
-def c_repair(mesh, out):
+def c_repair(mesh, out, threads=0):
     lib = _library.lib
     handle = ctypes.c_void_p()
+    run = _library.Run()
+    run.threads = threads
     start = time.perf_counter()
     status = lib.vkm_mesh_from_arrays(mesh.triangles.ctypes.data, None, None, None, len(mesh),
                                       ctypes.byref(handle))
-    status = status or lib.vkm_repair(handle, None, None, None)
+    status = status or lib.vkm_repair(handle, None, ctypes.byref(run), None)
     n = lib.vkm_mesh_triangle_count(handle)
     status = status or lib.vkm_mesh_copy_out(handle, out.ctypes.data, None, None, None,
                                              len(out) // 9)
@@ -175,6 +179,16 @@ def main():
     print("two meshes, in turn  : median %.1f ms" % (1e3 * statistics.median(apart)))
     print("threads / in turn    : %.2f (median of paired ratios)"
           % statistics.median([p / q for p, q in zip(both, apart)]))
+    # In turn, each repair already has the threads the process allows (time
+    # t); at once, the two cannot finish before their work (about two repairs
+    # on one thread, 2 t1) is spread over the cores, nor before one repair's
+    # own time: the ratio's floor is max(2 t1 / cores, t) / (2 t).
+    single, full = alternate(args.rounds, lambda: c_repair(meshes[0], out, threads=1),
+                             lambda: c_repair(meshes[0], out))
+    t1, t = statistics.median(single), statistics.median(full)
+    cores = len(os.sched_getaffinity(0))
+    print("floor of that ratio  : %.2f (a repair on one thread %.1f ms, on the run's threads"
+          " %.1f ms; %d cores)" % (max(2 * t1 / cores, t) / (2 * t), 1e3 * t1, 1e3 * t, cores))
 
 
 if __name__ == "__main__":
