@@ -4,9 +4,14 @@ about a million triangles (holes, turned faces, duplicates; built in numpy).
 1. Overhead: `vekmesh.repair(mesh)` against the C calls it makes, timed
    through ctypes with no wrapper around them: vkm_mesh_from_arrays,
    vkm_repair (thorough, no callback) and vkm_mesh_copy_out of the corners
-   into an array made before the timer starts. The Python side adds argument
-   checks, the progress callback, the result arrays and the Mesh. Sides
-   alternate in one run; medians and the median of the paired ratios.
+   into an array made (and its pages touched) before the timer starts. The
+   Python side adds argument checks, the progress callback, the result arrays
+   and the Mesh. Sides alternate in one run; medians and the median of the
+   paired ratios. Since a repair's own time varies by several per cent from
+   run to run on a shared machine, the Python side's own time is also taken
+   within each call: the call's whole time against the time spent inside the
+   library's functions during it (the result array's first-touch page faults
+   fall inside, as they would for a C host writing into fresh memory).
 2. Threads: two threads repairing two different meshes at once against the
    same two repairs one after the other (wall time, alternated, medians),
    and the floor the machine puts under that ratio: when a repair alone
@@ -81,6 +86,41 @@ def c_repair(mesh, out, threads=0):
     lib.vkm_mesh_free(handle)
     assert status == 0 and n > 0
     return elapsed
+
+
+class _TimedLibrary:
+    """The library with every function call's time added to `inside`."""
+
+    def __init__(self, lib):
+        self._lib = lib
+        self.inside = 0.0
+
+    def __getattr__(self, name):
+        function = getattr(self._lib, name)
+
+        def timed(*args):
+            start = time.perf_counter()
+            try:
+                return function(*args)
+            finally:
+                self.inside += time.perf_counter() - start
+
+        return timed
+
+
+def own_share(mesh):
+    """The Python side's own time in one vekmesh.repair call, as a fraction
+    of the time spent in the library during it."""
+    real = _library.lib
+    timed = _TimedLibrary(real)
+    _library.lib = vekmesh.operations._lib = timed
+    try:
+        start = time.perf_counter()
+        vekmesh.repair(mesh)
+        total = time.perf_counter() - start
+    finally:
+        _library.lib = vekmesh.operations._lib = real
+    return (total - timed.inside) / timed.inside, total - timed.inside
 
 
 def py_repair(mesh):
@@ -173,6 +213,11 @@ def main():
     print("Python overhead      : %+.2f %% (median of paired ratios), %+.1f ms (medians)"
           % (100 * (statistics.median(ratios) - 1),
              1e3 * (statistics.median(py) - statistics.median(c))))
+    shares = [own_share(meshes[0]) for _ in range(args.rounds)]
+    print("Python's own time    : %+.2f %% of the library's time in the same call (median; "
+          "range %+.2f..%+.2f %%), %.1f ms"
+          % (100 * statistics.median(s for s, _ in shares), 100 * min(s for s, _ in shares),
+             100 * max(s for s, _ in shares), 1e3 * statistics.median(ms for _, ms in shares)))
     both, apart = alternate(args.rounds, lambda: together(meshes),
                             lambda: one_after_other(meshes))
     print("two meshes, 2 threads: median %.1f ms" % (1e3 * statistics.median(both)))
