@@ -89,9 +89,8 @@ typedef struct vkm_run {
    * most one per core; 0 (or a negative value) for what the calling thread
    * would use anyway (OMP_NUM_THREADS, or every core). Read when the call starts
    * and again after each progress callback, so that a host running several
-   * calls at once can share the cores out as calls start and end (the Python
-   * package does) instead of giving each call every core. Results do not
-   * depend on it. Zero the whole struct before filling it. */
+   * calls at once can share the cores out as calls start and end. Results do
+   * not depend on it. Zero the whole struct before filling it. */
   int32_t threads;
 } vkm_run;
 
