@@ -33,6 +33,12 @@ static void cube(float* corners, float edge, float dx) {
         corners[9 * t + 3 * c + a] = v[f[t][c]][a] * edge + (a == 0 ? dx : 0.0f);
 }
 
+/* Two unit cubes three apart along x: 24 triangles, two shells. */
+static void two_cubes(float* corners) {
+  cube(corners, 1.0f, 0.0f);
+  cube(corners + 12 * 9, 1.0f, 3.0f);
+}
+
 static int32_t cancel_at_first(int32_t percent, void* user) {
   (void)percent;
   ++*(int*)user;
@@ -129,8 +135,7 @@ static void test_cancel_leaves_the_handle(void) {
 
 static void test_separate(void) {
   float corners[24 * 9];
-  cube(corners, 1.0f, 0.0f);
-  cube(corners + 12 * 9, 1.0f, 3.0f);
+  two_cubes(corners);
   vkm_mesh* mesh = NULL;
   CHECK(vkm_mesh_from_arrays(corners, NULL, NULL, NULL, 24, &mesh) == VKM_OK);
   vkm_mesh** pieces = NULL;
@@ -194,8 +199,7 @@ static void* census_job(void* argument) {
 
 static void test_fresh_handle_shells(void) {
   float corners[24 * 9];
-  cube(corners, 1.0f, 0.0f);
-  cube(corners + 12 * 9, 1.0f, 3.0f);
+  two_cubes(corners);
   vkm_mesh* mesh = NULL;
   CHECK(vkm_mesh_from_arrays(corners, NULL, NULL, NULL, 24, &mesh) == VKM_OK);
   struct Reader readers[3] = {{mesh, 0}, {mesh, 0}, {mesh, 0}};
@@ -233,8 +237,7 @@ static int32_t record_team_size(int32_t percent, void* user) {
 
 static void test_thread_share(void) {
   float corners[24 * 9];
-  cube(corners, 1.0f, 0.0f);
-  cube(corners + 12 * 9, 1.0f, 3.0f);
+  two_cubes(corners);
   const int before = omp_get_max_threads();
   uint64_t triangles[2] = {0, 0};
   for (int threads = 1; threads <= 2; ++threads) {
