@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "repair/flaw_detection.h"
 #include "repair/shell_intersection.h"
 
@@ -44,6 +45,40 @@ std::string counted(size_t n, const char* one, const char* many) {
   return std::to_string(n) + " " + (n == 1 ? one : many);
 }
 
+// Most values move neither bound; fmin and fmax (library calls) run only
+// when one might, so that zeros of either sign and NaN still come out as
+// they always have.
+void widenLower(float& lower, float x) {
+  if (!(x > lower)) lower = std::fmin(lower, x);
+}
+void widenUpper(float& upper, float x) {
+  if (!(x < upper)) upper = std::fmax(upper, x);
+}
+
+struct Bounds {
+  size_t triangles = 0;
+  std::array<float, 3> lower{INFINITY, INFINITY, INFINITY};
+  std::array<float, 3> upper{-INFINITY, -INFINITY, -INFINITY};
+};
+
+// Live faces of [first, end) and the bounds of their corners.
+Bounds liveBounds(const TriMesh& mesh, size_t first, size_t end) {
+  Bounds b;
+  for (size_t i = first; i < end; ++i) {
+    if (i + kCornerPrefetchAhead < end) prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
+    const Face& f = mesh.faces[i];
+    if (f.removed) continue;
+    ++b.triangles;
+    for (int c = 0; c < 3; ++c)
+      for (int a = 0; a < 3; ++a) {
+        const float x = mesh.vertices[f.v[c]].position[a];
+        widenLower(b.lower[a], x);
+        widenUpper(b.upper[a], x);
+      }
+  }
+  return b;
+}
+
 }  // namespace
 
 bool ModelReport::printable() const {
@@ -75,22 +110,24 @@ ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
                          bool find_intersections, const RunContext& run, CensusEdges* edges) {
   ModelReport r;
   r.vertices = mesh.vertices.size();
+  // Fixed parts on the team's threads, merged in order: the bounds below
+  // are a fold that keeps the first of equal extremes, so merging parts
+  // gives what one pass gives.
+  const size_t face_count = mesh.faces.size();
+  const int parts = loopParts(int64_t(face_count));
+  std::vector<Bounds> bounds(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts)
+  for (int t = 0; t < parts; ++t)
+    bounds[size_t(t)] =
+        liveBounds(mesh, partStart(face_count, t, parts), partStart(face_count, t + 1, parts));
   r.lower = {INFINITY, INFINITY, INFINITY};
   r.upper = {-INFINITY, -INFINITY, -INFINITY};
-  for (size_t i = 0; i < mesh.faces.size(); ++i) {
-    prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
-    const Face& f = mesh.faces[i];
-    if (f.removed) continue;
-    ++r.triangles;
-    for (int c = 0; c < 3; ++c)
-      for (int a = 0; a < 3; ++a) {
-        // Most corners move neither bound; fmin and fmax (library calls) run
-        // only when one might, so that zeros of either sign and NaN still
-        // come out as they always have.
-        const float x = mesh.vertices[f.v[c]].position[a];
-        if (!(x > r.lower[a])) r.lower[a] = std::fmin(r.lower[a], x);
-        if (!(x < r.upper[a])) r.upper[a] = std::fmax(r.upper[a], x);
-      }
+  for (const Bounds& b : bounds) {
+    r.triangles += b.triangles;
+    for (int a = 0; a < 3; ++a) {
+      widenLower(r.lower[a], b.lower[a]);
+      widenUpper(r.upper[a], b.upper[a]);
+    }
   }
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.census = takeCensus(mesh, adjacency, edges);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #if defined(_OPENMP)
 #include <omp.h>
@@ -41,6 +42,26 @@ inline int threadIndex() {
 // Start of part t of `parts` over n elements (part t ends where t + 1 starts).
 inline size_t partStart(size_t n, int t, int parts) {
   return n / size_t(parts) * size_t(t) + std::min(n % size_t(parts), size_t(t));
+}
+
+// A pass whose per-element work gathers from memory at random (the corners
+// of faces on a shuffled mesh) but whose results are sums that must come out
+// as one thread adds them: measure(i, item) runs on the team, a block at a
+// time, and sum(i, item) after each block, in order, on the calling thread.
+// Item is a plain record; the blocks bound the memory it takes.
+template <class Item, class Measure, class Sum>
+void measureThenSumInOrder(size_t n, Measure&& measure, Sum&& sum) {
+  const int parts = loopParts(static_cast<int64_t>(n));
+  // One thread goes through the same blocks: one call site each keeps the
+  // two steps inlined, and a block of records stays in the cache.
+  constexpr size_t kBlock = 8192;
+  std::vector<Item> items(std::min(n, kBlock));
+  for (size_t start = 0; start < n; start += kBlock) {
+    const int64_t count = static_cast<int64_t>(std::min(kBlock, n - start));
+#pragma omp parallel for schedule(static) num_threads(parts) if (parts > 1)
+    for (int64_t k = 0; k < count; ++k) measure(start + size_t(k), items[size_t(k)]);
+    for (int64_t k = 0; k < count; ++k) sum(start + size_t(k), items[size_t(k)]);
+  }
 }
 
 }  // namespace vekmesh

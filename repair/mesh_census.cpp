@@ -10,6 +10,7 @@
 
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "repair/shell_nesting.h"
 
 namespace vekmesh {
@@ -36,7 +37,7 @@ bool repeatsVertex(const Face& f) {
   return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[2] == f.v[0];
 }
 
-double triangleArea(const SubMesh& mesh, const Face& f) {
+inline double triangleArea(const SubMesh& mesh, const Face& f) {
   const Vec3d u = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[1]]);
   const Vec3d w = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[2]]);
   return 0.5 * length(cross(u, w));
@@ -139,10 +140,10 @@ struct Box {
   // The first vertex reaching each least and greatest coordinate.
   std::array<int32_t, 6> extremes{-1, -1, -1, -1, -1, -1};
 
-  void add(const Vertex& v, int32_t index) {
+  void add(const std::array<float, 3>& p, int32_t index) {
     for (int a = 0; a < 3; ++a) {
-      if (v.position[a] < lo[a]) lo[a] = v.position[a], extremes[a] = index;
-      if (v.position[a] > hi[a]) hi[a] = v.position[a], extremes[3 + a] = index;
+      if (p[a] < lo[a]) lo[a] = p[a], extremes[a] = index;
+      if (p[a] > hi[a]) hi[a] = p[a], extremes[3 + a] = index;
     }
   }
   bool strictlyHolds(const Box& inner) const {
@@ -157,7 +158,7 @@ Box shellBox(const SubMesh& mesh, const std::vector<int32_t>& shell) {
   for (const int32_t f : shell)
     for (int c = 0; c < 3; ++c) {
       const int32_t v = mesh.faces[size_t(f)].v[c];
-      box.add(mesh.vertices[size_t(v)], v);
+      box.add(mesh.vertices[size_t(v)].position, v);
     }
   return box;
 }
@@ -252,30 +253,42 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
     any_repeated = true;
   }
 
+  // Reading each face's corners is where a shuffled mesh misses the cache,
+  // so the team does it; the sums are taken in face order as one thread
+  // takes them.
+  struct FaceMeasure {
+    std::array<float, 3> corners[3];
+    double term, area;
+  };
   const VolumeSum reference(mesh);
   double sixfold_volume = 0.0;
   Box box;
-  for (size_t f = 0; f < face_count; ++f) {
+  auto measure = [&](size_t f, FaceMeasure& m) {
     prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const Face& face = mesh.faces[f];
-    if (face.removed) continue;
+    if (face.removed) return;
+    for (int c = 0; c < 3; ++c) m.corners[c] = mesh.vertices[size_t(face.v[c])].position;
+    m.term = reference.sixfoldTerm(mesh, face);
+    m.area = triangleArea(mesh, face);
+  };
+  auto sum = [&](size_t f, const FaceMeasure& m) {
+    const Face& face = mesh.faces[f];
+    if (face.removed) return;
     ++census.faces;
-    const double term = reference.sixfoldTerm(mesh, face);
-    const double area = triangleArea(mesh, face);
-    sixfold_volume += term;
-    census.area += area;
-    for (int c = 0; c < 3; ++c) box.add(mesh.vertices[size_t(face.v[c])], face.v[c]);
+    sixfold_volume += m.term;
+    census.area += m.area;
+    for (int c = 0; c < 3; ++c) box.add(m.corners[c], face.v[c]);
     // Faces outside every shell (stale shells) still count in the totals.
     const int32_t shell_index = shellOf(f);
     ShellCensus scratch;
     ShellCensus& shell = shell_index >= 0 ? census.shell_census[size_t(shell_index)] : scratch;
     // Six times the volume until the pass ends.
-    shell.signed_volume += term;
+    shell.signed_volume += m.term;
     ++shell.faces;
-    shell.area += area;
+    shell.area += m.area;
     if (repeated.test(f)) {
       census.repeated_vertex_faces += !duplicate.test(f);
-      continue;
+      return;
     }
     for (uint32_t c = 0; c < 3; ++c)
       countEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c, shell, edges);
@@ -284,7 +297,8 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
       census.non_manifold_edges += scratch.non_manifold_edges;
       census.misoriented_edges += scratch.misoriented_edges;
     }
-  }
+  };
+  measureThenSumInOrder<FaceMeasure>(face_count, measure, sum);
   census.signed_volume = sixfold_volume / 6.0;
   if (census.faces > 0) {
     double squared = 0.0;

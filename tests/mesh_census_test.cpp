@@ -3,6 +3,7 @@
 #include "repair/mesh_census.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <algorithm>
 #include <array>
@@ -189,6 +190,21 @@ TEST(MeshCensus, AgreesWithAnIndependentEdgeCountOnBrokenSpheres) {
     for (int pass = 0; pass < 2; ++pass) {
       const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
       const MeshCensus census = takeCensus(mesh, adjacency);
+      // A team measures the faces in parts: every figure as on one thread.
+      const int threads = omp_get_max_threads();
+      for (const int team : {1, 3}) {
+        omp_set_num_threads(team);
+        const MeshCensus again = takeCensus(mesh, adjacency);
+        EXPECT_TRUE(again.signed_volume == census.signed_volume && again.area == census.area &&
+                    again.diagonal == census.diagonal && again.faces == census.faces &&
+                    again.open_edges == census.open_edges)
+            << team;
+        ASSERT_EQ(again.shell_census.size(), census.shell_census.size());
+        for (size_t k = 0; k < census.shell_census.size(); ++k)
+          EXPECT_TRUE(again.shell_census[k].signed_volume == census.shell_census[k].signed_volume &&
+                      again.shell_census[k].area == census.shell_census[k].area);
+      }
+      omp_set_num_threads(threads);
       // The independent count sees the mesh without its copies of faces.
       TriMesh without_copies = mesh;
       std::set<std::array<int32_t, 3>> seen;
