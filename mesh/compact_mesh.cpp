@@ -218,9 +218,27 @@ void compactMesh(SubMesh& mesh) {
 }
 
 size_t liveFaceCount(const SubMesh& mesh) {
-  size_t live = 0;
-  for (const Face& f : mesh.faces) live += f.removed == 0;
-  return live;
+  const int64_t n = static_cast<int64_t>(mesh.faces.size());
+  int64_t live = 0;
+#pragma omp parallel for schedule(static) reduction(+ : live) if (n >= kParallelMinimum)
+  for (int64_t f = 0; f < n; ++f) live += mesh.faces[size_t(f)].removed == 0;
+  return static_cast<size_t>(live);
+}
+
+FaceBits removedFaceBits(const SubMesh& mesh) {
+  const size_t n = mesh.faces.size();
+  FaceBits removed(n);
+  // A word at a time, so that threads never share one.
+  const int64_t words = static_cast<int64_t>(removed.wordCount());
+#pragma omp parallel for schedule(static) if (int64_t(n) >= kParallelMinimum)
+  for (int64_t w = 0; w < words; ++w) {
+    uint32_t bits = 0;
+    const size_t first = size_t(w) * 32, end = std::min(n, first + 32);
+    for (size_t f = first; f < end; ++f)
+      bits |= uint32_t(mesh.faces[f].removed != 0) << (f - first);
+    removed.setWord(size_t(w), bits);
+  }
+  return removed;
 }
 
 void rebuildTopology(SubMesh& mesh) {

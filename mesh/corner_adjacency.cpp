@@ -19,6 +19,8 @@ namespace {
 constexpr size_t kPairwiseLimit = 32;
 // How many vertices ahead the incident faces are prefetched.
 constexpr size_t kPrefetchAhead = 12;
+// Vertices a thread sweeps before taking more.
+constexpr int64_t kSweepChunk = 4096;
 
 struct Entry {
   uint32_t face;
@@ -192,7 +194,10 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
     std::vector<std::tuple<int32_t, int32_t, uint32_t>> sets;  // scratch of findDuplicates
     std::vector<uint32_t> duplicates;
     bool repeated_here = false;
-#pragma omp for schedule(static)
+    // Taken in chunks as threads come free: the lists of some vertices cost
+    // more than others' (long lists, faces out of the cache), and a thread
+    // that waits at the end for another's half is time lost.
+#pragma omp for schedule(dynamic, kSweepChunk)
     for (int64_t x = 0; x < vertex_count; ++x) {
       if (x + int64_t(kPrefetchAhead) < vertex_count)
         for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "geometry/vectors.h"
+#include "mesh/face_bits.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 
@@ -67,6 +68,9 @@ void appendMesh(SubMesh& a, SubMesh&& b);
 
 // Faces not flagged removed.
 size_t liveFaceCount(const SubMesh& mesh);
+
+// One bit per face: set for the faces flagged removed.
+FaceBits removedFaceBits(const SubMesh& mesh);
 
 // Rebuilds the mesh from its live faces (welding again, refreshing
 // incidentCorners); nothing happens when no face is live.

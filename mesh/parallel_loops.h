@@ -47,21 +47,35 @@ inline size_t partStart(size_t n, int t, int parts) {
 // A pass whose per-element work gathers from memory at random (the corners
 // of faces on a shuffled mesh) but whose results are sums that must come out
 // as one thread adds them: measure(i, item) runs on the team, a block at a
-// time, and sum(i, item) after each block, in order, on the calling thread.
-// Item is a plain record; the blocks bound the memory it takes.
+// time, and sum(i, item) on the calling thread, in order. While the calling
+// thread sums one block the others measure the next, and it joins them when
+// done; the blocks bound the memory the records take. Item is a plain record.
 template <class Item, class Measure, class Sum>
 void measureThenSumInOrder(size_t n, Measure&& measure, Sum&& sum) {
-  const int parts = loopParts(static_cast<int64_t>(n));
-  // One thread goes through the same blocks: one call site each keeps the
-  // two steps inlined, and a block of records stays in the cache.
   constexpr size_t kBlock = 8192;
-  std::vector<Item> items(std::min(n, kBlock));
-  for (size_t start = 0; start < n; start += kBlock) {
+  constexpr int64_t kChunk = 256;
+  const size_t blocks = (n + kBlock - 1) / kBlock;
+  const int parts = loopParts(static_cast<int64_t>(n));
+  std::vector<Item> items[2];
+  items[0].resize(std::min(n, kBlock));
+  if (blocks > 1) items[1].resize(kBlock);
+  auto sumBlock = [&](size_t b) {
+    const size_t start = b * kBlock, end = std::min(n, start + kBlock);
+    const Item* block = items[b % 2].data();
+    for (size_t i = start; i < end; ++i) sum(i, block[i - start]);
+  };
+#pragma omp parallel num_threads(parts) if (parts > 1)
+  for (size_t b = 0; b < blocks; ++b) {
+    if (b > 0 && threadIndex() == 0) sumBlock(b - 1);
+    const size_t start = b * kBlock;
     const int64_t count = static_cast<int64_t>(std::min(kBlock, n - start));
-#pragma omp parallel for schedule(static) num_threads(parts) if (parts > 1)
-    for (int64_t k = 0; k < count; ++k) measure(start + size_t(k), items[size_t(k)]);
-    for (int64_t k = 0; k < count; ++k) sum(start + size_t(k), items[size_t(k)]);
+    Item* block = items[b % 2].data();
+    // The block's end is a barrier: its records are complete before they
+    // are summed, and the buffer summed last is free before it is refilled.
+#pragma omp for schedule(dynamic, kChunk)
+    for (int64_t k = 0; k < count; ++k) measure(start + size_t(k), block[size_t(k)]);
   }
+  if (blocks > 0) sumBlock(blocks - 1);
 }
 
 }  // namespace vekmesh

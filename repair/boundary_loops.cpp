@@ -7,6 +7,8 @@
 #include <algorithm>
 
 #include "mesh/face_bits.h"
+#include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 namespace {
@@ -27,28 +29,36 @@ bool edgeHasLivePartner(const SubMesh& mesh, uint32_t f, uint32_t c) {
 }  // namespace
 
 std::vector<OpenEdge> findOpenEdges(const SubMesh& mesh, const CornerAdjacency& adjacency) {
-  std::vector<OpenEdge> open;
   const size_t face_count = mesh.faces.size();
   // Partners are checked against a bit set, not their faces: one sequential
   // pass instead of a cache miss per edge.
-  FaceBits removed(face_count);
-  for (size_t f = 0; f < face_count; ++f)
-    if (mesh.faces[f].removed) removed.set(f);
-  for (size_t f = 0; f < face_count; ++f) {
-    if (removed.test(f)) continue;
-    const Face& face = mesh.faces[f];
-    for (uint32_t c = 0; c < 3; ++c) {
-      const int32_t across = adjacency.across[3 * f + c];
-      bool is_open;
-      if (across == CornerAdjacency::kOpen)
-        is_open = true;
-      else if (across >= 0)
-        is_open = removed.test(static_cast<size_t>(across));
-      else
-        is_open = !edgeHasLivePartner(mesh, static_cast<uint32_t>(f), c);
-      if (is_open) open.push_back({face.v[c], face.v[nextCorner(c)], face.v[prevCorner(c)]});
+  const FaceBits removed = removedFaceBits(mesh);
+  // Parts on the team, joined in face order.
+  const int parts = loopParts(int64_t(face_count));
+  std::vector<std::vector<OpenEdge>> found(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts)
+  for (int t = 0; t < parts; ++t) {
+    std::vector<OpenEdge>& open = found[size_t(t)];
+    const size_t end = partStart(face_count, t + 1, parts);
+    for (size_t f = partStart(face_count, t, parts); f < end; ++f) {
+      if (removed.test(f)) continue;
+      const Face& face = mesh.faces[f];
+      for (uint32_t c = 0; c < 3; ++c) {
+        const int32_t across = adjacency.across[3 * f + c];
+        bool is_open;
+        if (across == CornerAdjacency::kOpen)
+          is_open = true;
+        else if (across >= 0)
+          is_open = removed.test(static_cast<size_t>(across));
+        else
+          is_open = !edgeHasLivePartner(mesh, static_cast<uint32_t>(f), c);
+        if (is_open) open.push_back({face.v[c], face.v[nextCorner(c)], face.v[prevCorner(c)]});
+      }
     }
   }
+  std::vector<OpenEdge> open = std::move(found[0]);
+  for (int t = 1; t < parts; ++t)
+    open.insert(open.end(), found[size_t(t)].begin(), found[size_t(t)].end());
   std::sort(open.begin(), open.end(), [](const OpenEdge& a, const OpenEdge& b) {
     return a.from != b.from ? a.from < b.from : a.to < b.to;
   });

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "geometry/vectors.h"
+#include "mesh/mesh_utils.h"
 
 namespace vekmesh {
 namespace {
@@ -120,8 +121,7 @@ SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
                          const SheetPairs* earlier, SheetPairs* chosen) {
   const size_t face_count = mesh.faces.size();
   SheetPartners out(adjacency, face_count);
-  for (uint32_t f = 0; f < face_count; ++f)
-    if (mesh.faces[f].removed) out.removed.set(f);
+  out.removed = removedFaceBits(mesh);
   // Only edges of several faces are paired here; the rest is read from the
   // adjacency when asked for.
   std::vector<Around> around;

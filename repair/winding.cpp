@@ -22,11 +22,8 @@ class OrientationWalk {
       : mesh_(mesh),
         adjacency_(adjacency),
         turned_(mesh.faces.size()),
-        removed_(mesh.faces.size()),
-        visited_(mesh.faces.size()) {
-    for (size_t f = 0; f < mesh.faces.size(); ++f)
-      if (mesh.faces[f].removed) removed_.set(f);
-  }
+        removed_(removedFaceBits(mesh)),
+        visited_(mesh.faces.size()) {}
 
   size_t run() {
     // Which shell each face is in, for the seed search; with one shell every

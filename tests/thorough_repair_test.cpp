@@ -4,10 +4,12 @@
 #include "repair/thorough_repair.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cmath>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "broken_sphere.h"
@@ -301,6 +303,44 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
   less.open_edges = 2;
   EXPECT_EQ(flawsAdded(less, more), std::vector<std::string>{"3 more mis-oriented edges"});
   EXPECT_TRUE(flawsAdded(more, more).empty());
+}
+
+// The passes that gather on a team (adjacency, census, orientation sums,
+// open edges) merge in face order: the repair is the same on any team, face
+// for face and in every count. Two shells: the broken sphere and a small
+// one inside it wound inwards, which the outward step keeps as a cavity.
+TEST(ThoroughRepair, GivesTheSameMeshOnOneAndOnThreeThreads) {
+  const test::BrokenSphere broken = test::makeBrokenSphere(40000, 5);
+  Soup soup;
+  soup.corners = broken.corners;
+  Soup inner = test::uvSphereSoup(5.0f, 64, 32);
+  for (size_t t = 0; t < inner.triangleCount(); ++t)
+    for (int a = 0; a < 3; ++a)
+      std::swap(inner.corners[9 * t + 3 + a], inner.corners[9 * t + 6 + a]);
+  soup = test::concatenate(soup, inner);
+  const int threads = omp_get_max_threads();
+  std::vector<TriMesh> meshes;
+  std::vector<ThoroughRepairReport> reports;
+  for (const int team : {1, 3}) {
+    omp_set_num_threads(team);
+    meshes.push_back(test::buildMesh(soup));
+    reports.push_back(thoroughRepair(meshes.back()));
+  }
+  omp_set_num_threads(threads);
+  const TriMesh &one = meshes[0], &three = meshes[1];
+  ASSERT_EQ(one.faces.size(), three.faces.size());
+  EXPECT_EQ(std::memcmp(one.faces.data(), three.faces.data(), one.faces.size() * sizeof(Face)), 0);
+  ASSERT_EQ(one.vertices.size(), three.vertices.size());
+  for (size_t v = 0; v < one.vertices.size(); ++v)
+    ASSERT_EQ(one.vertices[v].position, three.vertices[v].position) << v;
+  EXPECT_EQ(one.shells, three.shells);
+  EXPECT_EQ(reports[0].holes.loops_closed, reports[1].holes.loops_closed);
+  EXPECT_EQ(reports[0].consistency.faces_turned, reports[1].consistency.faces_turned);
+  EXPECT_EQ(reports[0].outward.cavities, reports[1].outward.cavities);
+  EXPECT_EQ(reports[0].outward.signed_volumes, reports[1].outward.signed_volumes);
+  EXPECT_GT(reports[0].holes.loops_closed, 0u);
+  EXPECT_EQ(reports[0].outward.cavities, 1u);
+  EXPECT_TRUE(test::edgeCensus(one).closedManifoldOriented());
 }
 
 // The outward step alone on a mesh as it stands: components from its sheets.
