@@ -231,9 +231,12 @@ void optimizeOrientation(SubMesh& mesh, std::array<double, 3>& angles, int32_t m
   angles = {0.0, 0.0, 0.0};
   if (mesh.vertices.empty() || !allFinite(mesh)) return;
 
+  // No progress marks of its own; a cancel is heard between the steps.
   const quickhull::Hull hull = quickhull::computeHull(vertexPoints(mesh));
+  run.checkpoint();
   const CostTerms terms = costTerms(mesh, mode, overhang_angle, hull, run);
   const SampledTriangles samples = sampleTriangles(mesh);
+  run.checkpoint();
 
   // The present attitude: the plane z = lowest z, facing down.
   const double low = lowestZ(mesh);
@@ -242,6 +245,7 @@ void optimizeOrientation(SubMesh& mesh, std::array<double, 3>& angles, int32_t m
   const std::vector<BasePlane> planes = candidatePlanes(hull);
   double best_cost;
   const int64_t best = cheapestCandidate(samples, terms, planes, best_cost);
+  run.checkpoint();
 
   double tilt_x = 0.0, tilt_y = 0.0, own_z = 0.0;
   if (best >= 0 && !(reference < best_cost + kKeepMargin)) {

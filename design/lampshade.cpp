@@ -124,22 +124,31 @@ void buildLampshade(SubMesh& mesh, float wall_thickness, const RunContext& run,
     grid.voxelSize[2] = static_cast<float>(static_cast<int>(r.zFactor)) * r.voxelSize;
     r.voxelHeight = grid.voxelSize[2];
     formVoxels(grid, mesh, mesh.vertices, run);
+    // The steps make no progress marks of their own; a cancel is heard
+    // between them.
+    run.checkpoint();
     if (!grid.overflow) {
       formSurface(grid, nullptr, kMinComponentFaces, run);
+      run.checkpoint();
       offsetVoxelLayers(grid, 1, 1, nullptr);
       colourByHeight(grid);
       fillInterior(grid, false);
+      run.checkpoint();
     }
     if (!grid.overflow && r.layers < kReviseBelowLayers) reviseThinSkin(grid, kRevisePasses);
     if (!grid.overflow) {
       extrudeBase(grid, r.layers + 4, limit);
+      run.checkpoint();
       resurface(grid, run);
+      run.checkpoint();
       peelLayers(grid, r.peelDepth, nullptr);
       std::vector<std::vector<int64_t>> components;
       formSurface(grid, &components, kMinComponentFaces, run);
+      run.checkpoint();
       keepComponentsAtBottom(grid, components, limit);
       closeEdgeContacts(grid, kContactPasses);
       r.exposedVoxels = exposedVoxelCount(grid);
+      run.checkpoint();
     }
     if (grid.overflow) {
       r.exposedVoxels = 0;
@@ -158,7 +167,11 @@ void buildLampshade(SubMesh& mesh, float wall_thickness, const RunContext& run,
     }
     grid.release();
     for (int pass = 0; pass < 2; ++pass) separateVoxelContacts(core);
-    for (int pass = 0; pass < 2; ++pass) reduceMeshFast(core, 0.0, 0.05, 0.96, run);
+    run.checkpoint();
+    for (int pass = 0; pass < 2; ++pass) {
+      reduceMeshFast(core, 0.0, 0.05, 0.96, run);
+      run.checkpoint();
+    }
     reverseFaces(core);
     appendMesh(mesh, std::move(core));
   }

@@ -16,6 +16,10 @@ void RunContext::report(double fraction) const {
   if (cancel_.cancelled && cancel_.cancelled(cancel_.user)) throw RunCancelled();
 }
 
+void RunContext::checkpoint() const {
+  if (cancel_.cancelled && cancel_.cancelled(cancel_.user)) throw RunCancelled();
+}
+
 RunContext RunContext::sub(double from, double to) const {
   RunContext nested = *this;
   nested.low_ = low_ + from * (high_ - low_);

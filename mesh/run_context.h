@@ -8,11 +8,12 @@
 // A default-constructed context discards everything. Contexts are read from
 // the calling thread only: parallel loops neither report nor log.
 //
-// A host may also give a cancel check, asked after every progress write: when
-// it answers true, report() throws RunCancelled, which unwinds the operation
-// to the boundary that bound the check (only that boundary catches it). The
-// mesh an operation was working on is then in no defined state; the boundary
-// discards it or keeps a copy.
+// A host may also give a cancel check, asked after every progress write and
+// at the checkpoints that long steps pass between their progress marks: when
+// it answers true, report() or checkpoint() throws RunCancelled, which
+// unwinds the operation to the boundary that bound the check (only that
+// boundary catches it). The mesh an operation was working on is then in no
+// defined state; the boundary discards it or keeps a copy.
 #pragma once
 
 #include <cstdint>
@@ -57,6 +58,14 @@ class RunContext {
   // marks such as 30 or 65 come out exactly. Every call writes, repeated
   // values included. Then throws RunCancelled if the cancel check says so.
   void report(double fraction) const;
+
+  // Asks the cancel check, writing no progress: a long stretch between two
+  // marks passes checkpoints (outside parallel regions) so that a cancel
+  // takes effect without waiting for the next mark. Throws RunCancelled when
+  // the check says stop; nothing happens without a check. A checkpoint is
+  // cheap, but a check may read the clock: pass one every few thousand
+  // elements, not every one.
+  void checkpoint() const;
 
   // The context of a nested step that covers `from`..`to` (fractions of this
   // span); same sinks.

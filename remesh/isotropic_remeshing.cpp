@@ -45,8 +45,9 @@ double distanceSquared(const Vec3d& a, const Vec3d& b) {
 
 class Remesher {
  public:
-  Remesher(PatchMesh& patch, const SurfaceProjector& surface, const IsotropicOptions& options)
-      : p_(patch), surface_(surface), options_(options) {
+  Remesher(PatchMesh& patch, const SurfaceProjector& surface, const IsotropicOptions& options,
+           const RunContext& run)
+      : p_(patch), surface_(surface), options_(options), run_(run) {
     const double l = options.target_length;
     high2_ = (4.0 / 3.0) * l * (4.0 / 3.0) * l;
     low2_ = 0.8 * l * 0.8 * l;
@@ -57,11 +58,16 @@ class Remesher {
   IsotropicCounts run() {
     for (int i = 0; i < options_.iterations; ++i) {
       splitLongEdges();
+      run_.checkpoint();
       collapseShortEdges();
+      run_.checkpoint();
       flipEdges(false);
+      run_.checkpoint();
       smooth();
+      run_.checkpoint();
     }
     flipEdges(true);
+    run_.checkpoint();
     smooth();
     return counts_;
   }
@@ -70,6 +76,7 @@ class Remesher {
   PatchMesh& p_;
   const SurfaceProjector& surface_;
   IsotropicOptions options_;
+  const RunContext& run_;
   double high2_ = 0, low2_ = 0, min_area2_ = 0;
   size_t live_faces_ = 0;
   IsotropicCounts counts_;
@@ -362,9 +369,9 @@ class Remesher {
 }  // namespace
 
 IsotropicCounts remeshIsotropic(PatchMesh& patch, const SurfaceProjector& surface,
-                                const IsotropicOptions& options) {
+                                const IsotropicOptions& options, const RunContext& run) {
   if (!(options.target_length > 0.0) || !std::isfinite(options.target_length)) return {};
-  return Remesher(patch, surface, options).run();
+  return Remesher(patch, surface, options, run).run();
 }
 
 }  // namespace vekmesh::remeshing

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 
+#include "mesh/run_context.h"
 #include "remesh/patch_mesh.h"
 #include "remesh/surface_projector.h"
 
@@ -24,7 +25,9 @@ struct IsotropicCounts {
 
 // Remeshes `patch` in place; `surface` holds the patch's triangles as they
 // were. A target that is not a positive finite number changes nothing.
+// `run` is asked for a cancel between the steps of each round (checkpoints
+// only: the caller reports the progress).
 IsotropicCounts remeshIsotropic(PatchMesh& patch, const SurfaceProjector& surface,
-                                const IsotropicOptions& options);
+                                const IsotropicOptions& options, const RunContext& run = {});
 
 }  // namespace vekmesh::remeshing

@@ -32,6 +32,7 @@ RemeshReport remeshMesh(SubMesh& mesh, const int32_t* indices, uint32_t index_co
     log.succeed();
     return report;
   }
+  run.checkpoint();
   remeshing::SelectionPatch selection;
   remeshing::buildPatch(mesh, std::move(faces), selection);
   run.report(0.1);
@@ -47,7 +48,7 @@ RemeshReport remeshMesh(SubMesh& mesh, const int32_t* indices, uint32_t index_co
     const remeshing::SurfaceProjector surface(std::move(selection.reference),
                                               1.5 * options.target_length);
     const remeshing::IsotropicCounts counts =
-        remeshing::remeshIsotropic(selection.patch, surface, options);
+        remeshing::remeshIsotropic(selection.patch, surface, options, run);
     report.splits = counts.splits;
     report.collapses = counts.collapses;
     report.flips = counts.flips;

@@ -49,6 +49,7 @@ void subdivideMesh(SubMesh& mesh, int32_t level, int32_t mode, const RunContext&
     return;
   }
   prepare(mesh);
+  run.checkpoint();
   const int32_t rounds = std::min(level, kSubdivisionMaxRounds);
   for (int32_t round = 0; round < rounds && !mesh.faces.empty(); ++round) {
     if (mode == 1) {
@@ -69,7 +70,10 @@ void subdivideMesh(SubMesh& mesh, int32_t level, int32_t mode, const RunContext&
     }
     run.report(double(round + 1) / rounds);
   }
-  if (!mesh.shells.empty()) buildShells(mesh);
+  if (!mesh.shells.empty()) {
+    run.checkpoint();
+    buildShells(mesh);
+  }
   log.parameter("faces after", mesh.faces.size());
   run.report(1.0);
   log.succeed();

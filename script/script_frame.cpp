@@ -43,7 +43,8 @@ int coreCount() {
 
 }  // namespace
 
-CallContext::CallContext(vkm_run* run) : run_(run), threads_before_(maxThreads()) {
+CallContext::CallContext(vkm_run* run)
+    : run_(run), threads_before_(maxThreads()), last_call_(std::chrono::steady_clock::now()) {
   applyThreads();
   if (run && run->progress)
     context_ =
@@ -52,9 +53,17 @@ CallContext::CallContext(vkm_run* run) : run_(run), threads_before_(maxThreads()
 
 void CallContext::onProgress(int32_t percent, void* self) {
   CallContext& call = *static_cast<CallContext*>(self);
+  call.last_percent_ = percent;
+  call.callBack();
+}
+
+void CallContext::callBack() {
+  // Counted from the start of a call, so that the time a callback itself
+  // takes counts too.
+  last_call_ = std::chrono::steady_clock::now();
   // Once cancelled, the caller hears nothing more from this call.
-  if (!call.cancel_) call.cancel_ = call.run_->progress(percent, call.run_->user) != 0;
-  call.applyThreads();
+  if (!cancel_) cancel_ = run_->progress(last_percent_, run_->user) != 0;
+  applyThreads();
 }
 
 CallContext::~CallContext() {
@@ -67,7 +76,11 @@ void CallContext::applyThreads() const {
 }
 
 bool CallContext::onCancelCheck(void* self) {
-  return static_cast<CallContext*>(self)->cancel_;
+  CallContext& call = *static_cast<CallContext*>(self);
+  // Asked right after each progress callback too, when none is due.
+  if (!call.cancel_ && std::chrono::steady_clock::now() - call.last_call_ >= kRecallAfter)
+    call.callBack();
+  return call.cancel_;
 }
 
 void setMessage(vkm_run* run, const std::string& text) noexcept {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -49,8 +50,10 @@ class CallError : public std::runtime_error {
 };
 
 // The run context of one call: progress goes to the caller's callback, whose
-// non-zero answer is the cancel check. Without a callback, a context that
-// discards everything.
+// non-zero answer is the cancel check. At a checkpoint that comes long after
+// the last callback, the callback is called again with the last percentage,
+// so that a cancel is heard between marks. Without a callback, a context
+// that discards everything.
 class CallContext {
  public:
   explicit CallContext(vkm_run* run);
@@ -62,12 +65,20 @@ class CallContext {
  private:
   static void onProgress(int32_t percent, void* self);
   static bool onCancelCheck(void* self);
+  // Calls the caller's callback with the last percentage.
+  void callBack();
+  // How long a checkpoint lets pass since the last callback before calling
+  // it again: often enough for a cancel to feel prompt, seldom enough that
+  // a callback into an interpreter costs nothing measurable.
+  static constexpr std::chrono::milliseconds kRecallAfter{100};
   // Sizes the calling thread's OpenMP teams from run_->threads.
   void applyThreads() const;
 
   vkm_run* run_;
   int threads_before_;  // the calling thread's team size, restored at the end
   bool cancel_ = false;
+  int32_t last_percent_ = 0;
+  std::chrono::steady_clock::time_point last_call_;
   RunContext context_;
 };
 

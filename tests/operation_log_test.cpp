@@ -41,13 +41,17 @@ TEST(RunContext, CancelCheckStopsAfterTheProgressWrite) {
           &percents},
       LogSink{}, CancelCheck{[](void* user) { return *static_cast<bool*>(user); }, &stop});
   run.report(0.1);
+  EXPECT_NO_THROW(run.checkpoint());
   stop = true;
   // Nested spans keep the check, and the mark is written before the throw.
   EXPECT_THROW(run.sub(0.5, 1.0).report(0.5), RunCancelled);
+  // A checkpoint asks the same check and writes nothing.
+  EXPECT_THROW(run.sub(0.5, 1.0).checkpoint(), RunCancelled);
   EXPECT_EQ(percents, (std::vector<int32_t>{10, 75}));
   // Without a check nothing throws, whatever the sinks.
   const RunContext plain(ProgressSink{}, LogSink{});
   EXPECT_NO_THROW(plain.report(1.0));
+  EXPECT_NO_THROW(plain.checkpoint());
 }
 
 TEST(OperationLog, FrameClosesWithSuccessOrFailure) {

@@ -9,6 +9,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 
 #include "vekmesh/script.h"
 
@@ -48,6 +49,24 @@ static int32_t cancel_at_first(int32_t percent, void* user) {
 static int32_t cancel_past_zero(int32_t percent, void* user) {
   ++*(int*)user;
   return percent > 0;
+}
+
+/* Takes its time over the first call (the mark at 0); cancels at the next,
+ * which is a checkpoint's call with the same percentage: the lampshade makes
+ * no mark between 0 and the end. */
+typedef struct {
+  int calls;
+  int32_t percents[2];
+} slow_start;
+
+static int32_t cancel_after_slow_start(int32_t percent, void* user) {
+  slow_start* s = (slow_start*)user;
+  if (s->calls < 2) s->percents[s->calls] = percent;
+  if (++s->calls > 1) return 1;
+  const clock_t until = clock() + CLOCKS_PER_SEC / 5;
+  while (clock() < until) {
+  }
+  return 0;
 }
 
 static void test_handles_and_arrays(void) {
@@ -125,6 +144,13 @@ static void test_cancel_leaves_the_handle(void) {
   run.progress = cancel_past_zero;
   CHECK(vkm_weak_sections(mesh, NULL, &run, &sections) == VKM_CANCELLED && calls >= 2);
   CHECK(sections.scores == NULL);
+  /* A step long after the last call asks again, with the same percentage. */
+  slow_start slow = {0, {-1, -1}};
+  run.progress = cancel_after_slow_start;
+  run.user = &slow;
+  CHECK(vkm_lampshade(mesh, NULL, &run) == VKM_CANCELLED);
+  CHECK(slow.calls == 2 && slow.percents[0] == 0 && slow.percents[1] == 0);
+  CHECK(vkm_mesh_triangle_count(mesh) == 11);
   run.progress = NULL;
   int32_t kept = -1;
   CHECK(vkm_repair(mesh, NULL, &run, &kept) == VKM_OK && kept == 0 && run.message[0] == 0);

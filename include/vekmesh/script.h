@@ -74,9 +74,12 @@ VKM_API const char* vkm_version(void);
 /* ---- the run of one call: progress, cancel, message ------------------------ */
 
 /* Called on the calling thread with whole percentages 0..100 of the call (0
- * first, 100 last on success; values may repeat). Returning non-zero cancels
- * the call: it returns VKM_CANCELLED at the next progress mark and the handle
- * is left as it was. `user` is vkm_run.user. */
+ * first, 100 last on success; values may repeat). Within a long step between
+ * two marks it is called again with the last percentage, about ten times a
+ * second. Returning non-zero cancels the call: it returns VKM_CANCELLED soon
+ * after (at the next mark or checkpoint of the step, well under a second on
+ * a million triangles) and the handle is left as it was. `user` is
+ * vkm_run.user. */
 typedef int32_t (*vkm_progress_fn)(int32_t percent, void* user);
 
 typedef struct vkm_run {

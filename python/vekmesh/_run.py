@@ -2,10 +2,12 @@
 and cancelling, from the callback's answer or from Ctrl-C.
 
 The C call runs with the GIL released (ctypes does that); the library calls
-back on the calling thread at each progress mark, and the callback's non-zero
-answer stops the operation at the next mark. An exception raised in the
-callback (KeyboardInterrupt from Ctrl-C included) cancels the call and is
-raised again when it returns, since ctypes cannot pass it through C."""
+back on the calling thread at each progress mark, and about ten times a second
+with the same percentage during long steps between marks, and the callback's
+non-zero answer stops the operation at the next mark or step. An exception
+raised in the callback (KeyboardInterrupt from Ctrl-C included) cancels the
+call and is raised again when it returns, since ctypes cannot pass it
+through C."""
 
 from . import _library
 from .errors import check
