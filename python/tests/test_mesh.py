@@ -129,7 +129,7 @@ class TestFiles:
         with pytest.raises(vekmesh.FileError, match="no such file"):
             vekmesh.load(tmp_path / "missing.stl")
         (tmp_path / "model.xyz").write_text("1 2 3")
-        with pytest.raises(vekmesh.FileError, match="unknown extension"):
+        with pytest.raises(vekmesh.FileError, match="unknown file type"):
             vekmesh.load(tmp_path / "model.xyz")
         with pytest.raises(vekmesh.FileError):
             vekmesh.save(vekmesh.Mesh(cube_soup()), tmp_path / "model.xyz")
