@@ -1,5 +1,5 @@
-// Model inspection for `vekmesh info` and the before/after lines of `repair`,
-// with plain-text and JSON renderings. The JSON goes through a JSON library so
+// The model inspection as `vekmesh info` and the before/after lines of
+// `repair` print it: plain text and JSON. The JSON goes through a JSON library so
 // that whatever a path or a name holds comes out escaped.
 #include "cli/model_report.h"
 
@@ -7,11 +7,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
-
-#include "mesh/mesh_utils.h"
-#include "mesh/parallel_loops.h"
-#include "repair/flaw_detection.h"
-#include "repair/shell_intersection.h"
 
 namespace vekmesh::cli {
 namespace {
@@ -40,121 +35,7 @@ double printedFloat(float x) {
   return std::strtod(buffer, nullptr);
 }
 
-// "1 open edge", "3 open edges".
-std::string counted(size_t n, const char* one, const char* many) {
-  return std::to_string(n) + " " + (n == 1 ? one : many);
-}
-
-// Most values move neither bound; fmin and fmax (library calls) run only
-// when one might, so that zeros of either sign and NaN still come out as
-// they always have.
-void widenLower(float& lower, float x) {
-  if (!(x > lower)) lower = std::fmin(lower, x);
-}
-void widenUpper(float& upper, float x) {
-  if (!(x < upper)) upper = std::fmax(upper, x);
-}
-
-struct Bounds {
-  size_t triangles = 0;
-  std::array<float, 3> lower{INFINITY, INFINITY, INFINITY};
-  std::array<float, 3> upper{-INFINITY, -INFINITY, -INFINITY};
-};
-
-// Live faces of [first, end) and the bounds of their corners.
-Bounds liveBounds(const TriMesh& mesh, size_t first, size_t end) {
-  Bounds b;
-  for (size_t i = first; i < end; ++i) {
-    if (i + kCornerPrefetchAhead < end) prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
-    const Face& f = mesh.faces[i];
-    if (f.removed) continue;
-    ++b.triangles;
-    for (int c = 0; c < 3; ++c)
-      for (int a = 0; a < 3; ++a) {
-        const float x = mesh.vertices[f.v[c]].position[a];
-        widenLower(b.lower[a], x);
-        widenUpper(b.upper[a], x);
-      }
-  }
-  return b;
-}
-
 }  // namespace
-
-bool ModelReport::printable() const {
-  return reasons().empty();
-}
-
-std::vector<std::string> ModelReport::reasons() const {
-  std::vector<std::string> r;
-  const MeshCensus& c = census;
-  if (c.faces == 0) r.push_back("no faces");
-  if (c.open_edges) r.push_back(counted(c.open_edges, "open edge", "open edges"));
-  if (c.non_manifold_edges)
-    r.push_back(counted(c.non_manifold_edges, "non-manifold edge", "non-manifold edges"));
-  if (c.misoriented_edges)
-    r.push_back(counted(c.misoriented_edges, "mis-oriented edge", "mis-oriented edges"));
-  if (c.duplicate_faces)
-    r.push_back(counted(c.duplicate_faces, "duplicate face", "duplicate faces"));
-  if (c.inside_out_shells)
-    r.push_back(counted(c.inside_out_shells, "inside-out shell", "inside-out shells"));
-  if (c.zero_volume_parts)
-    r.push_back(counted(c.zero_volume_parts, "zero-volume part", "zero-volume parts"));
-  if (intersecting_pairs > 0)
-    r.push_back(
-        counted(size_t(intersecting_pairs), "intersecting shell pair", "intersecting shell pairs"));
-  return r;
-}
-
-ModelReport inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacency,
-                         bool find_intersections, const RunContext& run, CensusEdges* edges) {
-  ModelReport r;
-  r.vertices = mesh.vertices.size();
-  // Fixed parts on the team's threads, merged in order: the bounds below
-  // are a fold that keeps the first of equal extremes, so merging parts
-  // gives what one pass gives.
-  const size_t face_count = mesh.faces.size();
-  const int parts = loopParts(int64_t(face_count));
-  std::vector<Bounds> bounds(static_cast<size_t>(parts));
-#pragma omp parallel for schedule(static, 1) num_threads(parts)
-  for (int t = 0; t < parts; ++t)
-    bounds[size_t(t)] =
-        liveBounds(mesh, partStart(face_count, t, parts), partStart(face_count, t + 1, parts));
-  r.lower = {INFINITY, INFINITY, INFINITY};
-  r.upper = {-INFINITY, -INFINITY, -INFINITY};
-  for (const Bounds& b : bounds) {
-    r.triangles += b.triangles;
-    for (int a = 0; a < 3; ++a) {
-      widenLower(r.lower[a], b.lower[a]);
-      widenUpper(r.upper[a], b.upper[a]);
-    }
-  }
-  if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
-  r.census = takeCensus(mesh, adjacency, edges);
-  for (const ShellCensus& shell : r.census.shell_census)
-    r.solids += shell.kind == ShellKind::kSolid;
-  if (find_intersections) {
-    // Among closed shells that enclose something: an open shell or a part of
-    // no volume is a flaw of its own, and a soup of thousands of lone
-    // triangles would cost the search much time and memory for nothing.
-    std::vector<uint8_t> taken(r.census.shell_census.size());
-    for (size_t s = 0; s < taken.size(); ++s) {
-      const ShellKind kind = r.census.shell_census[s].kind;
-      taken[s] =
-          kind == ShellKind::kSolid || kind == ShellKind::kCavity || kind == ShellKind::kInsideOut;
-    }
-    size_t ends = 0;
-    for (const std::vector<int32_t>& others : findIntersectingShells(mesh, {}, &taken).intersecting)
-      ends += others.size();
-    r.intersecting_pairs = static_cast<int64_t>(ends / 2);
-  }
-  // Post-detection would turn inside-out shells outwards; only its counts are
-  // wanted here, so nothing is turned.
-  const TopologyInspection topology = inspectTopology(mesh, adjacency, run);
-  r.flawed = topology.flawed;
-  r.counters = topology.counters;
-  return r;
-}
 
 std::string reportText(const ModelReport& r, const std::string& indent, bool per_shell) {
   const MeshCensus& c = r.census;
