@@ -12,7 +12,7 @@
 namespace vekmesh {
 namespace {
 constexpr size_t kPrefetchAhead = 8;
-}
+}  // namespace
 
 void buildShells(SubMesh& mesh) {
   buildShells(mesh, buildCornerAdjacency(mesh, RemovedFaces::kSkip));
@@ -36,10 +36,8 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
   mesh.shells.clear();
   const size_t face_count = mesh.faces.size();
   assert(adjacency.across.size() == 3 * face_count);
-  FaceBits visited(face_count);
   // Removed faces are marked beforehand so that they join no shell.
-  for (size_t i = 0; i < face_count; ++i)
-    if (mesh.faces[i].removed) visited.set(i);
+  FaceBits visited = removedFaceBits(mesh);
 
   // The queue is the shell's list: faces are appended once and never leave.
   std::vector<int32_t> queue;
@@ -79,6 +77,7 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
         }
       }
     }
+    // A copy, of the exact size; the queue keeps its room for the next.
     mesh.shells.push_back(queue);
   }
 }
