@@ -22,8 +22,11 @@ about a million triangles (holes, turned faces, duplicates; built in numpy).
    threads of 2 cannot get either.
 
 Usage: VEKMESH_LIBRARY=build-bench/libvekmesh.so PYTHONPATH=python \\
-       /usr/bin/python3 python/bench/speed.py [--triangles N] [--rounds R] [--control]
-Run with OMP_NUM_THREADS=1 for the one-thread figures."""
+       /usr/bin/python3 python/bench/speed.py [--triangles N] [--rounds R]
+       [--threads-per-call N] [--control]
+--threads-per-call 1 gives every call one core (vekmesh.set_threads(1) in each
+thread), as threads that work at once should; the default lets each call use
+every core, and then the floor below says how little two at once can gain."""
 
 import argparse
 import ctypes
@@ -70,11 +73,11 @@ def broken_sphere(target, seed):
     return vekmesh.Mesh(v[f[rng.permutation(len(f))]])
 
 
-def c_repair(mesh, out, threads=0):
+def c_repair(mesh, out, threads=None):
     lib = _library.lib
     handle = ctypes.c_void_p()
     run = _library.Run()
-    run.threads = threads
+    run.threads = vekmesh.get_threads() if threads is None else threads
     start = time.perf_counter()
     status = lib.vkm_mesh_from_arrays(mesh.triangles.ctypes.data, None, None, None, len(mesh),
                                       ctypes.byref(handle))
@@ -132,7 +135,13 @@ def py_repair(mesh):
 
 
 def together(meshes):
-    threads = [threading.Thread(target=vekmesh.repair, args=(m,)) for m in meshes]
+    setting = vekmesh.get_threads()
+
+    def work(mesh):
+        vekmesh.set_threads(setting)  # each thread's own, as the main thread's
+        vekmesh.repair(mesh)
+
+    threads = [threading.Thread(target=work, args=(m,)) for m in meshes]
     start = time.perf_counter()
     for t in threads:
         t.start()
@@ -190,6 +199,8 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--triangles", type=int, default=1_000_000)
     parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--threads-per-call", type=int, default=0,
+                        help="vekmesh.set_threads in every thread (0: every core)")
     parser.add_argument("--control", action="store_true",
                         help="only the machine's share: one process against two")
     parser.add_argument("--child", action="store_true", help=argparse.SUPPRESS)
@@ -199,9 +210,11 @@ def main():
         return child(args)
     if args.control:
         return control(args)
+    vekmesh.set_threads(args.threads_per_call)
     meshes = [broken_sphere(args.triangles, seed) for seed in (1, 2)]
-    print("meshes: %d and %d triangles; OMP_NUM_THREADS=%s; load %s"
+    print("meshes: %d and %d triangles; OMP_NUM_THREADS=%s; threads per call %s; load %s"
           % (len(meshes[0]), len(meshes[1]), os.environ.get("OMP_NUM_THREADS", "(unset)"),
+             args.threads_per_call or "(every core)",
              " ".join(open("/proc/loadavg").read().split()[:3])))
     out = np.empty(9 * 2 * len(meshes[0]), np.float32)
     c_repair(meshes[0], out)  # warm: page faults of the first large allocations

@@ -1,5 +1,5 @@
 """Progress, cancelling (from the callback and from an exception in it) and
-two threads working at once, each getting its own result."""
+two threads working at once, each on one core and getting its own result."""
 
 import os
 import subprocess
@@ -65,6 +65,10 @@ def test_two_threads_repair_two_meshes_at_once():
             if not arrived[i]:
                 arrived[i] = True
                 barrier.wait()
+        # One core each, as threads working at once should: the setting is
+        # the thread's own and changes no result.
+        vekmesh.set_threads(1)
+        assert vekmesh.get_threads() == 1
         results[i] = vekmesh.repair(meshes[i], progress=meet)
 
     threads = [threading.Thread(target=work, args=(i,)) for i in range(2)]
@@ -75,6 +79,16 @@ def test_two_threads_repair_two_meshes_at_once():
     for i in range(2):
         assert np.array_equal(results[i].triangles, alone[i].triangles)
     assert triangle_set(results[0]) != triangle_set(results[1])
+    assert vekmesh.get_threads() == 0
+
+
+def test_thread_counts_are_checked():
+    with pytest.raises(ValueError):
+        vekmesh.set_threads(-1)
+    for wrong in (1.5, "2", True, None):
+        with pytest.raises(TypeError):
+            vekmesh.set_threads(wrong)
+    assert vekmesh.get_threads() == 0
 
 
 def test_ctrl_c_during_a_call_cancels_it(tmp_path):

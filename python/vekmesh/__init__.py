@@ -11,6 +11,7 @@ worked on in parallel threads.
 """
 
 from ._library import LibraryNotFound
+from ._run import get_threads, set_threads
 from .errors import Cancelled, FileError, VekmeshError
 from .mesh import Mesh
 from .operations import (Census, LampshadePreview, Orientation, WeakSection, census,
@@ -20,7 +21,7 @@ from .operations import (Census, LampshadePreview, Orientation, WeakSection, cen
 __all__ = ["Mesh", "Census", "Orientation", "LampshadePreview", "WeakSection", "load", "save", "export_gltf", "census", "repair",
            "reduce", "separate", "orient", "weak_sections", "voxelize", "hollow", "lampshade",
            "lampshade_preview", "subdivide", "remesh", "VekmeshError", "Cancelled", "FileError",
-           "LibraryNotFound", "library_version"]
+           "LibraryNotFound", "library_version", "set_threads", "get_threads"]
 
 
 def library_version():

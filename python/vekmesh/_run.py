@@ -9,8 +9,31 @@ raised in the callback (KeyboardInterrupt from Ctrl-C included) cancels the
 call and is raised again when it returns, since ctypes cannot pass it
 through C."""
 
+import threading
+
 from . import _library
 from .errors import check
+
+_thread_setting = threading.local()
+
+
+def set_threads(count):
+    """Cores the library's parallel loops may use in calls made from the
+    calling Python thread: 0 (the default) for every core (or
+    OMP_NUM_THREADS), or a count. Results never depend on it. Python threads
+    that each work on their own mesh at the same time run best with one core
+    each (``vekmesh.set_threads(1)`` at the start of each thread): the calls
+    then share the cores instead of contending for them."""
+    if isinstance(count, bool) or not isinstance(count, int):
+        raise TypeError("the thread count must be an int")
+    if count < 0:
+        raise ValueError("the thread count must be 0 (every core) or more")
+    _thread_setting.count = min(count, 2**31 - 1)
+
+
+def get_threads():
+    """The calling Python thread's setting of set_threads (0 when unset)."""
+    return getattr(_thread_setting, "count", 0)
 
 
 def _tqdm_bar():
@@ -33,6 +56,7 @@ class CallRun:
         self._shown = 0
         self._raised = None
         self.run = _library.Run()
+        self.run.threads = get_threads()
         # Always installed, so that Ctrl-C during a long call cancels it.
         self._callback = _library.PROGRESS(self._on_progress)
         self.run.progress = self._callback
