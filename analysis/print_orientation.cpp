@@ -232,7 +232,8 @@ void optimizeOrientation(SubMesh& mesh, std::array<double, 3>& angles, int32_t m
   if (mesh.vertices.empty() || !allFinite(mesh)) return;
 
   // No progress marks of its own; a cancel is heard between the steps.
-  const quickhull::Hull hull = quickhull::computeHull(vertexPoints(mesh));
+  const quickhull::Hull hull =
+      quickhull::computeHull(vertexPoints(mesh), [&run] { run.checkpoint(); });
   run.checkpoint();
   const CostTerms terms = costTerms(mesh, mode, overhang_angle, hull, run);
   const SampledTriangles samples = sampleTriangles(mesh);

@@ -56,8 +56,8 @@ bool collinear(const Vec3d& a, const Vec3d& b, const Vec3d& c) {
 
 class Builder {
  public:
-  explicit Builder(const std::vector<Vec3d>& points)
-      : p_(points), next_(points.size(), kNone), start_face_(points.size(), kNone) {}
+  Builder(const std::vector<Vec3d>& points, const std::function<void()>& poll)
+      : p_(points), poll_(poll), next_(points.size(), kNone), start_face_(points.size(), kNone) {}
 
   Hull run() {
     std::vector<int32_t> finite;
@@ -89,7 +89,9 @@ class Builder {
         f = pending_.back();
         pending_.pop_back();
       }
-      if (faces_[size_t(f)].alive && faces_[size_t(f)].outside != kNone) addPoint(f);
+      if (!faces_[size_t(f)].alive || faces_[size_t(f)].outside == kNone) continue;
+      addPoint(f);
+      if (poll_ && ++added_ % kPollEvery == 0) poll_();
     }
     return collect();
   }
@@ -388,6 +390,7 @@ class Builder {
   }
 
   const std::vector<Vec3d>& p_;
+  const std::function<void()>& poll_;
   std::vector<HullFace> faces_;
   std::vector<int32_t> free_;
   std::deque<int32_t> crowded_;   // faces that had long outside lists
@@ -398,13 +401,14 @@ class Builder {
   std::vector<std::pair<int32_t, int>> horizon_;
   std::vector<int32_t> created_;
   uint32_t round_ = 0;
+  size_t added_ = 0;  // points added to the hull, for the poll
 };
 
 }  // namespace
 
-Hull computeHull(const std::vector<Vec3d>& points) {
+Hull computeHull(const std::vector<Vec3d>& points, const std::function<void()>& poll) {
   if (points.size() >= size_t(INT32_MAX)) return {};
-  return Builder(points).run();
+  return Builder(points, poll).run();
 }
 
 }  // namespace quickhull

@@ -22,7 +22,9 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "geometry/vectors.h"
@@ -38,7 +40,11 @@ struct Hull {
   bool planar = false;  // the two-sided hull of coplanar points
 };
 
-Hull computeHull(const std::vector<Vec3d>& points);
+// `poll`, when given, is called on the calling thread every kPollEvery points
+// added to the hull, so that a caller can give up a long build by throwing
+// from it (the exception leaves computeHull; nothing is held).
+constexpr size_t kPollEvery = 4096;
+Hull computeHull(const std::vector<Vec3d>& points, const std::function<void()>& poll = {});
 
 }  // namespace quickhull
 }  // namespace vekmesh

@@ -146,6 +146,25 @@ TEST(ConvexHull, CoplanarPointsGiveATwoSidedPolygon) {
   EXPECT_GT(dot(normal(hull.triangles[0]), normal(hull.triangles[1])), 0.0);
 }
 
+// A long build polls its caller every few thousand points and stops when
+// the poll throws; polling changes nothing in the hull.
+TEST(ConvexHull, PollsWhileItBuildsAndStopsWhenThePollThrows) {
+  std::vector<Vec3d> points;
+  for (int i = 0; i < 20000; ++i) {  // all on the hull: a Fibonacci sphere
+    const double z = 1.0 - (2.0 * i + 1.0) / 20000.0, r = std::sqrt(1.0 - z * z);
+    const double a = 2.399963229728653 * i;
+    points.push_back({r * std::cos(a), r * std::sin(a), z});
+  }
+  int polls = 0;
+  const Hull polled = computeHull(points, [&polls] { ++polls; });
+  EXPECT_GE(polls, int(20000 / quickhull::kPollEvery) - 1);
+  const Hull plain = computeHull(points);
+  EXPECT_EQ(polled.source, plain.source);
+  EXPECT_EQ(polled.triangles, plain.triangles);
+  struct Stop {};
+  EXPECT_THROW(computeHull(points, [] { throw Stop(); }), Stop);
+}
+
 TEST(ConvexHull, DegenerateSetsGiveDefinedAnswers) {
   EXPECT_TRUE(computeHull({}).vertices.empty());
   const double nan = std::nan("");
