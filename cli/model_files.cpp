@@ -18,13 +18,6 @@
 namespace vekmesh::cli {
 namespace fs = std::filesystem;
 
-const char* readableExtensions() {
-  return readableModelExtensions();
-}
-const char* writableExtensions() {
-  return writableModelExtensions();
-}
-
 namespace {
 
 // CAD files are tessellated by the converter, which reports no progress: from

@@ -21,10 +21,6 @@ class UserError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The extensions the tool reads and writes, for messages and help.
-const char* readableExtensions();
-const char* writableExtensions();
-
 struct LoadedModel {
   // The adjacency the shells came from; valid until the mesh changes.
   CornerAdjacency adjacency;

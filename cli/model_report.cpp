@@ -3,7 +3,6 @@
 // that whatever a path or a name holds comes out escaped.
 #include "cli/model_report.h"
 
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
