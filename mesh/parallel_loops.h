@@ -17,16 +17,20 @@ namespace vekmesh {
 // working only on small meshes never has a thread pool to lose in the child.
 constexpr int64_t kParallelMinimum = 16384;
 
+// Threads a parallel region started here would have.
+inline int teamSize() {
+#if defined(_OPENMP)
+  return std::max(1, omp_get_max_threads());
+#else
+  return 1;
+#endif
+}
+
 // How many parts a loop over n elements is cut into, one per thread of a
 // team: 1 below kParallelMinimum. Passes whose results must not depend on
 // the thread count combine the parts in order.
 inline int loopParts(int64_t n) {
-#if defined(_OPENMP)
-  return n >= kParallelMinimum ? std::max(1, omp_get_max_threads()) : 1;
-#else
-  (void)n;
-  return 1;
-#endif
+  return n >= kParallelMinimum ? teamSize() : 1;
 }
 
 // The calling thread's number in its team: 0 outside a parallel region, and

@@ -73,35 +73,47 @@ EdgeUses walkEdge(const SubMesh& mesh, const FaceBits& repeated, uint32_t f, uin
   return uses;
 }
 
-// Adds the edge of corner c of face f (which has no repeated vertex) to the
-// counts of its shell, each edge once: an edge of two faces at the lower one,
-// an edge of more at the lowest of its faces.
-// With `edges`, an open or non-manifold edge counted is listed there as well.
-void countEdge(const SubMesh& mesh, const CornerAdjacency& adjacency, const FaceBits& repeated,
-               bool any_repeated, uint32_t f, uint32_t c, ShellCensus& shell, CensusEdges* edges) {
+// How the census counts the edge of a corner: at most one of its faces adds
+// it to its shell's counts.
+enum class EdgeCount : uint8_t { kNone, kOpen, kNonManifold, kMisoriented };
+
+// The count the edge of corner c of face f (which has no repeated vertex)
+// adds, each edge once: an edge of two faces at the lower one, an edge of
+// more at the lowest of its faces. Reads only, so the team can ask.
+EdgeCount countedEdge(const SubMesh& mesh, const CornerAdjacency& adjacency,
+                      const FaceBits& repeated, bool any_repeated, uint32_t f, uint32_t c) {
   const size_t slot = size_t(f) * 3 + c;
   const int32_t across = adjacency.across[slot];
-  const Face& face = mesh.faces[f];
-  if (across == CornerAdjacency::kOpen) {
-    ++shell.open_edges;
-    if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
-    return;
-  }
+  if (across == CornerAdjacency::kOpen) return EdgeCount::kOpen;
   // One other listing of a face without a repeated vertex is the whole story.
-  if (across >= 0 && !(any_repeated && repeated.test(size_t(across)))) {
-    if (uint32_t(across) > f && adjacency.same_direction[slot]) ++shell.misoriented_edges;
-    return;
-  }
+  if (across >= 0 && !(any_repeated && repeated.test(size_t(across))))
+    return uint32_t(across) > f && adjacency.same_direction[slot] ? EdgeCount::kMisoriented
+                                                                  : EdgeCount::kNone;
   const EdgeUses uses = walkEdge(mesh, repeated, f, c);
-  if (uses.faces == 1) {
-    ++shell.open_edges;
-    if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
-  } else if (uses.f_is_lowest) {
-    if (uses.faces > 2) {
+  if (uses.faces == 1) return EdgeCount::kOpen;
+  if (!uses.f_is_lowest) return EdgeCount::kNone;
+  if (uses.faces > 2) return EdgeCount::kNonManifold;
+  return uses.same_direction ? EdgeCount::kMisoriented : EdgeCount::kNone;
+}
+
+// Adds an edge's count to its shell; with `edges`, an open or non-manifold
+// edge is listed there as well.
+void addEdge(const Face& face, uint32_t c, EdgeCount count, ShellCensus& shell,
+             CensusEdges* edges) {
+  switch (count) {
+    case EdgeCount::kNone:
+      return;
+    case EdgeCount::kOpen:
+      ++shell.open_edges;
+      if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
+      return;
+    case EdgeCount::kNonManifold:
       ++shell.non_manifold_edges;
       if (edges) edges->non_manifold.push_back({face.v[c], face.v[nextCorner(c)]});
-    } else if (uses.same_direction)
+      return;
+    case EdgeCount::kMisoriented:
       ++shell.misoriented_edges;
+      return;
   }
 }
 
@@ -144,6 +156,12 @@ struct Box {
     for (int a = 0; a < 3; ++a) {
       if (p[a] < lo[a]) lo[a] = p[a], extremes[a] = index;
       if (p[a] > hi[a]) hi[a] = p[a], extremes[3 + a] = index;
+    }
+  }
+  void widen(const Box& other) {
+    for (int a = 0; a < 3; ++a) {
+      if (other.lo[a] < lo[a]) lo[a] = other.lo[a], extremes[a] = other.extremes[a];
+      if (other.hi[a] > hi[a]) hi[a] = other.hi[a], extremes[3 + a] = other.extremes[3 + a];
     }
   }
   bool strictlyHolds(const Box& inner) const {
@@ -253,52 +271,69 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
     any_repeated = true;
   }
 
-  // Reading each face's corners is where a shuffled mesh misses the cache,
-  // so the team does it; the sums are taken in face order as one thread
-  // takes them.
+  // Reading each face's corners and edges is where a shuffled mesh misses
+  // the cache, so the team does it; the sums are taken in face order as one
+  // thread takes them.
+  // The box is kept only for its extents, which come out the same in any
+  // order: each thread widens its own, and the records stay small.
   struct FaceMeasure {
-    std::array<float, 3> corners[3];
     double term, area;
+    EdgeCount edges[3];
   };
+  struct alignas(64) ThreadBox {
+    Box box;
+  };
+  std::vector<ThreadBox> boxes(static_cast<size_t>(teamSize()));
   const VolumeSum reference(mesh);
   double sixfold_volume = 0.0;
-  Box box;
   auto measure = [&](size_t f, FaceMeasure& m) {
     prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const Face& face = mesh.faces[f];
     if (face.removed) return;
-    for (int c = 0; c < 3; ++c) m.corners[c] = mesh.vertices[size_t(face.v[c])].position;
+    Box& box = boxes[static_cast<size_t>(threadIndex())].box;
+    for (int c = 0; c < 3; ++c) box.add(mesh.vertices[size_t(face.v[c])].position, face.v[c]);
     m.term = reference.sixfoldTerm(mesh, face);
     m.area = triangleArea(mesh, face);
+    if (repeated.test(f)) return;
+    for (uint32_t c = 0; c < 3; ++c)
+      m.edges[c] = countedEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c);
   };
+  // The running totals are locals (the single shell's too), which the
+  // compiler keeps in registers; in the census itself every sum would go
+  // through memory, as the shells' records might overlap it.
+  size_t faces = 0, repeated_vertex_faces = 0;
+  double area = 0.0;
+  ShellCensus only_shell;
+  ShellCensus* shells = one_shell ? &only_shell : census.shell_census.data();
+  ShellCensus unshelled;  // faces outside every shell (stale shells)
   auto sum = [&](size_t f, const FaceMeasure& m) {
     const Face& face = mesh.faces[f];
     if (face.removed) return;
-    ++census.faces;
+    ++faces;
     sixfold_volume += m.term;
-    census.area += m.area;
-    for (int c = 0; c < 3; ++c) box.add(m.corners[c], face.v[c]);
-    // Faces outside every shell (stale shells) still count in the totals.
+    area += m.area;
     const int32_t shell_index = shellOf(f);
-    ShellCensus scratch;
-    ShellCensus& shell = shell_index >= 0 ? census.shell_census[size_t(shell_index)] : scratch;
+    ShellCensus& shell = shell_index >= 0 ? shells[shell_index] : unshelled;
     // Six times the volume until the pass ends.
     shell.signed_volume += m.term;
     ++shell.faces;
     shell.area += m.area;
     if (repeated.test(f)) {
-      census.repeated_vertex_faces += !duplicate.test(f);
+      repeated_vertex_faces += !duplicate.test(f);
       return;
     }
-    for (uint32_t c = 0; c < 3; ++c)
-      countEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c, shell, edges);
-    if (shell_index < 0) {
-      census.open_edges += scratch.open_edges;
-      census.non_manifold_edges += scratch.non_manifold_edges;
-      census.misoriented_edges += scratch.misoriented_edges;
-    }
+    for (uint32_t c = 0; c < 3; ++c) addEdge(face, c, m.edges[c], shell, edges);
   };
   measureThenSumInOrder<FaceMeasure>(face_count, measure, sum);
+  if (one_shell) census.shell_census[0] = only_shell;
+  census.faces = faces;
+  census.area = area;
+  census.repeated_vertex_faces = repeated_vertex_faces;
+  census.open_edges = unshelled.open_edges;
+  census.non_manifold_edges = unshelled.non_manifold_edges;
+  census.misoriented_edges = unshelled.misoriented_edges;
+  Box box;
+  for (const ThreadBox& part : boxes) box.widen(part.box);
   census.signed_volume = sixfold_volume / 6.0;
   if (census.faces > 0) {
     double squared = 0.0;
