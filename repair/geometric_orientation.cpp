@@ -11,6 +11,7 @@
 #include "mesh/mesh_utils.h"
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
+#include "repair/partner_components.h"
 #include "repair/shell_orientation.h"
 #include "repair/visibility_votes.h"
 
@@ -75,6 +76,10 @@ void groupByComponent(const OrientationComponents& components, size_t count,
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
                                          ConsistencyReport& report, bool want_faces) {
   OrientationComponents out;
+  // Most models need no turn: their components come from the team, and the
+  // walk below is only for those that do.
+  if (componentsWithoutTurns(mesh, partners, want_faces, out)) return out;
+  out = OrientationComponents{};
   const size_t face_count = mesh.faces.size();
   if (want_faces) out.component_of.assign(face_count, -1);
   // 0: not reached yet, 1: keeps its winding, 2: to be turned.

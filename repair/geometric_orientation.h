@@ -1,9 +1,11 @@
 // Orientation by geometry rather than by one vertex. Two steps:
 //  - consistency (orientConsistently): the faces linked by sheet partners
-//    (sheet_pairing.h) form components; a breadth-first walk from each
-//    component's lowest face makes neighbours run their shared edge in
-//    opposite directions, and of the two consistent windings the one that
-//    turns fewer faces is kept, so a shell already consistent is untouched;
+//    (sheet_pairing.h) form components; where some partners run an edge
+//    the same way, a breadth-first walk from each component's lowest face
+//    makes neighbours run their shared edge in opposite directions, and of
+//    the two consistent windings the one that turns fewer faces is kept, so
+//    a shell already consistent is untouched (and where none do, the
+//    components come from a union-find on the team: partner_components.h);
 //  - outwards (orientOutwards): each closed component's signed volume is
 //    measured, and its nesting depth is the number of other closed
 //    components whose generalised winding number (Jacobson et al. 2013) at a

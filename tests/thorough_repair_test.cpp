@@ -6,8 +6,11 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +21,7 @@
 #include "mesh_checks.h"
 #include "repair/flaw_detection.h"
 #include "repair/mesh_census.h"
+#include "repair/partner_components.h"
 #include "repair/sheet_pairing.h"
 #include "repair/shell_orientation.h"
 
@@ -341,6 +345,66 @@ TEST(ThoroughRepair, GivesTheSameMeshOnOneAndOnThreeThreads) {
   EXPECT_GT(reports[0].holes.loops_closed, 0u);
   EXPECT_EQ(reports[0].outward.cavities, 1u);
   EXPECT_TRUE(test::edgeCensus(one).closedManifoldOriented());
+}
+
+// The consistency step's components, and whether they came without the walk.
+struct Components {
+  OrientationComponents found;
+  ConsistencyReport report;
+  bool without_walk = false;
+};
+
+Components componentsOf(TriMesh mesh, int team) {
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(team);
+  Components c;
+  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  const SheetPartners partners = pairSheets(mesh, adjacency);
+  OrientationComponents scratch;
+  c.without_walk = componentsWithoutTurns(mesh, partners, true, scratch);
+  c.found = orientConsistently(mesh, partners, c.report);
+  omp_set_num_threads(threads);
+  return c;
+}
+
+TEST(ThoroughRepair, FindsTheWalksComponentsWithoutItWhereNothingTurns) {
+  // A sphere, a torus and an open bowl, their triangles interleaved, so
+  // that components are numbered by lowest faces far apart; large enough
+  // for the team.
+  Soup parts =
+      test::concatenate(test::uvSphereSoup(10.0f, 128, 80), test::torusSoup(30.0f, 5.0f, 48, 24));
+  for (uint32_t t = 0; t < 200; ++t)
+    parts.addTriangle({60.0f + t, 0, 0}, {61.0f + t, 0, 0}, {60.5f + t, 1, 0});
+  Soup soup;
+  std::mt19937 rng(7);
+  std::vector<uint32_t> order(parts.triangleCount());
+  std::iota(order.begin(), order.end(), 0u);
+  std::shuffle(order.begin(), order.end(), rng);
+  for (const uint32_t t : order)
+    soup.addTriangle(parts.corner(t, 0), parts.corner(t, 1), parts.corner(t, 2));
+  // The same with a last pair of faces running their shared edge alike,
+  // which the walk must turn: the faces before keep their numbers.
+  Soup turned = soup;
+  turned.addTriangle({0, 0, 50}, {1, 0, 50}, {0, 1, 50});
+  turned.addTriangle({1, 0, 50}, {0, 1, 50}, {1, 1, 50});
+  const TriMesh consistent = test::buildMesh(soup);
+  const Components one = componentsOf(consistent, 1), three = componentsOf(consistent, 3);
+  const Components walked = componentsOf(test::buildMesh(turned), 3);
+  ASSERT_TRUE(one.without_walk);
+  ASSERT_FALSE(walked.without_walk);
+  EXPECT_EQ(walked.report.faces_turned, 1u);
+  EXPECT_EQ(one.report.faces_turned, 0u);
+  EXPECT_EQ(one.found.component_of, three.found.component_of);
+  EXPECT_EQ(one.found.closed, three.found.closed);
+  // Sphere, torus, 200 lone faces; then the pair, open.
+  ASSERT_EQ(one.found.count(), 202u);
+  EXPECT_EQ(std::count(one.found.closed.begin(), one.found.closed.end(), 1), 2);
+  ASSERT_EQ(walked.found.count(), one.found.count() + 1);
+  EXPECT_TRUE(
+      std::equal(one.found.closed.begin(), one.found.closed.end(), walked.found.closed.begin()));
+  EXPECT_TRUE(std::equal(one.found.component_of.begin(), one.found.component_of.end(),
+                         walked.found.component_of.begin()));
+  EXPECT_EQ(walked.found.closed.back(), 0);
 }
 
 // The outward step alone on a mesh as it stands: components from its sheets.
