@@ -38,6 +38,10 @@ std::FILE* openFile(const char* path, const char* mode);
 // handle before anything is read. The handle is not inherited by children.
 FileHandle openRegularFile(const char* path, uint64_t& size);
 
+// Moves a file opened for reading to byte `offset` from its start, past the
+// 2 GB that fseek reaches where a long has 32 bits; false on failure.
+bool seekFile(std::FILE* file, uint64_t offset);
+
 // Forces the written content of `path` to the disk before it is renamed into
 // place; false when the file cannot be opened or the flush fails.
 bool flushToDisk(const char* path);

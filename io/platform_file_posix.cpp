@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <limits>
 
 #include "io/platform_file.h"
 
@@ -36,6 +37,11 @@ FileHandle openRegularFile(const char* path, uint64_t& size) {
   }
   size = static_cast<uint64_t>(info.st_size);
   return file;
+}
+
+bool seekFile(std::FILE* file, uint64_t offset) {
+  if (!file || offset > uint64_t(std::numeric_limits<off_t>::max())) return false;
+  return fseeko(file, static_cast<off_t>(offset), SEEK_SET) == 0;
 }
 
 bool flushToDisk(const char* path) {

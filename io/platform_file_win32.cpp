@@ -13,6 +13,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <string>
 
 #include "io/platform_file.h"
@@ -79,6 +80,11 @@ FileHandle openRegularFile(const char* path, uint64_t& size) {
   }
   size = static_cast<uint64_t>(length.QuadPart);
   return file;
+}
+
+bool seekFile(std::FILE* file, uint64_t offset) {
+  if (!file || offset > uint64_t(std::numeric_limits<__int64>::max())) return false;
+  return _fseeki64(file, static_cast<__int64>(offset), SEEK_SET) == 0;
 }
 
 bool flushToDisk(const char* path) {

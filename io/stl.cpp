@@ -1,17 +1,20 @@
 // STL loading and writing. A file is binary when its size is exactly
 // 84 + 50 x N for the count N at byte 80, ASCII otherwise; binary records are
-// read in large blocks and unpacked straight into the soup that gets welded.
+// read in large blocks and unpacked straight into the soup that gets welded,
+// large files in parts by the team.
 #include "io/stl.h"
 
 #include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "io/file_handle.h"
 #include "io/stl_ascii.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 namespace {
@@ -69,28 +72,64 @@ bool readDeclaredCount(std::FILE* file, uint64_t size, uint32_t& count) {
   return true;
 }
 
+// Records [first, last) from `file`, unpacked into their places in
+// `corners`; returns how many were read, fewer where the file ends early.
+size_t readRecords(std::FILE* file, size_t first, size_t last, float* corners) {
+  if (first >= last || !seekFile(file, kPreambleBytes + uint64_t(kRecordBytes) * first)) return 0;
+  std::vector<unsigned char> block(std::min(last - first, kRecordsPerBlock) * kRecordBytes);
+  size_t done = 0;
+  while (first + done < last) {
+    const size_t records = std::min(last - first - done, kRecordsPerBlock);
+    const size_t got = std::fread(block.data(), kRecordBytes, records, file);
+    for (size_t r = 0; r < got; ++r)
+      unpackCorners(block.data() + r * kRecordBytes + kCornersOffset,
+                    corners + 9 * (first + done + r));
+    done += got;
+    if (got < records) break;
+  }
+  return done;
+}
+
+// Files of fewer records are read on the calling thread.
+constexpr size_t kRecordsPerPart = 4 * kRecordsPerBlock;
+
 // Reads up to `declared` records after the preamble, but never more than the
 // file holds: a count of four billion in a short file costs only what is there.
-// Returns the number of records read.
-size_t readBinary(SubMesh& mesh, std::FILE* file, uint64_t size, uint32_t declared) {
+// A large file is read in parts, each through a handle of its own, so that the
+// team shares the copying, the unpacking and the first touch of the soup's
+// pages. A short read (the file shrank under us) ends the list at the last
+// whole record before it. Returns the number of records read.
+size_t readBinary(SubMesh& mesh, const char* path, std::FILE* file, uint64_t size,
+                  uint32_t declared) {
   const uint64_t present = size >= kPreambleBytes ? (size - kPreambleBytes) / kRecordBytes : 0;
   const size_t wanted = static_cast<size_t>(std::min<uint64_t>(declared, present));
   // Left uninitialised: every float handed on is first written from a record.
   std::unique_ptr<float[]> corners;
   size_t triangles = 0;
-  if (wanted > 0 && std::fseek(file, kPreambleBytes, SEEK_SET) == 0) {
+  if (wanted > 0) {
     corners.reset(new float[wanted * 9]);
-    std::vector<unsigned char> block(std::min(wanted, kRecordsPerBlock) * kRecordBytes);
-    while (triangles < wanted) {
-      const size_t records = std::min(wanted - triangles, kRecordsPerBlock);
-      // A short read (the file shrank under us) ends the list at the last
-      // whole record.
-      const size_t got = std::fread(block.data(), kRecordBytes, records, file);
-      for (size_t r = 0; r < got; ++r)
-        unpackCorners(block.data() + r * kRecordBytes + kCornersOffset,
-                      corners.get() + 9 * (triangles + r));
-      triangles += got;
-      if (got < records) break;
+    const int parts = wanted >= 2 * kRecordsPerPart ? loopParts(int64_t(wanted)) : 1;
+    std::vector<size_t> got(size_t(parts), 0);
+    std::vector<uint8_t> failed(size_t(parts), 0);
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+    for (int t = 0; t < parts; ++t) {
+      const size_t first = partStart(wanted, t, parts), last = partStart(wanted, t + 1, parts);
+      try {
+        if (t == 0) {
+          got[0] = readRecords(file, first, last, corners.get());
+        } else {
+          uint64_t size_now = 0;
+          FileHandle own = openRegularFile(path, size_now);
+          if (own) got[size_t(t)] = readRecords(own.get(), first, last, corners.get());
+        }
+      } catch (...) {
+        failed[size_t(t)] = 1;  // no exception may leave the team
+      }
+    }
+    if (std::count(failed.begin(), failed.end(), 1) > 0) throw std::bad_alloc();
+    for (int t = 0; t < parts; ++t) {
+      triangles += got[size_t(t)];
+      if (got[size_t(t)] < partStart(wanted, t + 1, parts) - partStart(wanted, t, parts)) break;
     }
   }
   buildTriMesh(mesh, static_cast<uint32_t>(triangles), std::move(corners));
@@ -118,7 +157,8 @@ size_t loadStl(const char* path, SubMesh& mesh, const RunContext& run) {
   }
   // A size that does not match but holds no ASCII facets is still tried as
   // binary (a truncated or padded binary file).
-  if (binary_size || mesh.faces.empty()) triangles = readBinary(mesh, file.get(), size, declared);
+  if (binary_size || mesh.faces.empty())
+    triangles = readBinary(mesh, path, file.get(), size, declared);
   run.report(0.96);
   return triangles;
 }

@@ -3,6 +3,7 @@
 #include "io/stl.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 #include <sys/stat.h>
 
 #include <cstring>
@@ -141,6 +142,27 @@ TEST(StlLoader, HostileFilesGiveWhatIsThereAndNothingMore) {
   for (const std::string& nothing :
        {std::string(), std::string("solid x"), std::string(84, '\0'), std::string(83, '\xff')})
     EXPECT_TRUE(load(dir.write("nothing.stl", nothing)).faces.empty()) << nothing.size();
+}
+
+// A large file is read in parts by the team: the mesh is the one a single
+// reader makes, whole or cut short, whatever the thread count.
+TEST(StlLoader, LargeFilesReadInPartsGiveTheSameMesh) {
+  ScratchDir dir;
+  const Soup sphere = test::uvSphereSoup(3.0f, 512, 160);
+  ASSERT_GT(sphere.triangleCount(), 150000u);
+  const std::string whole = dir.write("large.stl", test::binaryStl(sphere));
+  std::string bytes = test::binaryStl(sphere, "cut", 4000000000LL);
+  bytes.resize(84 + 50 * 150000 + 30);
+  const std::string cut = dir.write("cut.stl", bytes);
+  const std::vector<float> first(sphere.corners.begin(), sphere.corners.begin() + 9 * 150000);
+  const int threads = omp_get_max_threads();
+  for (const int team : {1, 3}) {
+    SCOPED_TRACE(team);
+    omp_set_num_threads(team);
+    EXPECT_TRUE(sameBits(cornersOf(load(whole)), sphere.corners));
+    EXPECT_TRUE(sameBits(cornersOf(load(cut)), first));
+  }
+  omp_set_num_threads(threads);
 }
 
 // What the file gave, before welding drops the facets that collapse: the
