@@ -1,5 +1,6 @@
-// Components by breadth-first walks over sheet partners; windings made
-// consistent along those walks; signs from enclosed volumes and nesting from
+// Components of the sheet partners (by breadth-first walks, which make the
+// windings consistent on the way, where some face must turn; by union-find
+// where none must); signs from enclosed volumes and nesting from
 // generalised winding numbers summed over the other closed components whose
 // boxes hold the test point.
 #include "repair/geometric_orientation.h"
@@ -148,7 +149,6 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
   const size_t count = components.count();
   std::vector<size_t> faces_in(count, 0);
   std::vector<double> volume(count, 0.0), area(count, 0.0);
-  std::vector<Box> boxes(count);
   std::vector<Vec3d> probe(count, Vec3d{0.0, 0.0, 0.0});
   // Sums in one pass in face order (the walks' order would read the mesh at
   // random). Volumes are wanted about each component's area centroid: it
@@ -174,49 +174,70 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
   // The corners are read by the team (a shuffled mesh misses the cache on
   // each), the sums taken in face order on this thread.
   struct FaceTerms {
-    Vec3d a, b, c, n;
-    double area;
+    Vec3d middle, n;
+    double area, volume;
+  };
+  auto corner = [&](const Face& face, int c, size_t k) {
+    return sub(at(mesh, face.v[c]), reference[k]);
   };
   auto measure = [&](size_t f, FaceTerms& t) {
     prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const int32_t k = components.component_of[f];
     if (k < 0) return;
     const Face& face = mesh.faces[f];
-    const Vec3d& r = reference[size_t(k)];
-    t.a = sub(at(mesh, face.v[0]), r);
-    t.b = sub(at(mesh, face.v[1]), r);
-    t.c = sub(at(mesh, face.v[2]), r);
-    t.n = add(add(cross(t.a, t.b), cross(t.b, t.c)), cross(t.c, t.a));
+    const Vec3d a = corner(face, 0, size_t(k)), b = corner(face, 1, size_t(k)),
+                c = corner(face, 2, size_t(k));
+    t.n = add(add(cross(a, b), cross(b, c)), cross(c, a));
     t.area = 0.5 * length(t.n);
+    t.middle = scaled(add(add(a, b), c), 1.0 / 3.0);
+    t.volume = dot(a, cross(b, c));
   };
   auto sum = [&](size_t f, const FaceTerms& t) {
     const int32_t k = components.component_of[f];
     if (k < 0) return;
     ++faces_in[size_t(k)];
-    Box& box = boxes[size_t(k)];
-    box.widen(t.a);
-    box.widen(t.b);
-    box.widen(t.c);
-    const Vec3d middle = scaled(add(add(t.a, t.b), t.c), 1.0 / 3.0);
-    centroid[size_t(k)] = add(centroid[size_t(k)], scaled(middle, t.area));
+    centroid[size_t(k)] = add(centroid[size_t(k)], scaled(t.middle, t.area));
     normals[size_t(k)] = add(normals[size_t(k)], t.n);
-    volume[size_t(k)] += dot(t.a, cross(t.b, t.c));
+    volume[size_t(k)] += t.volume;
     area[size_t(k)] += t.area;
     if (t.area > largest[size_t(k)]) {
       largest[size_t(k)] = t.area;
-      probe[size_t(k)] = middle;
+      probe[size_t(k)] = t.middle;
     }
   };
   measureThenSumInOrder<FaceTerms>(face_count, measure, sum);
+  // Boxes (about the references, then in model coordinates) are wanted only
+  // for a component of no area and for nesting tests: they are made on first
+  // need, in face order as the sums were.
+  std::vector<Box> boxes;
+  auto makeBoxes = [&] {
+    if (!boxes.empty()) return;
+    boxes.resize(count);
+    for (size_t f = 0; f < face_count; ++f) {
+      const int32_t k = components.component_of[f];
+      if (k < 0) continue;
+      for (int c = 0; c < 3; ++c) boxes[size_t(k)].widen(corner(mesh.faces[f], c, size_t(k)));
+    }
+  };
   for (size_t k = 0; k < count; ++k) {
+    if (!(area[k] > 0.0)) makeBoxes();
     const Vec3d o = area[k] > 0.0 ? scaled(centroid[k], 1.0 / area[k])
                                   : scaled(add(boxes[k].lo, boxes[k].hi), 0.5);
     volume[k] = (volume[k] - dot(o, normals[k])) / 6.0;
-    // Boxes and probes back in model coordinates.
-    boxes[k].lo = add(boxes[k].lo, reference[k]);
-    boxes[k].hi = add(boxes[k].hi, reference[k]);
-    probe[k] = add(probe[k], reference[k]);
+    probe[k] = add(probe[k], reference[k]);  // back in model coordinates
   }
+  std::vector<Box> model_boxes;
+  auto modelBox = [&](size_t k) -> const Box& {
+    if (model_boxes.empty()) {
+      makeBoxes();
+      model_boxes.resize(count);
+      for (size_t j = 0; j < count; ++j) {
+        model_boxes[j].lo = add(boxes[j].lo, reference[j]);
+        model_boxes[j].hi = add(boxes[j].hi, reference[j]);
+      }
+    }
+    return model_boxes[k];
+  };
 
   // What becomes of each component: removed (closed, no volume), turned, or
   // left. Only a closed component of negative volume needs its nesting.
@@ -254,8 +275,8 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
       if (members.empty()) groupByComponent(components, count, members, first);
       for (size_t j = 0; j < count; ++j) {
         // A shell that holds this one holds its whole box.
-        if (j == k || !components.closed[j] || !boxes[j].holds(boxes[k].lo) ||
-            !boxes[j].holds(boxes[k].hi))
+        if (j == k || !components.closed[j] || !modelBox(j).holds(modelBox(k).lo) ||
+            !modelBox(j).holds(modelBox(k).hi))
           continue;
         if (evaluations > kMaxWindingEvaluations) break;
         evaluations += faces_in[j];
