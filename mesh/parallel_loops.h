@@ -43,6 +43,15 @@ inline int threadIndex() {
 #endif
 }
 
+// Threads of the team the calling thread is in: 1 outside a parallel region.
+inline int currentTeamSize() {
+#if defined(_OPENMP)
+  return omp_get_num_threads();
+#else
+  return 1;
+#endif
+}
+
 // Start of part t of `parts` over n elements (part t ends where t + 1 starts).
 inline size_t partStart(size_t n, int t, int parts) {
   return n / size_t(parts) * size_t(t) + std::min(n % size_t(parts), size_t(t));

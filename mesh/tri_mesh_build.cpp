@@ -1,12 +1,18 @@
 // Building a TriMesh from a triangle soup: exact welding of corners through a
 // 101^3 cell grid and a 64-bit key per point, dropping triangles that collapse,
 // and carrying colours, materials and per-corner texture coordinates along.
+// Large soups are welded in two halves at once and joined, with the numbering
+// a single pass gives.
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <memory>
+#include <new>
 
 #include "mesh/color_byte.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 #include "mesh/vertex_welder.h"
@@ -114,6 +120,147 @@ void trimExcess(std::vector<T>& items) {
   items.swap(exact);
 }
 
+// Makes `vertices[v]` for a vertex first met at point p.
+void addVertex(std::vector<Vertex>& vertices, const Point& p, uint32_t v, size_t seen,
+               size_t total) {
+  if (vertices.size() == vertices.capacity()) {
+    // Past the reserve, as many as the share of the corners seen so far promises.
+    const double share = double(total) / double(seen);
+    const size_t projected = static_cast<size_t>(double(v) * share);
+    vertices.reserve(withRoomForPatches(projected + projected / 8));
+  }
+  Vertex& vertex = vertices.emplace_back();
+  vertex.position = p;
+  vertex.index = static_cast<int32_t>(v);
+}
+
+// Welds the corners of triangles [first, last) with `welder`: a vertex in
+// `vertices` when a class is first met, then on_triangle(t, v) with the three
+// vertex numbers. Each corner is hashed, and its slot prefetched, kAhead
+// corners before its lookup, so that the table's cache misses overlap
+// instead of queueing.
+template <class Soup, class SameClass, class OnTriangle>
+void weldTriangles(const Soup& soup, size_t first, size_t last, PointWelder<Soup::key>& welder,
+                   std::vector<Vertex>& vertices, SameClass&& same_class,
+                   OnTriangle&& on_triangle) {
+  auto stored = [&vertices](uint32_t v) -> const Point& { return vertices[v].position; };
+  constexpr size_t kAhead = 32;
+  uint64_t pending[kAhead];
+  const size_t begin = 3 * first, end = 3 * last;
+  auto prepare = [&](size_t i) {
+    const uint64_t hash = welder.hash(soup.corner(i));
+    welder.prefetch(hash);
+    pending[i % kAhead] = hash;
+  };
+  for (size_t i = begin; i < begin + kAhead && i < end; ++i) prepare(i);
+  for (size_t t = first; t < last; ++t) {
+    int32_t v[3];
+    for (int c = 0; c < 3; ++c) {
+      const size_t i = 3 * t + c;
+      const uint64_t hash = pending[i % kAhead];
+      if (i + kAhead < end) prepare(i + kAhead);
+      // Halfway there the slot has arrived; the vertex it names is the
+      // second load a lookup waits for.
+      if (i + kAhead / 2 < end && !vertices.empty())
+        welder.prefetchStored(pending[(i + kAhead / 2) % kAhead], 0,
+                              [&vertices](uint32_t v) { prefetchRead(&vertices[v]); });
+      const Point p = soup.corner(i);
+      const uint32_t next = static_cast<uint32_t>(vertices.size());
+      bool inserted = false;
+      v[c] = static_cast<int32_t>(welder.findOrInsert(hash, p, next, inserted, stored, same_class));
+      if (inserted) addVertex(vertices, p, next, i - begin + 1, end - begin);
+    }
+    on_triangle(t, v);
+  }
+}
+
+// Appends the face of triangle t on vertices v, unless it collapsed.
+template <class Soup>
+void addFace(SubMesh& mesh, const Soup& soup, size_t t, const int32_t v[3]) {
+  if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) return;
+  // Vertices and faces are written in place: a record assembled on the stack
+  // from narrow fields and then copied whole stalls on the copy's wide load,
+  // which cannot be forwarded from the narrow stores.
+  Face& f = mesh.faces.emplace_back();
+  whiteFace(f);
+  soup.attributes(t, f);
+  for (int c = 0; c < 3; ++c) f.v[c] = v[c];
+  if (f.material >= 0)
+    for (int k = 0; k < 3; ++k) {
+      const auto uv = soup.uv(t, k);
+      const uint64_t index = mesh.texCoords.size();
+      mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
+      f.uv[k] = static_cast<uint32_t>(index);
+    }
+}
+
+// Soups of this many triangles or more are welded in two parts at once when
+// a second thread is there: a part's table then serves half the corners and
+// stays in its own core's cache.
+constexpr uint32_t kTwoPartWeld = 131072;
+
+// Two parts, welded at once: the first as a whole weld would, straight into
+// the mesh; the second into vertices and vertex numbers of its own. Then each
+// vertex the second part met is looked up in the first part's table: found,
+// it is that vertex; not, it is the next new one, in the order the second
+// part met them, which is the order a single pass would have made them in.
+// Returns false, having made nothing, when no second thread came.
+template <class Soup, class SameClass>
+bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, SameClass&& same_class) {
+  const size_t half = count / 2;
+  const size_t corner_count = size_t(count) * 3;
+  PointWelder<Soup::key> first_table(3 * half / 6);
+  std::vector<Vertex> second_vertices;
+  second_vertices.reserve(withRoomForPatches(3 * (count - half) / 6));
+  std::unique_ptr<std::array<int32_t, 3>[]> second_faces(new std::array<int32_t, 3>[count - half]);
+  bool team = false, failed = false;
+#pragma omp parallel num_threads(2)
+  {
+    const bool two = currentTeamSize() == 2;
+    try {
+      if (two && threadIndex() == 0) {
+        team = true;
+        weldTriangles(soup, 0, half, first_table, mesh.vertices, same_class,
+                      [&](size_t t, const int32_t v[3]) { addFace(mesh, soup, t, v); });
+      } else if (two) {
+        PointWelder<Soup::key> second_table(3 * (count - half) / 6);
+        weldTriangles(soup, half, count, second_table, second_vertices, same_class,
+                      [&](size_t t, const int32_t v[3]) {
+                        second_faces[t - half] = {v[0], v[1], v[2]};
+                      });
+      }
+    } catch (...) {
+#pragma omp atomic write
+      failed = true;
+    }
+  }
+  if (failed) throw std::bad_alloc();
+  if (!team) return false;
+  std::vector<int32_t> merged(second_vertices.size());
+  auto stored = [&mesh](uint32_t v) -> const Point& { return mesh.vertices[v].position; };
+  constexpr size_t kAhead = 16;  // slots are fetched this many lookups early
+  for (size_t u = 0; u < second_vertices.size(); ++u) {
+    if (u + kAhead < second_vertices.size())
+      first_table.prefetch(first_table.hash(second_vertices[u + kAhead].position));
+    const Point& p = second_vertices[u].position;
+    const uint32_t found = first_table.find(first_table.hash(p), p, stored, same_class);
+    if (found != first_table.kEmpty) {
+      merged[u] = static_cast<int32_t>(found);
+      continue;
+    }
+    const uint32_t next = static_cast<uint32_t>(mesh.vertices.size());
+    addVertex(mesh.vertices, p, next, 3 * half + u + 1, corner_count);
+    merged[u] = static_cast<int32_t>(next);
+  }
+  for (size_t t = half; t < count; ++t) {
+    const std::array<int32_t, 3>& local = second_faces[t - half];
+    const int32_t v[3] = {merged[size_t(local[0])], merged[size_t(local[1])],
+                          merged[size_t(local[2])]};
+    addFace(mesh, soup, t, v);
+  }
+  return true;
+}
+
 template <class Soup>
 void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
               const std::function<void()>& release_soup = nullptr) {
@@ -126,90 +273,42 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
 
   // Two corners of different bits weld when their keys and their cells agree.
   // Keys of different points seldom agree, so the box that cells need (a pass
-  // over every corner) is only made when two of them first do.
+  // over every corner) is only made when two of them first do, by whichever
+  // thread meets them first.
   WeldGrid grid;
-  bool grid_finished = false;
+  std::atomic<bool> grid_finished{false};
   auto same_class = [&](const Point& a, const Point& b) {
     if (Soup::key(a) != Soup::key(b)) return false;
-    if (!grid_finished) {
-      for (size_t i = 0; i < corner_count; ++i) grid.widen(soup.corner(i));
-      grid.finish();
-      grid_finished = true;
+    if (!grid_finished.load(std::memory_order_acquire)) {
+#pragma omp critical(vekmesh_weld_grid)
+      if (!grid_finished.load(std::memory_order_relaxed)) {
+        for (size_t i = 0; i < corner_count; ++i) grid.widen(soup.corner(i));
+        grid.finish();
+        grid_finished.store(true, std::memory_order_release);
+      }
     }
     return grid.cell(a) == grid.cell(b);
   };
 
-  // One pass welds the corners and makes the vertices and the faces: a vertex
-  // when its first corner comes, a face once its three corners are welded.
+  // Vertices and faces are made as their corners are welded: a vertex when
+  // its first corner comes, a face once its three corners are welded.
   // Collapsed triangles are known only then, so faces are reserved for every
-  // triangle; vertices for half as many, as a closed mesh has, and past that
-  // for as many as the share of the soup seen so far promises.
-  std::vector<Vertex>& vertices = mesh.vertices;
-  vertices.reserve(withRoomForPatches(corner_count / 6));
+  // triangle; vertices for half as many, as a closed mesh has.
+  mesh.vertices.reserve(withRoomForPatches(corner_count / 6));
   mesh.faces.reserve(withRoomForPatches(count));
   mesh.texCoords.reserve(3 * texturedAtMost(count, soup));
-  {
+  const bool two_parts = count >= kTwoPartWeld && teamSize() > 1;
+  if (!two_parts || !weldInTwoParts(mesh, count, soup, same_class)) {
     // The table starts at most half full for a closed mesh; soups that share
     // less make it grow.
     PointWelder<Soup::key> welder(corner_count / 6);
-    auto stored = [&vertices](uint32_t v) -> const Point& { return vertices[v].position; };
-    // Each corner is hashed, and its slot prefetched, kAhead corners before its
-    // lookup, so that the table's cache misses overlap instead of queueing.
-    constexpr size_t kAhead = 32;
-    uint64_t pending[kAhead];
-    auto prepare = [&](size_t i) {
-      const uint64_t hash = welder.hash(soup.corner(i));
-      welder.prefetch(hash);
-      pending[i % kAhead] = hash;
-    };
-    for (size_t i = 0; i < kAhead && i < corner_count; ++i) prepare(i);
-    for (size_t t = 0; t < count; ++t) {
-      int32_t v[3];
-      for (int c = 0; c < 3; ++c) {
-        const size_t i = 3 * t + c;
-        const uint64_t hash = pending[i % kAhead];
-        if (i + kAhead < corner_count) prepare(i + kAhead);
-        // Halfway there the slot has arrived; the vertex it names is the
-        // second load a lookup waits for.
-        if (i + kAhead / 2 < corner_count && !vertices.empty())
-          welder.prefetchStored(pending[(i + kAhead / 2) % kAhead], 0,
-                                [&vertices](uint32_t v) { prefetchRead(&vertices[v]); });
-        const Point p = soup.corner(i);
-        const uint32_t next = static_cast<uint32_t>(vertices.size());
-        bool inserted = false;
-        v[c] =
-            static_cast<int32_t>(welder.findOrInsert(hash, p, next, inserted, stored, same_class));
-        if (!inserted) continue;
-        if (vertices.size() == vertices.capacity()) {
-          const double share = double(corner_count) / double(i + 1);
-          const size_t projected = static_cast<size_t>(double(next) * share);
-          vertices.reserve(withRoomForPatches(projected + projected / 8));
-        }
-        Vertex& vertex = vertices.emplace_back();
-        vertex.position = p;
-        vertex.index = v[c];
-      }
-      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
-      // Vertices and faces are written in place: a record assembled on the
-      // stack from narrow fields and then copied whole stalls on the copy's
-      // wide load, which cannot be forwarded from the narrow stores.
-      Face& f = mesh.faces.emplace_back();
-      whiteFace(f);
-      soup.attributes(t, f);
-      for (int c = 0; c < 3; ++c) f.v[c] = v[c];
-      if (f.material >= 0)
-        for (int k = 0; k < 3; ++k) {
-          const auto uv = soup.uv(t, k);
-          const uint64_t index = mesh.texCoords.size();
-          mesh.texCoords.push_back(TexCoord{uv[0], uv[1], index});
-          f.uv[k] = static_cast<uint32_t>(index);
-        }
-    }
-  }  // the table is released before the incidence lists are made
-  trimExcess(vertices);
+    weldTriangles(soup, 0, count, welder, mesh.vertices, same_class,
+                  [&](size_t t, const int32_t v[3]) { addFace(mesh, soup, t, v); });
+  }  // the tables are released before the incidence lists are made
+  trimExcess(mesh.vertices);
   trimExcess(mesh.faces);
   if (release_soup) release_soup();
-  mesh.incidentCorners.rebuild(mesh.faces, vertices.size());
+  mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
 }
 
 }  // namespace

@@ -142,9 +142,22 @@ class PointWelder {
     load(known ? s.value : fallback);
   }
 
+  // The vertex number stored for the class of `p` (whose hash is `h`), or
+  // kEmpty.
+  template <class Stored, class SameClass>
+  uint32_t find(uint64_t h, const Point& p, Stored&& stored, SameClass&& same_class) const {
+    const uint32_t low = static_cast<uint32_t>(h);
+    for (size_t i = static_cast<size_t>(h) & mask_;; i = (i + 1) & mask_) {
+      const Slot s = slots_[i];
+      if (s.value == kEmpty || (s.low == low && matches(stored(s.value), p, same_class)))
+        return s.value;
+    }
+  }
+
   // Returns the vertex number stored for the class of `p` (whose hash is
   // `h`), or stores `next` and returns it; `inserted` tells which, and the
-  // caller then makes vertex `next` at p before the next lookup.
+  // caller then makes vertex `next` at p before the next lookup. (The probe
+  // is find's, written out: this is the weld's innermost loop.)
   template <class Stored, class SameClass>
   uint32_t findOrInsert(uint64_t h, const Point& p, uint32_t next, bool& inserted, Stored&& stored,
                         SameClass&& same_class) {
@@ -153,12 +166,9 @@ class PointWelder {
     for (;;) {
       const Slot s = slots_[i];
       if (s.value == kEmpty) break;
-      if (s.low == low) {
-        const Point& q = stored(s.value);
-        if (sameBits(q, p) || same_class(q, p)) {
-          inserted = false;
-          return s.value;
-        }
+      if (s.low == low && matches(stored(s.value), p, same_class)) {
+        inserted = false;
+        return s.value;
       }
       i = (i + 1) & mask_;
     }
@@ -178,6 +188,11 @@ class PointWelder {
     uint32_t low;  // low 32 bits of the hash
     uint32_t value;
   };
+
+  template <class SameClass>
+  static bool matches(const Point& q, const Point& p, SameClass&& same_class) {
+    return sameBits(q, p) || same_class(q, p);
+  }
 
   static bool sameBits(const Point& a, const Point& b) {
     uint32_t x[3], y[3];

@@ -1,6 +1,7 @@
 // TriMesh construction from triangle soups: the weld, dropped triangles,
 // attributes, extreme and empty input.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cstring>
 #include <map>
@@ -21,22 +22,10 @@ std::array<uint32_t, 3> bitsOf(const Point& p) {
   return b;
 }
 
-// Against a reference weld (first-seen order of distinct bit patterns) on a
-// soup large enough to spread over many cells and to grow the weld table.
-TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
-  std::mt19937 rng(12345);
-  std::uniform_real_distribution<float> coordinate(-50.0f, 50.0f);
-  std::vector<Point> pool(20000);
-  for (Point& p : pool) p = {coordinate(rng), coordinate(rng), coordinate(rng)};
-  auto pick = [&] { return pool[rng() % pool.size()]; };
-  Soup soup;
-  for (int t = 0; t < 3000; ++t) {
-    const Point a = pick();
-    soup.addTriangle(a, t % 50 == 0 ? a : pick(), pick());  // every 50th collapses
-  }
-  test::assignMaterial(soup, 0);
-  for (size_t i = 0; i < soup.uvs.size(); ++i) soup.uvs[i] = float(i);  // all distinct
-
+// Checks the mesh of `soup` against a reference weld: first-seen order of
+// distinct bit patterns, collapsed triangles dropped, each face with its own
+// triangle's texture coordinates.
+void expectFirstSeenWeld(const Soup& soup) {
   std::map<std::array<uint32_t, 3>, int32_t> first_seen;
   std::vector<Point> expected_vertices;
   std::vector<std::array<int32_t, 3>> expected_faces;
@@ -63,7 +52,6 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
   for (const Face& f : mesh.faces) faces.push_back({f.v[0], f.v[1], f.v[2]});
   EXPECT_EQ(faces, expected_faces);
   EXPECT_EQ(test::invariantViolation(mesh), "");
-  // Each face has its own triangle's texture coordinates; dropped ones get none.
   ASSERT_EQ(mesh.texCoords.size(), 3 * source.size());
   for (size_t f = 0; f < source.size(); ++f)
     for (int c = 0; c < 3; ++c) {
@@ -71,6 +59,43 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
       ASSERT_EQ(uv.u, soup.uvs[6 * source[f] + 2 * c]) << f;
       ASSERT_EQ(uv.v, soup.uvs[6 * source[f] + 2 * c + 1]) << f;
     }
+}
+
+// A soup of `triangles` on a pool of random points, every 50th collapsed,
+// textured with distinct coordinates.
+Soup randomSoup(int triangles, size_t points, uint32_t seed) {
+  std::mt19937 rng(seed);
+  std::uniform_real_distribution<float> coordinate(-50.0f, 50.0f);
+  std::vector<Point> pool(points);
+  for (Point& p : pool) p = {coordinate(rng), coordinate(rng), coordinate(rng)};
+  auto pick = [&] { return pool[rng() % pool.size()]; };
+  Soup soup;
+  for (int t = 0; t < triangles; ++t) {
+    const Point a = pick();
+    soup.addTriangle(a, t % 50 == 0 ? a : pick(), pick());
+  }
+  test::assignMaterial(soup, 0);
+  for (size_t i = 0; i < soup.uvs.size(); ++i) soup.uvs[i] = float(i);
+  return soup;
+}
+
+// On a soup large enough to spread over many cells and to grow the weld table.
+TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
+  expectFirstSeenWeld(randomSoup(3000, 20000, 12345));
+}
+
+// Large soups are welded in two parts at once; the mesh is the one weld of
+// the whole makes, on any number of threads: vertices of the second part met
+// in the first, new ones, and triangles collapsing there.
+TEST(TriMeshBuild, LargeSoupsWeldAsOneWhateverTheThreads) {
+  const Soup soup = randomSoup(150000, 120000, 777);
+  const int threads = omp_get_max_threads();
+  for (const int team : {1, 2, 3}) {
+    SCOPED_TRACE(team);
+    omp_set_num_threads(team);
+    expectFirstSeenWeld(soup);
+  }
+  omp_set_num_threads(threads);
 }
 
 // The weld compares keys, not coordinates: two different points whose keys
@@ -103,6 +128,36 @@ TEST(TriMeshBuild, EqualKeysWeldOnlyWithinOneCell) {
       EXPECT_EQ(f[2].v[0], f[1].v[0]);
       EXPECT_EQ(test::invariantViolation(mesh), "");
     }
+}
+
+// The same across the parts of a large soup: a point of the second part
+// whose key is that of a point of the first welds to it only within a cell.
+TEST(TriMeshBuild, EqualKeysWeldAcrossThePartsOfALargeSoup) {
+  const Point p{1.5f, 1.5f, 0.0f};
+  const std::array<uint32_t, 3> bits = {bitsOf(p)[0] + 110881, bitsOf(p)[1] - 108881, 0};
+  Point q;
+  std::memcpy(q.data(), bits.data(), sizeof q);
+  const int threads = omp_get_max_threads();
+  for (const float size : {100.0f, 3.0f}) {
+    Soup soup;
+    soup.addTriangle({0, 0, 0}, {size, 0, 0}, {0, size, size});
+    soup.addTriangle(p, {2, 2, 2}, {2, 1, 2});
+    for (int t = 0; t < 150000; ++t)
+      soup.addTriangle({0.5f, 0.5f, 0.5f}, {0.6f, 0.5f, 0.5f}, {0.5f, 0.6f, 0.5f});
+    soup.addTriangle(q, {2.5f, 2, 2}, {2.5f, 1, 2});
+    soup.addTriangle(q, {3, 2, 2}, {3, 1, 2});
+    for (const int team : {1, 3}) {
+      SCOPED_TRACE(testing::Message() << size << " on " << team);
+      omp_set_num_threads(team);
+      const TriMesh mesh = test::buildMesh(soup);
+      ASSERT_EQ(mesh.faces.size(), soup.triangleCount());
+      const Face& last = mesh.faces.back();
+      EXPECT_EQ(mesh.faces[1].v[0] == last.v[0], size == 100.0f);
+      EXPECT_EQ(mesh.faces[mesh.faces.size() - 2].v[0], last.v[0]);
+      EXPECT_EQ(mesh.vertices.size(), size == 100.0f ? 13u : 14u);
+    }
+  }
+  omp_set_num_threads(threads);
 }
 
 // Far from the origin, flat, huge and overflowing extents all still weld
