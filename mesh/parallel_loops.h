@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #if defined(_OPENMP)
@@ -55,6 +56,23 @@ inline int currentTeamSize() {
 // Start of part t of `parts` over n elements (part t ends where t + 1 starts).
 inline size_t partStart(size_t n, int t, int parts) {
   return n / size_t(parts) * size_t(t) + std::min(n % size_t(parts), size_t(t));
+}
+
+// The elements i < n for which wanted(i) holds, in increasing order. Each
+// thread of the team tests a part; the parts' finds are joined in order. For
+// tests that hold seldom: a pass that picks out the few elements a serial
+// step must visit.
+template <class Wanted>
+std::vector<size_t> elementsWhere(size_t n, Wanted&& wanted) {
+  const int parts = loopParts(static_cast<int64_t>(n));
+  std::vector<std::vector<size_t>> found(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+  for (int t = 0; t < parts; ++t)
+    for (size_t i = partStart(n, t, parts), end = partStart(n, t + 1, parts); i < end; ++i)
+      if (wanted(i)) found[size_t(t)].push_back(i);
+  for (int t = 1; t < parts; ++t)
+    found[0].insert(found[0].end(), found[size_t(t)].begin(), found[size_t(t)].end());
+  return std::move(found[0]);
 }
 
 // A pass whose per-element work gathers from memory at random (the corners

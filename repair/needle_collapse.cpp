@@ -1,12 +1,15 @@
-// Needle collapse: short edges found face by face, each checked against the
-// link condition and for turned faces through the incidence lists of its two
-// ends.
+// Needle collapse: short edges found face by face (the faces that have one
+// picked out by the team first), each checked against the link condition and
+// for turned faces through the incidence lists of its two ends. A collapse
+// moves one end, which then takes part in no other; so the edges a later face
+// may still collapse are as short as they were before the pass.
 #include "repair/needle_collapse.h"
 
 #include <algorithm>
 #include <vector>
 
 #include "geometry/vectors.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 namespace {
@@ -69,16 +72,25 @@ bool collapsible(const SubMesh& mesh, int32_t a, int32_t b, std::vector<int32_t>
 size_t collapseNeedles(SubMesh& mesh, double tolerance) {
   if (!(tolerance > 0.0)) return 0;
   const double tolerance2 = tolerance * tolerance;
+  auto short_edge = [&](const Face& face, uint32_t c) {
+    const int32_t x = face.v[c], y = face.v[nextCorner(c)];
+    const Vec3d d = sub(at(mesh, x), at(mesh, y));
+    return x != y && dot(d, d) < tolerance2;
+  };
+  // Only faces with a short edge can collapse one; the team finds them, and
+  // they are visited in face order as a pass over all would.
+  const std::vector<size_t> needles = elementsWhere(mesh.faces.size(), [&](size_t f) {
+    const Face& face = mesh.faces[f];
+    return !face.removed && (short_edge(face, 0) || short_edge(face, 1) || short_edge(face, 2));
+  });
   std::vector<uint8_t> touched(mesh.vertices.size(), 0);
   std::vector<int32_t> around_a, around_b, opposite;
   size_t collapsed = 0;
-  for (const Face& face : mesh.faces) {
-    if (face.removed) continue;
+  for (const size_t f : needles) {
+    const Face& face = mesh.faces[f];
     for (uint32_t c = 0; c < 3; ++c) {
       const int32_t x = face.v[c], y = face.v[nextCorner(c)];
-      if (x == y || touched[size_t(x)] || touched[size_t(y)]) continue;
-      const Vec3d d = sub(at(mesh, x), at(mesh, y));
-      if (!(dot(d, d) < tolerance2)) continue;
+      if (touched[size_t(x)] || touched[size_t(y)] || !short_edge(face, c)) continue;
       const int32_t a = std::min(x, y), b = std::max(x, y);
       if (!collapsible(mesh, a, b, around_a, around_b, opposite)) continue;
       mesh.vertices[size_t(b)].position = mesh.vertices[size_t(a)].position;

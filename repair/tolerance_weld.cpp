@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "geometry/vectors.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 namespace {
@@ -70,17 +71,18 @@ ToleranceWeldReport weldWithinTolerance(SubMesh& mesh, const CornerAdjacency& ad
       hi[a] = std::max(hi[a], p[a]);
     }
   }
-  std::vector<uint8_t> candidate(vertex_count, 0);
-  bool any = false;
+  // The ends of open edges of live faces; the team finds the edges.
   const size_t slots = std::min(adjacency.across.size(), 3 * mesh.faces.size());
-  for (size_t slot = 0; slot < slots; ++slot) {
-    if (adjacency.across[slot] != CornerAdjacency::kOpen) continue;
+  const std::vector<size_t> open = elementsWhere(slots, [&](size_t slot) {
+    return adjacency.across[slot] == CornerAdjacency::kOpen && !mesh.faces[slot / 3].removed;
+  });
+  std::vector<uint8_t> candidate(vertex_count, 0);
+  const bool any = !open.empty();
+  for (const size_t slot : open) {
     const Face& face = mesh.faces[slot / 3];
-    if (face.removed) continue;
     const uint32_t c = uint32_t(slot % 3);
     candidate[size_t(face.v[c])] = 1;
     candidate[size_t(face.v[nextCorner(c)])] = 1;
-    any = true;
   }
   const double diagonal = length(sub(hi, lo));
   if (!std::isfinite(diagonal) || !(diagonal > 0.0)) return report;
@@ -121,6 +123,11 @@ ToleranceWeldReport weldWithinTolerance(SubMesh& mesh, const CornerAdjacency& ad
         }
       }
   }
+
+  // Nothing joined (open edges that are holes, not cracks): nothing moves.
+  if (std::all_of(cells.begin(), cells.end(),
+                  [&](const Cell& cell) { return parent[size_t(cell.vertex)] == cell.vertex; }))
+    return report;
 
   // A chain of pairs can join two vertices of one face: such clusters stay apart.
   std::vector<uint8_t> collapses(vertex_count, 0);

@@ -2,6 +2,7 @@
 #include "mesh/mesh_utils.h"
 
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <cmath>
 #include <cstring>
@@ -177,6 +178,23 @@ TEST(IncidentCorners, ListCornersInFaceOrderWhenBuiltOrGrown) {
           << "vertex " << v;
   }
   EXPECT_EQ(test::invariantViolation(sphere), "");
+}
+
+// The picked elements come in increasing order on any number of threads,
+// including a find at each part's first and last element.
+TEST(ElementsWhere, GivesTheFindsInOrderWhateverTheThreads) {
+  const size_t n = 100003;
+  auto wanted = [](size_t i) { return i % 997 == 5 || i % 33334 == 0 || i % 33334 == 33333; };
+  std::vector<size_t> expected;
+  for (size_t i = 0; i < n; ++i)
+    if (wanted(i)) expected.push_back(i);
+  const int threads = omp_get_max_threads();
+  for (const int team : {1, 2, 3}) {
+    omp_set_num_threads(team);
+    EXPECT_EQ(elementsWhere(n, wanted), expected) << team;
+  }
+  omp_set_num_threads(threads);
+  EXPECT_TRUE(elementsWhere(0, wanted).empty());
 }
 
 }  // namespace
