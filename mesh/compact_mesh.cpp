@@ -226,19 +226,7 @@ size_t liveFaceCount(const SubMesh& mesh) {
 }
 
 FaceBits removedFaceBits(const SubMesh& mesh) {
-  const size_t n = mesh.faces.size();
-  FaceBits removed(n);
-  // A word at a time, so that threads never share one.
-  const int64_t words = static_cast<int64_t>(removed.wordCount());
-#pragma omp parallel for schedule(static) if (int64_t(n) >= kParallelMinimum)
-  for (int64_t w = 0; w < words; ++w) {
-    uint32_t bits = 0;
-    const size_t first = size_t(w) * 32, end = std::min(n, first + 32);
-    for (size_t f = first; f < end; ++f)
-      bits |= uint32_t(mesh.faces[f].removed != 0) << (f - first);
-    removed.setWord(size_t(w), bits);
-  }
-  return removed;
+  return faceBitsWhere(mesh.faces.size(), [&](size_t f) { return mesh.faces[f].removed != 0; });
 }
 
 void rebuildTopology(SubMesh& mesh) {

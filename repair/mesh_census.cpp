@@ -98,18 +98,22 @@ EdgeCount countedEdge(const SubMesh& mesh, const CornerAdjacency& adjacency,
 
 // Adds an edge's count to its shell; with `edges`, an open or non-manifold
 // edge is listed there as well.
-void addEdge(const Face& face, uint32_t c, EdgeCount count, ShellCensus& shell,
+void addEdge(const SubMesh& mesh, uint32_t f, uint32_t c, EdgeCount count, ShellCensus& shell,
              CensusEdges* edges) {
+  auto edge = [&]() -> std::array<int32_t, 2> {
+    const Face& face = mesh.faces[f];
+    return {face.v[c], face.v[nextCorner(c)]};
+  };
   switch (count) {
     case EdgeCount::kNone:
       return;
     case EdgeCount::kOpen:
       ++shell.open_edges;
-      if (edges) edges->open.push_back({face.v[c], face.v[nextCorner(c)]});
+      if (edges) edges->open.push_back(edge());
       return;
     case EdgeCount::kNonManifold:
       ++shell.non_manifold_edges;
-      if (edges) edges->non_manifold.push_back({face.v[c], face.v[nextCorner(c)]});
+      if (edges) edges->non_manifold.push_back(edge());
       return;
     case EdgeCount::kMisoriented:
       ++shell.misoriented_edges;
@@ -250,25 +254,19 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
 
   // Faces set aside: those with a repeated vertex, and copies of a lower live
   // face. Their edges are left out, so removing one changes no edge count.
-  FaceBits repeated(face_count);
+  // Both sets are filled by the team.
+  FaceBits repeated = faceBitsWhere(
+      face_count, [&](size_t f) { return !mesh.faces[f].removed && repeatsVertex(mesh.faces[f]); });
+  const FaceBits duplicate = faceBitsWhere(face_count, [&](size_t f) {
+    return !mesh.faces[f].removed && !repeated.test(f) &&
+           isDuplicate(mesh, adjacency, repeated, uint32_t(f));
+  });
   bool any_repeated = false;
-  for (size_t f = 0; f < face_count; ++f)
-    if (!mesh.faces[f].removed && repeatsVertex(mesh.faces[f])) {
-      repeated.set(f);
-      any_repeated = true;
-    }
-  FaceBits duplicate(face_count);
-  for (size_t f = 0; f < face_count; ++f) {
-    if (mesh.faces[f].removed || repeated.test(f)) continue;
-    if (isDuplicate(mesh, adjacency, repeated, uint32_t(f))) {
-      duplicate.set(f);
-      ++census.duplicate_faces;
-    }
-  }
-  if (census.duplicate_faces > 0) {
-    for (size_t f = 0; f < face_count; ++f)
-      if (duplicate.test(f)) repeated.set(f);
-    any_repeated = true;
+  // From here on, duplicates are set aside with the repeated-vertex faces.
+  for (size_t w = 0; w < repeated.wordCount(); ++w) {
+    census.duplicate_faces += size_t(__builtin_popcount(duplicate.word(w)));
+    repeated.setWord(w, repeated.word(w) | duplicate.word(w));
+    any_repeated = any_repeated || repeated.word(w) != 0;
   }
 
   // Reading each face's corners and edges is where a shuffled mesh misses
@@ -276,9 +274,12 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
   // thread takes them.
   // The box is kept only for its extents, which come out the same in any
   // order: each thread widens its own, and the records stay small.
+  // The sum reads only these records, not the faces.
+  enum class FaceKind : uint8_t { kRemoved, kCounted, kRepeatedVertex, kDuplicate };
   struct FaceMeasure {
     double term, area;
     EdgeCount edges[3];
+    FaceKind kind;
   };
   struct alignas(64) ThreadBox {
     Box box;
@@ -289,12 +290,17 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
   auto measure = [&](size_t f, FaceMeasure& m) {
     prefetchCornerPositions(mesh, f + kCornerPrefetchAhead);
     const Face& face = mesh.faces[f];
+    m.kind = FaceKind::kRemoved;
     if (face.removed) return;
     Box& box = boxes[static_cast<size_t>(threadIndex())].box;
     for (int c = 0; c < 3; ++c) box.add(mesh.vertices[size_t(face.v[c])].position, face.v[c]);
     m.term = reference.sixfoldTerm(mesh, face);
     m.area = triangleArea(mesh, face);
-    if (repeated.test(f)) return;
+    if (repeated.test(f)) {
+      m.kind = duplicate.test(f) ? FaceKind::kDuplicate : FaceKind::kRepeatedVertex;
+      return;
+    }
+    m.kind = FaceKind::kCounted;
     for (uint32_t c = 0; c < 3; ++c)
       m.edges[c] = countedEdge(mesh, adjacency, repeated, any_repeated, uint32_t(f), c);
   };
@@ -307,8 +313,7 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
   ShellCensus* shells = one_shell ? &only_shell : census.shell_census.data();
   ShellCensus unshelled;  // faces outside every shell (stale shells)
   auto sum = [&](size_t f, const FaceMeasure& m) {
-    const Face& face = mesh.faces[f];
-    if (face.removed) return;
+    if (m.kind == FaceKind::kRemoved) return;
     ++faces;
     sixfold_volume += m.term;
     area += m.area;
@@ -318,11 +323,11 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
     shell.signed_volume += m.term;
     ++shell.faces;
     shell.area += m.area;
-    if (repeated.test(f)) {
-      repeated_vertex_faces += !duplicate.test(f);
+    if (m.kind != FaceKind::kCounted) {
+      repeated_vertex_faces += m.kind == FaceKind::kRepeatedVertex;
       return;
     }
-    for (uint32_t c = 0; c < 3; ++c) addEdge(face, c, m.edges[c], shell, edges);
+    for (uint32_t c = 0; c < 3; ++c) addEdge(mesh, uint32_t(f), c, m.edges[c], shell, edges);
   };
   measureThenSumInOrder<FaceMeasure>(face_count, measure, sum);
   if (one_shell) census.shell_census[0] = only_shell;
