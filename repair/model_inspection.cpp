@@ -13,14 +13,21 @@
 namespace vekmesh {
 namespace {
 
-// Most values move neither bound; fmin and fmax (library calls) run only
-// when one might, so that zeros of either sign and NaN still come out as
-// they always have.
+// Most values move neither bound, and many equal one (a corner of the
+// faces just read): fmin and fmax (library calls) run only for zeros, so
+// that zeros of either sign still come out as they always have; a NaN moves
+// neither.
 void widenLower(float& lower, float x) {
-  if (!(x > lower)) lower = std::fmin(lower, x);
+  if (x < lower)
+    lower = x;
+  else if (x == 0.0f && lower == 0.0f)
+    lower = std::fmin(lower, x);
 }
 void widenUpper(float& upper, float x) {
-  if (!(x < upper)) upper = std::fmax(upper, x);
+  if (x > upper)
+    upper = x;
+  else if (x == 0.0f && upper == 0.0f)
+    upper = std::fmax(upper, x);
 }
 
 struct Bounds {
