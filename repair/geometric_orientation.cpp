@@ -75,14 +75,16 @@ void groupByComponent(const OrientationComponents& components, size_t count,
 }  // namespace
 
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report, bool want_faces) {
+                                         ConsistencyReport& report, bool want_components) {
   OrientationComponents out;
   // Most models need no turn: their components come from the team, and the
   // walk below is only for those that do.
-  if (componentsWithoutTurns(mesh, partners, want_faces, out)) return out;
+  if (want_components ? componentsWithoutTurns(mesh, partners, out)
+                      : partnersRunOpposite(mesh, partners))
+    return out;
   out = OrientationComponents{};
   const size_t face_count = mesh.faces.size();
-  if (want_faces) out.component_of.assign(face_count, -1);
+  if (want_components) out.component_of.assign(face_count, -1);
   // 0: not reached yet, 1: keeps its winding, 2: to be turned.
   std::vector<uint8_t> state(face_count, 0);
   FaceBits turned(face_count);
@@ -106,7 +108,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
         }
       }
       const size_t f = size_t(queue[head]);
-      if (want_faces) out.component_of[f] = component;
+      if (want_components) out.component_of[f] = component;
       const bool f_turns = state[f] == 2;
       for (uint32_t c = 0; c < 3; ++c) {
         bool alike = false;
@@ -140,6 +142,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
   }
   report.conflicts += conflicts / 2;  // each disagreement is met from both faces
   if (report.faces_turned > 0) applyTurns(mesh, turned);
+  if (!want_components) out = OrientationComponents{};
   return out;
 }
 

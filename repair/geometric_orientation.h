@@ -47,11 +47,11 @@ struct ConsistencyReport {
 };
 
 // Turns faces so that partners run their shared edges in opposite
-// directions, and hands back the components the walks found (only `closed`
-// without `want_faces`, which spares the per-face map). Incidence lists are
-// kept current; an adjacency built before is not.
+// directions, and hands back the components the walks found (none without
+// `want_components`, which spares finding them where nothing turns).
+// Incidence lists are kept current; an adjacency built before is not.
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report, bool want_faces = true);
+                                         ConsistencyReport& report, bool want_components = true);
 
 struct OutwardReport {
   size_t components_turned = 0;

@@ -48,15 +48,12 @@ class LowestRootForest {
   std::unique_ptr<std::atomic<int32_t>[]> parent_;
 };
 
-}  // namespace
-
-bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners, bool want_faces,
-                            OrientationComponents& out) {
-  const size_t face_count = mesh.faces.size();
-  const int64_t count = static_cast<int64_t>(face_count);
-  LowestRootForest forest(face_count);
-  // Per face: 1 when a corner has no partner (its component is not closed).
-  std::vector<uint8_t> open(face_count, 0);
+// Hands the team's threads each live face f with the partner g of each of
+// its corners (-1: none), until some pair runs its edge the same way; then
+// false.
+template <class Visit>
+bool visitOppositePartners(const SubMesh& mesh, const SheetPartners& partners, Visit&& visit) {
+  const int64_t count = static_cast<int64_t>(mesh.faces.size());
   std::atomic<bool> alike_found{false};
 #pragma omp parallel for schedule(dynamic, 4096) if (count >= kParallelMinimum)
   for (int64_t f = 0; f < count; ++f) {
@@ -64,17 +61,31 @@ bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners, 
     for (uint32_t c = 0; c < 3; ++c) {
       bool alike = false;
       const int32_t g = partners.partnerOf(3 * size_t(f) + c, alike);
-      if (g < 0) {
-        open[size_t(f)] = 1;
-      } else if (alike) {
+      if (g >= 0 && alike)
         alike_found.store(true, std::memory_order_relaxed);
-      } else if (g < f) {
-        // Partners are mutual: each pair is linked once, from its higher face.
-        forest.unite(int32_t(f), g);
-      }
+      else
+        visit(f, g);
     }
   }
-  if (alike_found.load()) return false;
+  return !alike_found.load();
+}
+
+}  // namespace
+
+bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners,
+                            OrientationComponents& out) {
+  const size_t face_count = mesh.faces.size();
+  const int64_t count = static_cast<int64_t>(face_count);
+  LowestRootForest forest(face_count);
+  // Per face: 1 when a corner has no partner (its component is not closed).
+  std::vector<uint8_t> open(face_count, 0);
+  const bool opposite = visitOppositePartners(mesh, partners, [&](int64_t f, int32_t g) {
+    if (g < 0)
+      open[size_t(f)] = 1;
+    else if (g < f)  // partners are mutual: each pair is linked once, from its higher face
+      forest.unite(int32_t(f), g);
+  });
+  if (!opposite) return false;
 
   // Roots in face order are the walk's seeds in its order.
   std::vector<int32_t> root_of(face_count);
@@ -90,15 +101,16 @@ bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners, 
     }
   for (size_t f = 0; f < face_count; ++f)
     if (open[f]) out.closed[size_t(component_of_root[size_t(root_of[f])])] = 0;
-  out.component_of.clear();
-  if (want_faces) {
-    out.component_of.resize(face_count);
+  out.component_of.resize(face_count);
 #pragma omp parallel for schedule(static) if (count >= kParallelMinimum)
-    for (int64_t f = 0; f < count; ++f)
-      out.component_of[size_t(f)] =
-          root_of[size_t(f)] < 0 ? -1 : component_of_root[size_t(root_of[size_t(f)])];
-  }
+  for (int64_t f = 0; f < count; ++f)
+    out.component_of[size_t(f)] =
+        root_of[size_t(f)] < 0 ? -1 : component_of_root[size_t(root_of[size_t(f)])];
   return true;
+}
+
+bool partnersRunOpposite(const SubMesh& mesh, const SheetPartners& partners) {
+  return visitOppositePartners(mesh, partners, [](int64_t, int32_t) {});
 }
 
 }  // namespace vekmesh

@@ -10,10 +10,14 @@
 
 namespace vekmesh {
 
-// The components orientConsistently would hand back (component_of only with
-// `want_faces`), or false, with `out` unspecified, when some pair of
-// partners runs an edge the same way and the walk is needed after all.
-bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners, bool want_faces,
+// The components orientConsistently would hand back, or false, with `out`
+// unspecified, when some pair of partners runs an edge the same way and the
+// walk is needed after all.
+bool componentsWithoutTurns(const SubMesh& mesh, const SheetPartners& partners,
                             OrientationComponents& out);
+
+// Whether every pair of partners runs its edge oppositely: then the walk would
+// turn nothing and meet no conflict. Asked by the team.
+bool partnersRunOpposite(const SubMesh& mesh, const SheetPartners& partners);
 
 }  // namespace vekmesh

@@ -66,7 +66,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
       mesh.faces[f].removed = 1;
       ++report.lone_faces_removed;
     }
-    orientConsistently(mesh, partners, report.consistency, /*want_faces=*/false);
+    orientConsistently(mesh, partners, report.consistency, /*want_components=*/false);
   }
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).

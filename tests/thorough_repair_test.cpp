@@ -352,6 +352,7 @@ struct Components {
   OrientationComponents found;
   ConsistencyReport report;
   bool without_walk = false;
+  bool opposite = false;  // every pair of partners runs its edge oppositely
 };
 
 Components componentsOf(TriMesh mesh, int team) {
@@ -361,7 +362,8 @@ Components componentsOf(TriMesh mesh, int team) {
   const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
   const SheetPartners partners = pairSheets(mesh, adjacency);
   OrientationComponents scratch;
-  c.without_walk = componentsWithoutTurns(mesh, partners, true, scratch);
+  c.without_walk = componentsWithoutTurns(mesh, partners, scratch);
+  c.opposite = partnersRunOpposite(mesh, partners);
   c.found = orientConsistently(mesh, partners, c.report);
   omp_set_num_threads(threads);
   return c;
@@ -390,8 +392,8 @@ TEST(ThoroughRepair, FindsTheWalksComponentsWithoutItWhereNothingTurns) {
   const TriMesh consistent = test::buildMesh(soup);
   const Components one = componentsOf(consistent, 1), three = componentsOf(consistent, 3);
   const Components walked = componentsOf(test::buildMesh(turned), 3);
-  ASSERT_TRUE(one.without_walk);
-  ASSERT_FALSE(walked.without_walk);
+  ASSERT_TRUE(one.without_walk && one.opposite && three.opposite);
+  ASSERT_FALSE(walked.without_walk || walked.opposite);
   EXPECT_EQ(walked.report.faces_turned, 1u);
   EXPECT_EQ(one.report.faces_turned, 0u);
   EXPECT_EQ(one.found.component_of, three.found.component_of);
