@@ -195,20 +195,43 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
     t.middle = scaled(add(add(a, b), c), 1.0 / 3.0);
     t.volume = dot(a, cross(b, c));
   };
+  // The sums of the component of the faces being read are locals, which the
+  // compiler keeps in registers; they go back to the arrays when another
+  // component's face comes (faces of one component mostly come together).
+  struct Sums {
+    size_t faces;
+    Vec3d centroid, normals, probe;
+    double volume, area, largest;
+  };
+  int32_t current = -1;
+  Sums s{};
+  auto swapIn = [&](int32_t k) {
+    if (current >= 0) {
+      const size_t j = size_t(current);
+      faces_in[j] = s.faces, centroid[j] = s.centroid, normals[j] = s.normals;
+      probe[j] = s.probe, volume[j] = s.volume, area[j] = s.area, largest[j] = s.largest;
+    }
+    current = k;
+    if (k < 0) return;
+    const size_t j = size_t(k);
+    s = {faces_in[j], centroid[j], normals[j], probe[j], volume[j], area[j], largest[j]};
+  };
   auto sum = [&](size_t f, const FaceTerms& t) {
     const int32_t k = components.component_of[f];
     if (k < 0) return;
-    ++faces_in[size_t(k)];
-    centroid[size_t(k)] = add(centroid[size_t(k)], scaled(t.middle, t.area));
-    normals[size_t(k)] = add(normals[size_t(k)], t.n);
-    volume[size_t(k)] += t.volume;
-    area[size_t(k)] += t.area;
-    if (t.area > largest[size_t(k)]) {
-      largest[size_t(k)] = t.area;
-      probe[size_t(k)] = t.middle;
+    if (k != current) swapIn(k);
+    ++s.faces;
+    s.centroid = add(s.centroid, scaled(t.middle, t.area));
+    s.normals = add(s.normals, t.n);
+    s.volume += t.volume;
+    s.area += t.area;
+    if (t.area > s.largest) {
+      s.largest = t.area;
+      s.probe = t.middle;
     }
   };
   measureThenSumInOrder<FaceTerms>(face_count, measure, sum);
+  swapIn(-1);
   // Boxes (about the references, then in model coordinates) are wanted only
   // for a component of no area and for nesting tests: they are made on first
   // need, in face order as the sums were.

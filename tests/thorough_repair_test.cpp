@@ -407,6 +407,19 @@ TEST(ThoroughRepair, FindsTheWalksComponentsWithoutItWhereNothingTurns) {
   EXPECT_TRUE(std::equal(one.found.component_of.begin(), one.found.component_of.end(),
                          walked.found.component_of.begin()));
   EXPECT_EQ(walked.found.closed.back(), 0);
+
+  // The outward step sums each component over its faces, which come
+  // interleaved: the two solids' volumes, whatever the order.
+  TriMesh mesh = consistent;
+  const OutwardReport outward = orientOutwards(mesh, one.found, 1e-6);
+  std::vector<double> closed_volumes;
+  for (size_t k = 0; k < one.found.count(); ++k)
+    if (one.found.closed[k]) closed_volumes.push_back(outward.signed_volumes[k]);
+  std::sort(closed_volumes.begin(), closed_volumes.end());
+  ASSERT_EQ(closed_volumes.size(), 2u);
+  // (Within the few per cent the facets take off.)
+  EXPECT_NEAR(closed_volumes[0], 4.0 / 3.0 * M_PI * 1000.0, 0.03 * 4188.8);
+  EXPECT_NEAR(closed_volumes[1], 2.0 * M_PI * M_PI * 30.0 * 25.0, 0.03 * 14804.4);
 }
 
 // The outward step alone on a mesh as it stands: components from its sheets.
