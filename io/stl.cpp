@@ -167,33 +167,40 @@ bool writeStl(const char* path, const SubMesh& mesh) {
   if (!path) return false;
   unsigned char preamble[kPreambleBytes] = {};
   std::memcpy(preamble, "VEKMesh", 7);
-  const size_t live = static_cast<size_t>(std::count_if(
-      mesh.faces.begin(), mesh.faces.end(), [](const Face& f) { return f.removed == 0; }));
+  const size_t live = liveFaceCount(mesh);
   storeLittle32(preamble + kHeaderBytes, static_cast<uint32_t>(live));
-  // Normals and attributes stay zero: the block is cleared once and only the
-  // corner bytes are overwritten. It is allocated before the file is opened,
-  // so running out of memory cannot leave the (possibly replaced) file cut off.
-  std::vector<unsigned char> block(std::min(std::max<size_t>(live, 1), kRecordsPerBlock) *
-                                   kRecordBytes);
+  // Record r is face r, or with removed faces the r-th live one.
+  std::vector<size_t> live_faces;
+  if (live != mesh.faces.size())
+    live_faces = elementsWhere(mesh.faces.size(), [&](size_t f) { return !mesh.faces[f].removed; });
+  // Normals and attributes stay zero: the blocks are cleared once and only
+  // the corner bytes are overwritten. They are allocated before the file is
+  // opened, so running out of memory cannot leave the (possibly replaced)
+  // file cut off. The team packs one block while this thread writes the
+  // other.
+  const size_t block_records = std::min(std::max<size_t>(live, 1), kRecordsPerBlock);
+  std::vector<unsigned char> blocks[2];
+  blocks[0].resize(block_records * kRecordBytes);
+  if (live > kRecordsPerBlock) blocks[1].resize(block_records * kRecordBytes);
   FileHandle file(openFile(path, "wb"));
   if (!file) return false;
   std::fwrite(preamble, 1, kPreambleBytes, file.get());
-  size_t filled = 0;
-  for (size_t i = 0; i < mesh.faces.size(); ++i) {
-    prefetchCornerPositions(mesh, i + kCornerPrefetchAhead);
-    const Face& f = mesh.faces[i];
-    if (f.removed) continue;
-    unsigned char* record = block.data() + filled * kRecordBytes;
-    for (int c = 0; c < 3; ++c) {
-      assert(f.v[c] >= 0 && static_cast<size_t>(f.v[c]) < mesh.vertices.size());
-      packCorner(record + kCornersOffset + 12 * c, mesh.vertices[f.v[c]].position);
-    }
-    if (++filled * kRecordBytes == block.size()) {
-      std::fwrite(block.data(), kRecordBytes, filled, file.get());
-      filled = 0;
-    }
-  }
-  if (filled) std::fwrite(block.data(), kRecordBytes, filled, file.get());
+  auto faceOf = [&](size_t r) { return live_faces.empty() ? r : live_faces[r]; };
+  fillThenUseInOrder(
+      live, kRecordsPerBlock,
+      [&](size_t r, int buffer, size_t k) {
+        if (r + kCornerPrefetchAhead < live)
+          prefetchCornerPositions(mesh, faceOf(r + kCornerPrefetchAhead));
+        const Face& f = mesh.faces[faceOf(r)];
+        unsigned char* record = blocks[buffer].data() + k * kRecordBytes;
+        for (int c = 0; c < 3; ++c) {
+          assert(f.v[c] >= 0 && static_cast<size_t>(f.v[c]) < mesh.vertices.size());
+          packCorner(record + kCornersOffset + 12 * c, mesh.vertices[f.v[c]].position);
+        }
+      },
+      [&](size_t, size_t count, int buffer) {
+        std::fwrite(blocks[buffer].data(), kRecordBytes, count, file.get());
+      });
   return finishWriting(file);
 }
 

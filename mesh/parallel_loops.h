@@ -75,38 +75,45 @@ std::vector<size_t> elementsWhere(size_t n, Wanted&& wanted) {
   return std::move(found[0]);
 }
 
+// A pass over n elements a block at a time, in two buffers taken in turn:
+// fill(i, buffer, k) makes element i in slot k of buffer 0 or 1, on the team;
+// use(first, count, buffer) takes a filled block, on the calling thread, in
+// order. While the calling thread uses one block the others fill the next,
+// and it joins them when done. A block's end is a barrier: its slots are
+// complete before it is used, and the buffer used last is free before it is
+// filled again.
+template <class Fill, class Use>
+void fillThenUseInOrder(size_t n, size_t block, Fill&& fill, Use&& use) {
+  constexpr int64_t kChunk = 256;
+  const size_t blocks = (n + block - 1) / block;
+  const int parts = loopParts(static_cast<int64_t>(n));
+#pragma omp parallel num_threads(parts) if (parts > 1)
+  for (size_t b = 0; b < blocks; ++b) {
+    if (b > 0 && threadIndex() == 0) use((b - 1) * block, block, int((b - 1) % 2));
+    const size_t start = b * block;
+    const int64_t count = static_cast<int64_t>(std::min(block, n - start));
+#pragma omp for schedule(dynamic, kChunk)
+    for (int64_t k = 0; k < count; ++k) fill(start + size_t(k), int(b % 2), size_t(k));
+  }
+  if (blocks > 0) use((blocks - 1) * block, n - (blocks - 1) * block, int((blocks - 1) % 2));
+}
+
 // A pass whose per-element work gathers from memory at random (the corners
 // of faces on a shuffled mesh) but whose results are sums that must come out
 // as one thread adds them: measure(i, item) runs on the team, a block at a
-// time, and sum(i, item) on the calling thread, in order. While the calling
-// thread sums one block the others measure the next, and it joins them when
-// done; the blocks bound the memory the records take. Item is a plain record.
+// time, and sum(i, item) on the calling thread, in order. The blocks bound
+// the memory the records take. Item is a plain record.
 template <class Item, class Measure, class Sum>
 void measureThenSumInOrder(size_t n, Measure&& measure, Sum&& sum) {
   constexpr size_t kBlock = 8192;
-  constexpr int64_t kChunk = 256;
-  const size_t blocks = (n + kBlock - 1) / kBlock;
-  const int parts = loopParts(static_cast<int64_t>(n));
   std::vector<Item> items[2];
   items[0].resize(std::min(n, kBlock));
-  if (blocks > 1) items[1].resize(kBlock);
-  auto sumBlock = [&](size_t b) {
-    const size_t start = b * kBlock, end = std::min(n, start + kBlock);
-    const Item* block = items[b % 2].data();
-    for (size_t i = start; i < end; ++i) sum(i, block[i - start]);
-  };
-#pragma omp parallel num_threads(parts) if (parts > 1)
-  for (size_t b = 0; b < blocks; ++b) {
-    if (b > 0 && threadIndex() == 0) sumBlock(b - 1);
-    const size_t start = b * kBlock;
-    const int64_t count = static_cast<int64_t>(std::min(kBlock, n - start));
-    Item* block = items[b % 2].data();
-    // The block's end is a barrier: its records are complete before they
-    // are summed, and the buffer summed last is free before it is refilled.
-#pragma omp for schedule(dynamic, kChunk)
-    for (int64_t k = 0; k < count; ++k) measure(start + size_t(k), block[size_t(k)]);
-  }
-  if (blocks > 0) sumBlock(blocks - 1);
+  if (n > kBlock) items[1].resize(kBlock);
+  fillThenUseInOrder(
+      n, kBlock, [&](size_t i, int buffer, size_t k) { measure(i, items[buffer][k]); },
+      [&](size_t first, size_t count, int buffer) {
+        for (size_t j = 0; j < count; ++j) sum(first + j, items[buffer][j]);
+      });
 }
 
 }  // namespace vekmesh
