@@ -3,6 +3,7 @@
 // from the corner adjacency; only edges with several other faces walk
 // incidentCorners, in list order, so the order is that of a walk of the lists.
 #include <cassert>
+#include <utility>
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
@@ -40,7 +41,11 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
   FaceBits visited = removedFaceBits(mesh);
 
   // The queue is the shell's list: faces are appended once and never leave.
+  // It has room for every live face from the start (growing it would copy
+  // it and touch fresh pages each time), and the last shell takes it whole.
+  size_t left = liveFaceCount(mesh);
   std::vector<int32_t> queue;
+  queue.reserve(left);
   for (size_t seed = 0; seed < face_count; ++seed) {
     if (visited.test(seed)) continue;
     queue.clear();
@@ -76,6 +81,11 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
           }
         }
       }
+    }
+    left -= queue.size();
+    if (left == 0) {
+      mesh.shells.push_back(std::move(queue));
+      break;
     }
     // A copy, of the exact size; the queue keeps its room for the next.
     mesh.shells.push_back(queue);
