@@ -21,6 +21,12 @@ class FaceBits {
   size_t wordCount() const { return words_.size(); }
   void setWord(size_t w, uint32_t bits) { words_[w] = bits; }
   uint32_t word(size_t w) const { return words_[w]; }
+  // How many bits are set.
+  size_t count() const {
+    size_t n = 0;
+    for (const uint32_t w : words_) n += size_t(__builtin_popcount(w));
+    return n;
+  }
 
  private:
   std::vector<uint32_t> words_;

@@ -43,7 +43,7 @@ void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency) {
   // The queue is the shell's list: faces are appended once and never leave.
   // It has room for every live face from the start (growing it would copy
   // it and touch fresh pages each time), and the last shell takes it whole.
-  size_t left = liveFaceCount(mesh);
+  size_t left = face_count - visited.count();
   std::vector<int32_t> queue;
   queue.reserve(left);
   for (size_t seed = 0; seed < face_count; ++seed) {

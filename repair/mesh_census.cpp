@@ -245,7 +245,8 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
   // Shell of every face (-1: removed), so that the pass can run in face order.
   // The usual single shell of every live face needs no map: its breadth-first
   // order would make filling one a million scattered writes.
-  const bool one_shell = mesh.shells.size() == 1 && mesh.shells[0].size() == liveFaceCount(mesh);
+  const bool one_shell = mesh.shells.size() == 1 && (mesh.shells[0].size() == face_count ||
+                                                     mesh.shells[0].size() == liveFaceCount(mesh));
   std::vector<int32_t> shell_of(one_shell ? 0 : face_count, -1);
   if (!one_shell)
     for (size_t s = 0; s < mesh.shells.size(); ++s)
@@ -261,10 +262,10 @@ MeshCensus takeCensus(const SubMesh& mesh, const CornerAdjacency& adjacency, Cen
     return !mesh.faces[f].removed && !repeated.test(f) &&
            isDuplicate(mesh, adjacency, repeated, uint32_t(f));
   });
+  census.duplicate_faces = duplicate.count();
   bool any_repeated = false;
   // From here on, duplicates are set aside with the repeated-vertex faces.
   for (size_t w = 0; w < repeated.wordCount(); ++w) {
-    census.duplicate_faces += size_t(__builtin_popcount(duplicate.word(w)));
     repeated.setWord(w, repeated.word(w) | duplicate.word(w));
     any_repeated = any_repeated || repeated.word(w) != 0;
   }
