@@ -217,14 +217,6 @@ void compactMesh(SubMesh& mesh) {
   mesh.texCoords.swap(tex_coords);
 }
 
-size_t liveFaceCount(const SubMesh& mesh) {
-  const int64_t n = static_cast<int64_t>(mesh.faces.size());
-  int64_t live = 0;
-#pragma omp parallel for schedule(static) reduction(+ : live) if (n >= kParallelMinimum)
-  for (int64_t f = 0; f < n; ++f) live += mesh.faces[size_t(f)].removed == 0;
-  return static_cast<size_t>(live);
-}
-
 FaceBits removedFaceBits(const SubMesh& mesh) {
   return faceBitsWhere(mesh.faces.size(), [&](size_t f) { return mesh.faces[f].removed != 0; });
 }

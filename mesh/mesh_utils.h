@@ -9,6 +9,7 @@
 
 #include "geometry/vectors.h"
 #include "mesh/face_bits.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
 
@@ -67,7 +68,13 @@ std::pair<Vertex, Vertex> sampledBoundingBox(const SubMesh& mesh, uint32_t maxSa
 void appendMesh(SubMesh& a, SubMesh&& b);
 
 // Faces not flagged removed.
-size_t liveFaceCount(const SubMesh& mesh);
+inline size_t liveFaceCount(const SubMesh& mesh) {
+  const int64_t n = static_cast<int64_t>(mesh.faces.size());
+  int64_t live = 0;
+#pragma omp parallel for schedule(static) reduction(+ : live) if (n >= kParallelMinimum)
+  for (int64_t f = 0; f < n; ++f) live += mesh.faces[size_t(f)].removed == 0;
+  return static_cast<size_t>(live);
+}
 
 // One bit per face: set for the faces flagged removed.
 FaceBits removedFaceBits(const SubMesh& mesh);

@@ -84,9 +84,10 @@ std::vector<size_t> elementsWhere(size_t n, Wanted&& wanted) {
 // filled again.
 template <class Fill, class Use>
 void fillThenUseInOrder(size_t n, size_t block, Fill&& fill, Use&& use) {
-  constexpr int64_t kChunk = 256;
+  // Both are read only by the pragmas, which a build without OpenMP drops.
+  [[maybe_unused]] constexpr int64_t kChunk = 256;
   const size_t blocks = (n + block - 1) / block;
-  const int parts = loopParts(static_cast<int64_t>(n));
+  [[maybe_unused]] const int parts = loopParts(static_cast<int64_t>(n));
 #pragma omp parallel num_threads(parts) if (parts > 1)
   for (size_t b = 0; b < blocks; ++b) {
     if (b > 0 && threadIndex() == 0) use((b - 1) * block, block, int((b - 1) % 2));
