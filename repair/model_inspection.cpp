@@ -54,6 +54,102 @@ Bounds liveBounds(const TriMesh& mesh, size_t first, size_t end) {
   return b;
 }
 
+// Marks in `used` the vertices of the live faces of [first, end); returns how
+// many live faces there are. Threads may mark a vertex at once: the stores
+// are relaxed atomics of the same value.
+size_t markUsedVertices(const TriMesh& mesh, size_t first, size_t end, uint8_t* used) {
+  size_t live = 0;
+  for (size_t i = first; i < end; ++i) {
+    const Face& f = mesh.faces[i];
+    if (f.removed) continue;
+    ++live;
+    for (int c = 0; c < 3; ++c) __atomic_store_n(used + f.v[c], uint8_t(1), __ATOMIC_RELAXED);
+  }
+  return live;
+}
+
+// Zeros seen per axis, by sign: when a bound ends at zero and both signs
+// occur, which one it keeps depends on the order the corners come in.
+struct ZeroSigns {
+  std::array<bool, 3> positive{};
+  std::array<bool, 3> negative{};
+};
+
+// The bounds of the marked vertices of [first, end).
+Bounds usedVertexBounds(const TriMesh& mesh, const uint8_t* used, size_t first, size_t end,
+                        ZeroSigns& zeros) {
+  Bounds b;
+  for (size_t v = first; v < end; ++v) {
+    if (!used[v]) continue;
+    for (int a = 0; a < 3; ++a) {
+      const float x = mesh.vertices[v].position[a];
+      widenLower(b.lower[a], x);
+      widenUpper(b.upper[a], x);
+      if (x == 0.0f) (std::signbit(x) ? zeros.negative : zeros.positive)[size_t(a)] = true;
+    }
+  }
+  return b;
+}
+
+// Bounds and live faces of the whole mesh from parts made on the team and
+// merged in order.
+template <class PartBounds>
+Bounds mergedBounds(int parts, PartBounds&& part) {
+  std::vector<Bounds> bounds(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+  for (int t = 0; t < parts; ++t) bounds[size_t(t)] = part(t);
+  Bounds r;
+  for (const Bounds& b : bounds) {
+    r.triangles += b.triangles;
+    for (int a = 0; a < 3; ++a) {
+      widenLower(r.lower[a], b.lower[a]);
+      widenUpper(r.upper[a], b.upper[a]);
+    }
+  }
+  return r;
+}
+
+// The bounds of every live face's corners. Read face by face, a mesh whose
+// faces come in no spatial order touches its vertices at random; instead the
+// used vertices are marked (a byte each, which stays in the cache) and their
+// positions read in order. The extremes are the same values either way; only
+// a bound of zero with zeros of both signs among the corners could come out
+// with another sign, and then the corners are read face by face after all.
+Bounds liveFaceBounds(const TriMesh& mesh) {
+  const size_t face_count = mesh.faces.size();
+  const size_t vertex_count = mesh.vertices.size();
+  std::vector<uint8_t> used(vertex_count);
+  size_t live = 0;
+  const int face_parts = loopParts(int64_t(face_count));
+#pragma omp parallel for schedule(static, 1) num_threads(face_parts) if (face_parts > 1) \
+    reduction(+ : live)
+  for (int t = 0; t < face_parts; ++t)
+    live += markUsedVertices(mesh, partStart(face_count, t, face_parts),
+                             partStart(face_count, t + 1, face_parts), used.data());
+  const int vertex_parts = loopParts(int64_t(vertex_count));
+  std::vector<ZeroSigns> zeros(static_cast<size_t>(vertex_parts));
+  Bounds b = mergedBounds(vertex_parts, [&](int t) {
+    return usedVertexBounds(mesh, used.data(), partStart(vertex_count, t, vertex_parts),
+                            partStart(vertex_count, t + 1, vertex_parts), zeros[size_t(t)]);
+  });
+  b.triangles = live;
+  bool both_zeros = false;
+  for (int a = 0; a < 3; ++a) {
+    bool positive = false, negative = false;
+    for (const ZeroSigns& z : zeros) {
+      positive = positive || z.positive[size_t(a)];
+      negative = negative || z.negative[size_t(a)];
+    }
+    const bool at_zero = b.lower[a] == 0.0f || b.upper[a] == 0.0f;
+    both_zeros = both_zeros || (at_zero && positive && negative);
+  }
+  if (!both_zeros) return b;
+  return mergedBounds(face_parts, [&](int t) {
+    return liveBounds(mesh, partStart(face_count, t, face_parts),
+                      partStart(face_count, t + 1, face_parts));
+  });
+}
+
 }  // namespace
 
 std::string counted(size_t n, const char* one, const char* many) {
@@ -89,25 +185,10 @@ ModelInspection inspectModel(const TriMesh& mesh, const CornerAdjacency& adjacen
                              bool find_intersections, const RunContext& run, CensusEdges* edges) {
   ModelInspection r;
   r.vertices = mesh.vertices.size();
-  // Fixed parts on the team's threads, merged in order: the bounds below
-  // are a fold that keeps the first of equal extremes, so merging parts
-  // gives what one pass gives.
-  const size_t face_count = mesh.faces.size();
-  const int parts = loopParts(int64_t(face_count));
-  std::vector<Bounds> bounds(static_cast<size_t>(parts));
-#pragma omp parallel for schedule(static, 1) num_threads(parts)
-  for (int t = 0; t < parts; ++t)
-    bounds[size_t(t)] =
-        liveBounds(mesh, partStart(face_count, t, parts), partStart(face_count, t + 1, parts));
-  r.lower = {INFINITY, INFINITY, INFINITY};
-  r.upper = {-INFINITY, -INFINITY, -INFINITY};
-  for (const Bounds& b : bounds) {
-    r.triangles += b.triangles;
-    for (int a = 0; a < 3; ++a) {
-      widenLower(r.lower[a], b.lower[a]);
-      widenUpper(r.upper[a], b.upper[a]);
-    }
-  }
+  const Bounds bounds = liveFaceBounds(mesh);
+  r.triangles = bounds.triangles;
+  r.lower = bounds.lower;
+  r.upper = bounds.upper;
   if (r.triangles == 0) r.lower = r.upper = {0.0f, 0.0f, 0.0f};
   r.census = takeCensus(mesh, adjacency, edges);
   for (const ShellCensus& shell : r.census.shell_census)

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 #include <set>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "mesh/mesh_utils.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
+#include "repair/model_inspection.h"
 #include "repair/repair_pipeline.h"
 
 namespace vekmesh {
@@ -287,6 +289,46 @@ TEST(MeshCensus, ListsTheOpenAndNonManifoldEdgesItCounts) {
   const auto& b = mesh.vertices[size_t(edges.non_manifold[0][1])].position;
   EXPECT_EQ(a[1] + a[2] + b[1] + b[2], 0.0f);
   EXPECT_EQ(a[0] + b[0], 1.0f);
+}
+
+// The report's bounds come from the corners of live faces only, and do not
+// depend on how the vertices are numbered, even for a bound of zero met by
+// zeros of both signs.
+TEST(ModelInspection, BoundsCoverLiveCornersWhateverTheVertexNumbering) {
+  Soup soup = test::cubeSoup();
+  soup.addTriangle({5, 5, 5}, {6, 5, 5}, {5, 6, 5});
+  TriMesh mesh = test::buildMesh(soup);
+  mesh.faces.back().removed = 1;
+  mesh.vertices.push_back({{-9.0f, -9.0f, -9.0f}, int32_t(mesh.vertices.size())});
+  // Every corner on the -x side gets a zero of its own sign, so the lower x
+  // bound is a zero that face order alone decides.
+  bool negative = false;
+  for (Vertex& v : mesh.vertices)
+    if (v.position[0] == 0.0f) v.position[0] = (negative = !negative) ? -0.0f : 0.0f;
+
+  const auto inspect = [](TriMesh& m) {
+    m.incidentCorners.rebuild(m.faces, m.vertices.size());
+    return inspectModel(m, buildShellsWithAdjacency(m), false);
+  };
+  const ModelInspection a = inspect(mesh);
+  EXPECT_EQ(a.triangles, 12u);
+  EXPECT_EQ(a.upper, (std::array<float, 3>{1, 1, 1}));
+  EXPECT_EQ(a.lower, (std::array<float, 3>{0, 0, 0}));
+
+  // The same faces over the vertices in reverse order.
+  TriMesh reversed = mesh;
+  const int32_t n = int32_t(mesh.vertices.size());
+  for (int32_t i = 0; i < n; ++i) {
+    reversed.vertices[size_t(n - 1 - i)] = mesh.vertices[size_t(i)];
+    reversed.vertices[size_t(n - 1 - i)].index = n - 1 - i;
+  }
+  for (Face& f : reversed.faces)
+    for (int32_t& v : f.v) v = n - 1 - v;
+  const ModelInspection b = inspect(reversed);
+  for (int axis = 0; axis < 3; ++axis) {
+    EXPECT_EQ(std::signbit(a.lower[axis]), std::signbit(b.lower[axis])) << axis;
+    EXPECT_EQ(std::signbit(a.upper[axis]), std::signbit(b.upper[axis])) << axis;
+  }
 }
 
 }  // namespace
