@@ -8,6 +8,18 @@
 #include "repair/sheet_pairing.h"
 
 namespace vekmesh {
+namespace {
+
+// A fresh adjacency of the mesh as it is now; the old one goes first, so
+// that the two are never held at once (the build's own scratch is what sets
+// the repair's peak).
+void rebuildAdjacency(CornerAdjacency& adjacency, const SubMesh& mesh,
+                      bool list_duplicates = false) {
+  adjacency = CornerAdjacency{};
+  adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, list_duplicates);
+}
+
+}  // namespace
 
 ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
                                     CornerAdjacency* current) {
@@ -26,7 +38,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
     adjacency = std::move(*current);
   } else {
     if (removed_before) compactMesh(mesh);
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
+    rebuildAdjacency(adjacency, mesh, /*list_duplicates=*/true);
   }
   report.weld = weldWithinTolerance(mesh, adjacency);
   report.needles_collapsed = collapseNeedles(mesh, report.weld.tolerance);
@@ -39,7 +51,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
     adjacency = CornerAdjacency{};
     compactMesh(mesh);
     report.collapsed_faces = before - mesh.faces.size();
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, /*list_duplicates=*/true);
+    rebuildAdjacency(adjacency, mesh, /*list_duplicates=*/true);
   }
 
   // Progress marks between the steps, where a host may also cancel.
@@ -50,8 +62,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // each, twice); past one face in 256 building it again costs less.
   const size_t coincident =
       2 * report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed;
-  if (coincident * 256 > mesh.faces.size())
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  if (coincident * 256 > mesh.faces.size()) rebuildAdjacency(adjacency, mesh);
   run.report(0.35);
   SheetPairs sheets;
   {
@@ -70,8 +81,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   }
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).
-  if (report.consistency.faces_turned > 0)
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  if (report.consistency.faces_turned > 0) rebuildAdjacency(adjacency, mesh);
   run.report(0.5);
   report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex, true});
 
@@ -80,7 +90,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // could join other sheets). Patches follow their rims, so this walk turns
   // nothing but what a one-sided surface leaves.
   run.report(0.7);
-  if (report.holes.faces_added > 0) adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  if (report.holes.faces_added > 0) rebuildAdjacency(adjacency, mesh);
   ConsistencyReport again;
   const OrientationComponents components =
       orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again);
@@ -104,7 +114,7 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
       compactMesh(mesh);
       report.collapsed_faces += live - mesh.faces.size();
     }
-    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+    rebuildAdjacency(adjacency, mesh);
   }
   buildShells(mesh, adjacency);
   report.adjacency = std::move(adjacency);
