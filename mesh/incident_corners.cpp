@@ -111,7 +111,7 @@ void IncidentCorners::appendFaces(const std::vector<Face>& faces, size_t first_f
     sum += (v < old_count ? offsets_[v + 1] - offsets_[v] : 0) + added[v];
   }
   offsets[vertex_count] = sum;
-  std::vector<uint32_t> corners(sum);
+  WorkingVector<uint32_t> corners(sum);
   std::vector<uint32_t>& next = added;  // reused as each list's next free slot
   for (size_t v = 0; v < vertex_count; ++v) {
     uint32_t slot = offsets[v];

@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "mesh/huge_pages.h"
+
 namespace vekmesh {
 
 struct Face;
@@ -103,8 +105,8 @@ class IncidentCorners {
   }
 
  private:
-  std::vector<uint32_t> offsets_;  // vertexCount() + 1 entries, or none
-  std::vector<uint32_t> corners_;  // encode(face, corner)
+  std::vector<uint32_t> offsets_;    // vertexCount() + 1 entries, or none
+  WorkingVector<uint32_t> corners_;  // encode(face, corner)
 };
 
 }  // namespace vekmesh

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <vector>
 
+#include "mesh/huge_pages.h"
 #include "mesh/prefetch.h"
 
 namespace vekmesh {
@@ -83,7 +84,7 @@ class VertexWelder {
   };
 
   void grow() {
-    std::vector<Slot> old;
+    WorkingVector<Slot> old;
     old.swap(slots_);
     slots_.assign(old.size() * 2, Slot{0, 0, kEmpty});
     mask_ = slots_.size() - 1;
@@ -95,7 +96,7 @@ class VertexWelder {
     }
   }
 
-  std::vector<Slot> slots_;
+  WorkingVector<Slot> slots_;
   size_t mask_ = 0;
   size_t size_ = 0;
 };
@@ -205,7 +206,7 @@ class PointWelder {
   // only larger ones hash the stored points again.
   template <class Stored>
   void grow(Stored&& stored) {
-    std::vector<Slot> old;
+    WorkingVector<Slot> old;
     old.swap(slots_);
     slots_.assign(old.size() * 2, Slot{0, kEmpty});
     mask_ = slots_.size() - 1;
@@ -218,7 +219,7 @@ class PointWelder {
     }
   }
 
-  std::vector<Slot> slots_;
+  WorkingVector<Slot> slots_;
   size_t mask_ = 0;
   size_t size_ = 0;
 };

@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "mesh/huge_pages.h"
 #include "mesh/tri_mesh.h"
 #include "remesh/quadric.h"
 
@@ -83,9 +84,8 @@ class RecordArray {
  public:
   void allocate(size_t n) {
     const size_t bytes = (std::max<size_t>(n, 1) * sizeof(T) + kAlign - 1) / kAlign * kAlign;
-    // The aligned operator new rather than std::aligned_alloc, which the
-    // Windows C runtime lacks; it throws std::bad_alloc itself.
-    data_.reset(static_cast<T*>(::operator new(bytes, std::align_val_t(kAlign))));
+    data_.reset(static_cast<T*>(allocateWorkingArray(bytes, kAlign)));
+    data_.get_deleter().bytes = bytes;
     size_ = n;
   }
   size_t size() const { return size_; }
@@ -96,7 +96,8 @@ class RecordArray {
  private:
   static constexpr size_t kAlign = alignof(T) > 64 ? alignof(T) : 64;
   struct Free {
-    void operator()(T* p) const { ::operator delete(p, std::align_val_t(kAlign)); }
+    size_t bytes = 0;
+    void operator()(T* p) const { releaseWorkingArray(p, bytes, kAlign); }
   };
   std::unique_ptr<T, Free> data_;
   size_t size_ = 0;

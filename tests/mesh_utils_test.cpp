@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "geometry/vectors.h"
+#include "mesh/huge_pages.h"
 #include "mesh/parallel_loops.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
@@ -195,6 +196,29 @@ TEST(ElementsWhere, GivesTheFindsInOrderWhateverTheThreads) {
   }
   omp_set_num_threads(threads);
   EXPECT_TRUE(elementsWhere(0, wanted).empty());
+}
+
+// Working arrays keep the alignment asked for; large ones start on a whole
+// huge page (the advice covers them from their first byte), and a vector on
+// them grows and copies like any other.
+TEST(WorkingArrays, AlignLargeBlocksToHugePagesAndHoldTheirContents) {
+  const auto address = [](const void* p) { return reinterpret_cast<uintptr_t>(p); };
+  for (const size_t bytes : {size_t(100), kHugePageArrayMinimum - 64, kHugePageArrayMinimum}) {
+    void* p = allocateWorkingArray(bytes, 128);
+    EXPECT_EQ(address(p) % 128, 0u) << bytes;
+    if (bytes >= kHugePageArrayMinimum) {
+      EXPECT_EQ(address(p) % (size_t(2) << 20), 0u);
+    }
+    std::memset(p, 0xAB, bytes);
+    EXPECT_EQ(static_cast<unsigned char*>(p)[bytes - 1], 0xAB);
+    releaseWorkingArray(p, bytes, 128);
+  }
+  WorkingVector<uint32_t> grown;
+  for (uint32_t i = 0; i < 3000000; ++i) grown.push_back(i * 7);
+  const WorkingVector<uint32_t> copy = grown;
+  EXPECT_EQ(copy.size(), 3000000u);
+  EXPECT_EQ(copy[2999999], 2999999u * 7);
+  EXPECT_EQ(address(copy.data()) % (size_t(2) << 20), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,38 @@
+// Large working arrays on huge pages: aligned new, then madvise on Linux.
+#include "mesh/huge_pages.h"
+
+#include <new>
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+namespace vekmesh {
+namespace {
+
+constexpr size_t kHugePage = size_t(2) << 20;
+
+size_t alignmentFor(size_t bytes, size_t align) {
+  return bytes >= kHugePageArrayMinimum && align < kHugePage ? kHugePage : align;
+}
+
+}  // namespace
+
+void* allocateWorkingArray(size_t bytes, size_t align) {
+  const size_t a = alignmentFor(bytes, align);
+  // The aligned operator new rather than std::aligned_alloc, which the
+  // Windows C runtime lacks; it throws std::bad_alloc itself.
+  void* p = ::operator new(bytes, std::align_val_t(a));
+#if defined(__linux__)
+  // The block is fresh: pages not yet touched become huge when first
+  // touched. A refusal (huge pages off) changes nothing.
+  if (a == kHugePage) madvise(p, bytes / kHugePage * kHugePage, MADV_HUGEPAGE);
+#endif
+  return p;
+}
+
+void releaseWorkingArray(void* p, size_t bytes, size_t align) noexcept {
+  ::operator delete(p, std::align_val_t(alignmentFor(bytes, align)));
+}
+
+}  // namespace vekmesh

@@ -1,0 +1,51 @@
+// Working arrays of several megabytes that a pass reads at random: backed by
+// 2 MiB pages where the system allows it. With 4 KiB pages nearly every
+// access to such an array also misses the address translation cache, and
+// the first touch of every page is a fault of its own; where transparent
+// huge pages are left to the program's advice (a common default), the hint
+// removes most of both. Elsewhere (other systems, huge pages off) the array
+// is an ordinary aligned block. The tool marks every large block this way
+// already; these are the arrays a host's calls gain from it in the same way.
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <vector>
+
+namespace vekmesh {
+
+// Blocks from this size on are aligned to whole huge pages and advised.
+constexpr size_t kHugePageArrayMinimum = size_t(4) << 20;
+
+// An uninitialised block of `bytes` aligned to at least `align` (a power of
+// two); throws std::bad_alloc. Release it with releaseWorkingArray and the
+// same `bytes` and `align`.
+void* allocateWorkingArray(size_t bytes, size_t align);
+void releaseWorkingArray(void* p, size_t bytes, size_t align) noexcept;
+
+// The same for a std::vector's storage (hash tables, incidence lists).
+template <class T>
+struct WorkingArrayAllocator {
+  using value_type = T;
+  WorkingArrayAllocator() = default;
+  template <class U>
+  WorkingArrayAllocator(const WorkingArrayAllocator<U>&) {}
+  T* allocate(size_t n) {
+    if (n > size_t(-1) / sizeof(T)) throw std::bad_array_new_length();
+    return static_cast<T*>(allocateWorkingArray(n * sizeof(T), alignof(T)));
+  }
+  void deallocate(T* p, size_t n) noexcept { releaseWorkingArray(p, n * sizeof(T), alignof(T)); }
+  template <class U>
+  bool operator==(const WorkingArrayAllocator<U>&) const {
+    return true;
+  }
+  template <class U>
+  bool operator!=(const WorkingArrayAllocator<U>&) const {
+    return false;
+  }
+};
+
+template <class T>
+using WorkingVector = std::vector<T, WorkingArrayAllocator<T>>;
+
+}  // namespace vekmesh
