@@ -14,35 +14,41 @@ namespace vekmesh::reducer {
 // per_axis - 1 by quantiles of the vertices' coordinates, estimated from an evenly
 // strided sample of at most about 65536 vertices (blocks need not hold equal
 // counts, only comparable ones); vertices without a finite coordinate count
-// as below every cut.
-void ReducerState::assignBlocks(const SubMesh& m, int per_axis) {
+// as below every cut. The same pass widens `lo` and `hi` to the finite
+// coordinates.
+void ReducerState::assignBlocks(const SubMesh& m, int per_axis, double lo[3], double hi[3]) {
   const size_t nv = m.vertices.size();
   const size_t stride = std::max<size_t>(1, nv / 65536);
-  block.assign(nv, 0);
   std::vector<float> coordinate;
   coordinate.reserve(nv / stride + 1);
-  int scale = 1;
-  for (int axis = 0; axis < 3; ++axis, scale *= per_axis) {
+  float cuts[3][kMaxBlocksPerAxis - 1];
+  int count[3] = {0, 0, 0};
+  for (int axis = 0; axis < 3; ++axis) {
     coordinate.clear();
     for (size_t i = 0; i < nv; i += stride) {
       const float x = m.vertices[i].position[axis];
       if (std::isfinite(x)) coordinate.push_back(x);
     }
-    float cuts[kMaxBlocksPerAxis - 1];
-    int count = 0;
     for (int r = 1; r < per_axis && !coordinate.empty(); ++r) {
       auto at = coordinate.begin() +
                 static_cast<ptrdiff_t>(coordinate.size() * static_cast<size_t>(r) / per_axis);
       std::nth_element(coordinate.begin(), at, coordinate.end());
-      cuts[count++] = *at;
+      cuts[axis][count[axis]++] = *at;
     }
-    // Values at rising ranks: the cuts come out in order.
-    for (size_t i = 0; i < nv; ++i) {
+  }
+  // Values at rising ranks: the cuts come out in order.
+  block.resize(nv);
+  for (size_t i = 0; i < nv; ++i) {
+    int b = 0;
+    for (int axis = 0, scale = 1; axis < 3; ++axis, scale *= per_axis) {
       const float x = m.vertices[i].position[axis];
-      if (std::isfinite(x))
-        block[i] = static_cast<uint8_t>(block[i] +
-                                        scale * (std::upper_bound(cuts, cuts + count, x) - cuts));
+      if (!std::isfinite(x)) continue;
+      b += scale *
+           static_cast<int>(std::upper_bound(cuts[axis], cuts[axis] + count[axis], x) - cuts[axis]);
+      lo[axis] = std::min(lo[axis], static_cast<double>(x));
+      hi[axis] = std::max(hi[axis], static_cast<double>(x));
     }
+    block[i] = static_cast<uint8_t>(b);
   }
 }
 
@@ -54,7 +60,14 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   const size_t nf = m.faces.size();
   // Corners are numbered 3 f + c in 32 bits, with kNone kept free.
   if (nv >= kNone || nf >= (kNone - 3) / 3) return false;
+  // One pass over the faces checks their vertices and whether every face
+  // has the same material and colours.
+  uniform_attributes = m.texCoords.empty();
   for (const Face& f : m.faces) {
+    uniform_attributes = uniform_attributes && f.material == m.faces[0].material &&
+                         std::memcmp(f.colors[0], m.faces[0].colors[0], 3) == 0 &&
+                         std::memcmp(f.colors[1], m.faces[0].colors[0], 3) == 0 &&
+                         std::memcmp(f.colors[2], m.faces[0].colors[0], 3) == 0;
     if (f.removed) continue;
     for (int c = 0; c < 3; ++c)
       if (f.v[c] < 0 || static_cast<size_t>(f.v[c]) >= nv) return false;
@@ -63,14 +76,8 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // Centre of the finite positions: quadrics are far better conditioned about
   // the model than about a distant origin.
   double lo[3] = {INFINITY, INFINITY, INFINITY}, hi[3] = {-INFINITY, -INFINITY, -INFINITY};
-  for (const Vertex& v : m.vertices)
-    for (int k = 0; k < 3; ++k)
-      if (std::isfinite(v.position[k])) {
-        lo[k] = std::min(lo[k], static_cast<double>(v.position[k]));
-        hi[k] = std::max(hi[k], static_cast<double>(v.position[k]));
-      }
+  assignBlocks(m, blocks_per_axis, lo, hi);
   for (int k = 0; k < 3; ++k) origin[k] = lo[k] <= hi[k] ? 0.5 * (lo[k] + hi[k]) : 0.0;
-  assignBlocks(m, blocks_per_axis);
 
   // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
@@ -162,15 +169,6 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     }
   }
   collapses = 0;
-  uniform_attributes = m.texCoords.empty();
-  for (size_t f = 0; f < nf && uniform_attributes; ++f) {
-    const Face& a = m.faces[f];
-    const Face& b = m.faces[0];
-    uniform_attributes = a.material == b.material &&
-                         std::memcmp(a.colors[0], b.colors[0], 3) == 0 &&
-                         std::memcmp(a.colors[1], b.colors[0], 3) == 0 &&
-                         std::memcmp(a.colors[2], b.colors[0], 3) == 0;
-  }
   return true;
 }
 

@@ -144,7 +144,7 @@ struct ReducerState {
   // keep their exact single-precision positions.
   void store() const;
 
-  void assignBlocks(const SubMesh& m, int blocks_per_axis);
+  void assignBlocks(const SubMesh& m, int blocks_per_axis, double lo[3], double hi[3]);
 
   uint32_t vertexCount() const { return static_cast<uint32_t>(vertex.size()); }
   bool dead(uint32_t v) const { return version[v] >= kDeadVersion; }
