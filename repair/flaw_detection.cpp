@@ -178,10 +178,23 @@ struct FaceRunCounts {
   bool tied = false;
 };
 
-// Counts faces face_at(0) .. face_at(n - 1).
+// The top vertex of a run as its corners come: `z` of vertex v is met next.
+void meetHeight(double z, int32_t v, FaceRunCounts& out) {
+  if (z > out.top_z) {
+    out.top_z = z;
+    out.top = v;
+    out.tied = false;
+  } else if (out.top >= 0 && z == out.top_z && v != out.top) {
+    out.tied = true;
+  }
+}
+
+// Counts faces face_at(0) .. face_at(n - 1). The top vertex is found only
+// without `used`; with it, the vertices of live faces are marked there
+// instead (relaxed atomic stores: runs on other threads may mark them too).
 template <class FaceAt>
 void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at, size_t n,
-                  bool verdicts, FaceRunCounts& out) {
+                  bool verdicts, uint8_t* used, FaceRunCounts& out) {
   for (size_t i = 0; i < n; ++i) {
     const uint32_t f = face_at(i);
     const Face& face = mesh.faces[f];
@@ -206,16 +219,11 @@ void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt 
           out.flawed[mode] = out.flawed[mode] || strictCornerFlaw(use, mode);
     }
     if (face.removed) continue;
-    for (int c = 0; c < 3; ++c) {
-      const double z = mesh.vertices[face.v[c]].position[2];
-      if (z > out.top_z) {
-        out.top_z = z;
-        out.top = face.v[c];
-        out.tied = false;
-      } else if (out.top >= 0 && z == out.top_z && face.v[c] != out.top) {
-        out.tied = true;
-      }
+    if (used) {
+      for (int c = 0; c < 3; ++c) __atomic_store_n(used + face.v[c], uint8_t(1), __ATOMIC_RELAXED);
+      continue;
     }
+    for (int c = 0; c < 3; ++c) meetHeight(mesh.vertices[face.v[c]].position[2], face.v[c], out);
   }
 }
 
@@ -224,13 +232,25 @@ void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt 
 // finds, whatever the thread count.
 constexpr size_t kFaceRun = 8192;
 
+// Merges the top vertex of a later part into `all`.
+void mergeTop(const FaceRunCounts& p, FaceRunCounts& all) {
+  if (p.top < 0) return;
+  if (p.top_z > all.top_z) {
+    all.top_z = p.top_z;
+    all.top = p.top;
+    all.tied = p.tied;
+  } else if (all.top >= 0 && p.top_z == all.top_z) {
+    all.tied = all.tied || p.tied || p.top != all.top;
+  }
+}
+
 template <class FaceAt>
 FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at,
-                         size_t n, bool verdicts) {
+                         size_t n, bool verdicts, uint8_t* used = nullptr) {
   const int64_t runs = static_cast<int64_t>((n + kFaceRun - 1) / kFaceRun);
   if (runs <= 1) {
     FaceRunCounts all;
-    countFaceRun(mesh, adjacency, face_at, n, verdicts, all);
+    countFaceRun(mesh, adjacency, face_at, n, verdicts, used, all);
     return all;
   }
   std::vector<FaceRunCounts> parts(static_cast<size_t>(runs));
@@ -239,7 +259,7 @@ FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, 
     const size_t first = size_t(r) * kFaceRun;
     countFaceRun(
         mesh, adjacency, [&](size_t i) { return face_at(first + i); },
-        std::min(kFaceRun, n - first), verdicts, parts[size_t(r)]);
+        std::min(kFaceRun, n - first), verdicts, used, parts[size_t(r)]);
   }
   FaceRunCounts all = parts[0];
   for (size_t r = 1; r < parts.size(); ++r) {
@@ -248,28 +268,41 @@ FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, 
       all.counters[k] += p.counters[k];
       all.flawed[k] = all.flawed[k] || p.flawed[k];
     }
-    if (p.top < 0) continue;
-    if (p.top_z > all.top_z) {
-      all.top_z = p.top_z;
-      all.top = p.top;
-      all.tied = p.tied;
-    } else if (all.top >= 0 && p.top_z == all.top_z) {
-      all.tied = all.tied || p.tied || p.top != all.top;
-    }
+    mergeTop(p, all);
   }
   return all;
+}
+
+// The top vertex of the vertices marked in `used`, as countFaceRun finds it
+// over the live faces that use them: the highest, unless another reaches its
+// height (`tied`), which does not depend on the order they are met in.
+void findTopOfUsedVertices(const SubMesh& mesh, const std::vector<uint8_t>& used,
+                           FaceRunCounts& out) {
+  const size_t n = used.size();
+  const int parts = loopParts(int64_t(n));
+  std::vector<FaceRunCounts> tops(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+  for (int t = 0; t < parts; ++t)
+    for (size_t v = partStart(n, t, parts), end = partStart(n, t + 1, parts); v < end; ++v)
+      if (used[v]) meetHeight(mesh.vertices[v].position[2], int32_t(v), tops[size_t(t)]);
+  for (const FaceRunCounts& p : tops) mergeTop(p, out);
 }
 
 // A shell's counts. A shell holding every face (the usual single-shell
 // model) is read in face order, which is what memory likes; everything but
 // the top vertex is a sum or an "any", and the top vertex is the same in both
 // orders unless another vertex reaches its height, when the shell's own order
-// decides.
+// decides. Its top vertex comes from the used vertices in vertex order, so
+// that the face pass reads no positions (met at random when the faces come
+// in no spatial order).
 FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
                          const std::vector<int32_t>& shell, bool verdicts) {
   if (shell.size() == mesh.faces.size()) {
+    std::vector<uint8_t> used(mesh.vertices.size());
     FaceRunCounts all = countFaces(
-        mesh, adjacency, [](size_t i) { return static_cast<uint32_t>(i); }, shell.size(), verdicts);
+        mesh, adjacency, [](size_t i) { return static_cast<uint32_t>(i); }, shell.size(), verdicts,
+        used.data());
+    findTopOfUsedVertices(mesh, used, all);
     if (all.tied) all.top = shellTopVertex(mesh, shell, true);
     return all;
   }

@@ -7,6 +7,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh/parallel_loops.h"
+#include "mesh/used_vertices.h"
 #include "repair/flaw_detection.h"
 #include "repair/shell_intersection.h"
 
@@ -54,20 +55,6 @@ Bounds liveBounds(const TriMesh& mesh, size_t first, size_t end) {
   return b;
 }
 
-// Marks in `used` the vertices of the live faces of [first, end); returns how
-// many live faces there are. Threads may mark a vertex at once: the stores
-// are relaxed atomics of the same value.
-size_t markUsedVertices(const TriMesh& mesh, size_t first, size_t end, uint8_t* used) {
-  size_t live = 0;
-  for (size_t i = first; i < end; ++i) {
-    const Face& f = mesh.faces[i];
-    if (f.removed) continue;
-    ++live;
-    for (int c = 0; c < 3; ++c) __atomic_store_n(used + f.v[c], uint8_t(1), __ATOMIC_RELAXED);
-  }
-  return live;
-}
-
 // Zeros seen per axis, by sign: when a bound ends at zero and both signs
 // occur, which one it keeps depends on the order the corners come in.
 struct ZeroSigns {
@@ -111,21 +98,14 @@ Bounds mergedBounds(int parts, PartBounds&& part) {
 
 // The bounds of every live face's corners. Read face by face, a mesh whose
 // faces come in no spatial order touches its vertices at random; instead the
-// used vertices are marked (a byte each, which stays in the cache) and their
-// positions read in order. The extremes are the same values either way; only
-// a bound of zero with zeros of both signs among the corners could come out
-// with another sign, and then the corners are read face by face after all.
+// used vertices are marked and their positions read in order. The extremes are the same values
+// either way; only a bound of zero with zeros of both signs among the corners could come out with
+// another sign, and then the corners are read face by face after all.
 Bounds liveFaceBounds(const TriMesh& mesh) {
   const size_t face_count = mesh.faces.size();
   const size_t vertex_count = mesh.vertices.size();
-  std::vector<uint8_t> used(vertex_count);
   size_t live = 0;
-  const int face_parts = loopParts(int64_t(face_count));
-#pragma omp parallel for schedule(static, 1) num_threads(face_parts) if (face_parts > 1) \
-    reduction(+ : live)
-  for (int t = 0; t < face_parts; ++t)
-    live += markUsedVertices(mesh, partStart(face_count, t, face_parts),
-                             partStart(face_count, t + 1, face_parts), used.data());
+  const std::vector<uint8_t> used = usedVertexMarks(mesh, &live);
   const int vertex_parts = loopParts(int64_t(vertex_count));
   std::vector<ZeroSigns> zeros(static_cast<size_t>(vertex_parts));
   Bounds b = mergedBounds(vertex_parts, [&](int t) {
@@ -144,6 +124,7 @@ Bounds liveFaceBounds(const TriMesh& mesh) {
     both_zeros = both_zeros || (at_zero && positive && negative);
   }
   if (!both_zeros) return b;
+  const int face_parts = loopParts(int64_t(face_count));
   return mergedBounds(face_parts, [&](int t) {
     return liveBounds(mesh, partStart(face_count, t, face_parts),
                       partStart(face_count, t + 1, face_parts));
