@@ -1,6 +1,5 @@
 // Marking the used vertices on the team: each thread takes a part of the
-// faces; two threads may mark one vertex at once, with relaxed atomic stores
-// of the same value.
+// faces.
 #include "mesh/used_vertices.h"
 
 #include "mesh/parallel_loops.h"
@@ -20,7 +19,7 @@ std::vector<uint8_t> usedVertexMarks(const SubMesh& mesh, size_t* live_faces) {
       const Face& f = mesh.faces[i];
       if (f.removed) continue;
       ++live;
-      for (int c = 0; c < 3; ++c) __atomic_store_n(marks + f.v[c], uint8_t(1), __ATOMIC_RELAXED);
+      markVerticesOf(f, marks);
     }
   if (live_faces) *live_faces = live;
   return used;

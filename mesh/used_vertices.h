@@ -18,4 +18,10 @@ namespace vekmesh {
 // of live faces.
 std::vector<uint8_t> usedVertexMarks(const SubMesh& mesh, size_t* live_faces = nullptr);
 
+// Marks the vertices of `face` in `used`. Threads may mark one vertex at
+// once: the stores are relaxed atomics of the same value.
+inline void markVerticesOf(const Face& face, uint8_t* used) {
+  for (int c = 0; c < 3; ++c) __atomic_store_n(used + face.v[c], uint8_t(1), __ATOMIC_RELAXED);
+}
+
 }  // namespace vekmesh

@@ -15,6 +15,7 @@
 #include "mesh/operation_log.h"
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
+#include "mesh/used_vertices.h"
 #include "repair/shell_orientation.h"
 
 namespace vekmesh {
@@ -191,7 +192,7 @@ void meetHeight(double z, int32_t v, FaceRunCounts& out) {
 
 // Counts faces face_at(0) .. face_at(n - 1). The top vertex is found only
 // without `used`; with it, the vertices of live faces are marked there
-// instead (relaxed atomic stores: runs on other threads may mark them too).
+// instead.
 template <class FaceAt>
 void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at, size_t n,
                   bool verdicts, uint8_t* used, FaceRunCounts& out) {
@@ -220,7 +221,7 @@ void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt 
     }
     if (face.removed) continue;
     if (used) {
-      for (int c = 0; c < 3; ++c) __atomic_store_n(used + face.v[c], uint8_t(1), __ATOMIC_RELAXED);
+      markVerticesOf(face, used);
       continue;
     }
     for (int c = 0; c < 3; ++c) meetHeight(mesh.vertices[face.v[c]].position[2], face.v[c], out);

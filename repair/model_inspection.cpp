@@ -98,9 +98,10 @@ Bounds mergedBounds(int parts, PartBounds&& part) {
 
 // The bounds of every live face's corners. Read face by face, a mesh whose
 // faces come in no spatial order touches its vertices at random; instead the
-// used vertices are marked and their positions read in order. The extremes are the same values
-// either way; only a bound of zero with zeros of both signs among the corners could come out with
-// another sign, and then the corners are read face by face after all.
+// used vertices are marked and their positions read in order. The extremes
+// are the same values either way; only a bound of zero with zeros of both
+// signs among the corners could come out with another sign, and then the
+// corners are read face by face after all.
 Bounds liveFaceBounds(const TriMesh& mesh) {
   const size_t face_count = mesh.faces.size();
   const size_t vertex_count = mesh.vertices.size();
