@@ -42,9 +42,10 @@ using test::EdgeCensus;
 using test::IndexedMesh;
 
 // Targets of the comparison.
-constexpr double kTimeRatioBudget = 2.0;          // ours / meshopt_simplify, both welding
-constexpr double kOpenMeshHausdorffBudget = 1.1;  // ours / OpenMesh
-constexpr double kFastThroughputBudget = 2e6;     // input triangles per second
+constexpr double kTimeRatioBudget = 2.0;           // ours / meshopt_simplify, both welding
+constexpr double kOneThreadTimeRatioBudget = 1.2;  // the same with ours on one thread too
+constexpr double kOpenMeshHausdorffBudget = 1.1;   // ours / OpenMesh
+constexpr double kFastThroughputBudget = 2e6;      // input triangles per second
 
 // Bounds of the comparison runs: no error limit and only flips refused, as the
 // peers run without limits of their own.
@@ -112,7 +113,8 @@ struct Row {
   std::string name;
   size_t triangles = 0;
   bool fast = false;
-  bool headline = false;  // the size the budgets are set for
+  bool headline = false;    // the size the budgets are set for
+  bool one_thread = false;  // ours on one thread, as meshopt always is
   std::vector<Result> results;
   double time_ratio = 0.0;  // median of paired ours / meshopt times
 };
@@ -255,6 +257,7 @@ void benchQuality(benchmark::State& state, const std::string& name, const Shape&
   row.name = name;
   row.triangles = input.triangleCount();
   row.headline = headline;
+  row.one_thread = threads == 1;
   IndexedMesh our_output;
   const auto run_ours = reductionRun(
       soup, [](SubMesh& m, double r, double e, double c) { reduceMesh(m, r, e, c); }, 0.1,
@@ -363,9 +366,9 @@ bool summarize() {
           verdict(ours.guarantees()));
       continue;
     }
+    const double budget = row.one_thread ? kOneThreadTimeRatioBudget : kTimeRatioBudget;
     std::printf("  ours/meshopt_simplify time %.2f (target <= %.1f): %s; guarantees %s",
-                row.time_ratio, kTimeRatioBudget,
-                judged(row, row.time_ratio <= kTimeRatioBudget).c_str(),
+                row.time_ratio, budget, judged(row, row.time_ratio <= budget).c_str(),
                 verdict(ours.guarantees()));
     for (const Result& r : row.results) {
       if (r.who == "meshopt")
