@@ -86,9 +86,11 @@ EdgeCount countedEdge(const SubMesh& mesh, const CornerAdjacency& adjacency,
   const int32_t across = adjacency.across[slot];
   if (across == CornerAdjacency::kOpen) return EdgeCount::kOpen;
   // One other listing of a face without a repeated vertex is the whole story.
+  // Whether the face across comes later follows no pattern when triangles
+  // start at any corner: both conditions are taken without a branch.
   if (across >= 0 && !(any_repeated && repeated.test(size_t(across))))
-    return uint32_t(across) > f && adjacency.same_direction[slot] ? EdgeCount::kMisoriented
-                                                                  : EdgeCount::kNone;
+    return (uint32_t(across) > f) & (adjacency.same_direction[slot] != 0) ? EdgeCount::kMisoriented
+                                                                          : EdgeCount::kNone;
   const EdgeUses uses = walkEdge(mesh, repeated, f, c);
   if (uses.faces == 1) return EdgeCount::kOpen;
   if (!uses.f_is_lowest) return EdgeCount::kNone;
