@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <tuple>
 
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
@@ -90,26 +89,6 @@ void recordShortList(const std::vector<Entry>& entries, CornerAdjacency& adjacen
   }
 }
 
-// Appends to `duplicates` the faces met at x, their lowest vertex, whose other
-// two vertices repeat those of a lower-numbered face met there; sets
-// `repeated` when a face met at x names a vertex twice. `keyed` is scratch.
-void findDuplicates(int32_t x, const std::vector<Entry>& entries,
-                    std::vector<std::tuple<int32_t, int32_t, uint32_t>>& keyed,
-                    std::vector<uint32_t>& duplicates, bool& repeated) {
-  keyed.clear();
-  for (const Entry& e : entries) {
-    if (e.next == e.prev || e.next == x || e.prev == x) repeated = true;
-    if (x < e.next && x < e.prev)
-      keyed.emplace_back(std::min(e.next, e.prev), std::max(e.next, e.prev), e.face);
-  }
-  // Sorting by (other two vertices, face) puts each set's lowest face first.
-  std::sort(keyed.begin(), keyed.end());
-  for (size_t i = 1; i < keyed.size(); ++i)
-    if (std::get<0>(keyed[i]) == std::get<0>(keyed[i - 1]) &&
-        std::get<1>(keyed[i]) == std::get<1>(keyed[i - 1]))
-      duplicates.push_back(std::get<2>(keyed[i]));
-}
-
 // Marks, in the first vertex of a face's copy, a face that shares no edges.
 constexpr int32_t kSkippedFace = INT32_MIN;
 
@@ -149,6 +128,74 @@ void sweepVertex(const SubMesh& mesh, const int32_t* face_vertices, size_t x,
         adjacency);
 }
 
+// Whether live face f (vertices v, the lowest x, all three different) has
+// the vertices of a lower-numbered live face, from x's list: such a face
+// lists x with the other two as its neighbours there.
+bool repeatsLowerFace(const SubMesh& mesh, const int32_t* face_vertices, uint32_t f,
+                      const int32_t* v, int32_t x) {
+  int32_t others[2];
+  int k = 0;
+  for (int c = 0; c < 3; ++c)
+    if (v[c] != x) others[k++] = v[c];
+  for (const CornerRef& r : mesh.incidentCorners[size_t(x)]) {
+    if (r.face >= f) continue;
+    const int32_t* g = face_vertices + 3 * size_t(r.face);
+    if (g[0] == kSkippedFace) continue;
+    const int32_t next = g[nextCorner(r.corner)], prev = g[prevCorner(r.corner)];
+    if ((next == others[0] && prev == others[1]) || (next == others[1] && prev == others[0]))
+      return true;
+  }
+  return false;
+}
+
+// The duplicate list and the repeated-vertex flag, from the finished
+// adjacency in one pass over the faces (the team takes a part each, joined
+// in order). A live face with the vertices of a lower-numbered one shares
+// its three edges with it: when each edge has a single other face, that is
+// the same face on all three and the answer is whether it is lower; when
+// the three differ or one is open, no face repeats it; only faces with an
+// edge of several faces (duplicates among them) look in a list. Faces the
+// lists leave out (out of range, past what an entry names) are left out
+// here too.
+void listDuplicates(const SubMesh& mesh, const int32_t* face_vertices, size_t vertex_count,
+                    CornerAdjacency& adjacency) {
+  const size_t listed_vertices = mesh.incidentCorners.vertexCount();
+  const size_t n = std::min(mesh.faces.size(), IncidentCorners::kMaxFaces);
+  const int parts = loopParts(int64_t(n));
+  std::vector<std::vector<uint32_t>> found(static_cast<size_t>(parts));
+  std::vector<uint8_t> repeated(static_cast<size_t>(parts), 0);
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+  for (int t = 0; t < parts; ++t)
+    for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end; ++f) {
+      const int32_t* v = face_vertices + 3 * f;
+      if (v[0] == kSkippedFace) continue;
+      bool listed = true;
+      for (int c = 0; c < 3; ++c) listed = listed && v[c] >= 0 && size_t(v[c]) < listed_vertices;
+      const int32_t x = std::min({v[0], v[1], v[2]});
+      // A face is met in the sweep at its vertices below vertex_count.
+      if (!listed || size_t(x) >= vertex_count) continue;
+      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
+        repeated[size_t(t)] = 1;
+        continue;
+      }
+      const int32_t* across = adjacency.across.data() + 3 * f;
+      bool repeats;
+      if (across[0] == CornerAdjacency::kSeveral || across[1] == CornerAdjacency::kSeveral ||
+          across[2] == CornerAdjacency::kSeveral)
+        repeats = repeatsLowerFace(mesh, face_vertices, uint32_t(f), v, x);
+      else
+        repeats = across[0] >= 0 && across[0] == across[1] && across[1] == across[2] &&
+                  size_t(across[0]) < f;
+      if (repeats) found[size_t(t)].push_back(uint32_t(f));
+    }
+  for (int t = 0; t < parts; ++t) {
+    adjacency.duplicate_faces.insert(adjacency.duplicate_faces.end(), found[size_t(t)].begin(),
+                                     found[size_t(t)].end());
+    adjacency.repeated_vertex_face = adjacency.repeated_vertex_face || repeated[size_t(t)];
+  }
+  adjacency.duplicates_listed = true;
+}
+
 }  // namespace
 
 CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
@@ -168,11 +215,8 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
 
   // Each corner's slots are written only while sweeping the vertex that lists
   // it, so vertices can be swept in parallel; the result does not depend on
-  // the number of threads (the duplicate list is sorted at the end).
-  list_duplicates = list_duplicates && removed == RemovedFaces::kSkip;
-  bool repeated = false;
-  const int64_t vertex_count =
-      static_cast<int64_t>(std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount()));
+  // the number of threads.
+  const size_t vertex_count = std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount());
   // The sweep reads the vertices of faces met in the lists; a dense copy of
   // them (12 bytes a face instead of a 36-byte record) keeps three times as
   // many faces in the cache, which is what a shuffled mesh needs.
@@ -187,40 +231,27 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
     v[2] = face.v[2];
   }
   const int32_t* vertices_of = face_vertices.data();
-#pragma omp parallel if (vertex_count >= kParallelMinimum)
+  const int64_t sweep_count = static_cast<int64_t>(vertex_count);
+#pragma omp parallel if (sweep_count >= kParallelMinimum)
   {
     std::vector<Entry> entries;
-    std::vector<std::pair<int32_t, uint32_t>> keyed;           // (far vertex, entry) for long lists
-    std::vector<std::tuple<int32_t, int32_t, uint32_t>> sets;  // scratch of findDuplicates
-    std::vector<uint32_t> duplicates;
-    bool repeated_here = false;
+    std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
     // Taken in chunks as threads come free: the lists of some vertices cost
     // more than others' (long lists, faces out of the cache), and a thread
     // that waits at the end for another's half is time lost.
 #pragma omp for schedule(dynamic, kSweepChunk)
-    for (int64_t x = 0; x < vertex_count; ++x) {
-      if (x + int64_t(kPrefetchAhead) < vertex_count)
+    for (int64_t x = 0; x < sweep_count; ++x) {
+      if (x + int64_t(kPrefetchAhead) < sweep_count)
         for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
           prefetchRead(vertices_of + 3 * size_t(r.face));
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
           prefetchWrite(adjacency.same_direction.data() + size_t(r.face) * 3);
         }
       sweepVertex(mesh, vertices_of, static_cast<size_t>(x), entries, keyed, adjacency);
-      if (list_duplicates)
-        findDuplicates(static_cast<int32_t>(x), entries, sets, duplicates, repeated_here);
-    }
-#pragma omp critical(vekmesh_adjacency_duplicates)
-    {
-      adjacency.duplicate_faces.insert(adjacency.duplicate_faces.end(), duplicates.begin(),
-                                       duplicates.end());
-      repeated = repeated || repeated_here;
     }
   }
-  if (list_duplicates) {
-    std::sort(adjacency.duplicate_faces.begin(), adjacency.duplicate_faces.end());
-    adjacency.duplicates_listed = true;
-    adjacency.repeated_vertex_face = repeated;
-  }
+  if (list_duplicates && removed == RemovedFaces::kSkip)
+    listDuplicates(mesh, vertices_of, vertex_count, adjacency);
   return adjacency;
 }
 

@@ -41,8 +41,10 @@ struct CornerAdjacency {
 
 // Needs current incidentCorners. Corners of faces that are not listed (or
 // removed faces, with kSkip) get kOpen. With `list_duplicates` (and kSkip),
-// the sweep also lists the duplicate faces: it meets each face at its lowest
-// vertex with the other two at hand.
+// the duplicate faces are listed too, by a pass over the faces that reads
+// the finished adjacency: a face that shares all three edges with one other
+// face and nothing else is decided by the two numbers, and only faces with
+// an edge of several faces look in a list.
 CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
                                      bool list_duplicates = false);
 

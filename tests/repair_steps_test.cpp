@@ -82,6 +82,23 @@ TEST(RemoveDuplicateFaces, KeepsTheFirstCopyInEitherWinding) {
   EXPECT_FALSE(detectFlaws(mesh, 0));
 }
 
+// Two faces on the same three vertices and nothing else: each edge of either
+// has the other as its only partner, which decides the copy without a list.
+TEST(RemoveDuplicateFaces, ListsTheLaterOfTwoLoneCopies) {
+  Soup soup;
+  soup.addTriangle({0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+  soup.addTriangle({5, 0, 0}, {6, 0, 0}, {5, 1, 0});
+  soup.addTriangle({0, 1, 0}, {0, 0, 0}, {1, 0, 0});  // the first again, from another corner
+  soup.addTriangle({6, 0, 0}, {5, 0, 0}, {5, 1, 0});  // the second reversed
+  TriMesh mesh = test::buildMesh(soup);
+  const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, true);
+  EXPECT_EQ(adjacency.duplicate_faces, (std::vector<uint32_t>{2, 3}));
+  EXPECT_FALSE(adjacency.repeated_vertex_face);
+  TriMesh walked = mesh;
+  EXPECT_EQ(removeDuplicateFaces(walked), 2u);
+  EXPECT_TRUE(walked.faces[2].removed && walked.faces[3].removed);
+}
+
 // Shells, then the orientation unified; the faces the walk turned.
 size_t unify(TriMesh& mesh) {
   buildShells(mesh);
