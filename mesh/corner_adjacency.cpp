@@ -6,6 +6,7 @@
 #include "mesh/corner_adjacency.h"
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 
 #include "mesh/parallel_loops.h"
@@ -149,50 +150,39 @@ bool repeatsLowerFace(const SubMesh& mesh, const int32_t* face_vertices, uint32_
 }
 
 // The duplicate list and the repeated-vertex flag, from the finished
-// adjacency in one pass over the faces (the team takes a part each, joined
-// in order). A live face with the vertices of a lower-numbered one shares
-// its three edges with it: when each edge has a single other face, that is
-// the same face on all three and the answer is whether it is lower; when
-// the three differ or one is open, no face repeats it; only faces with an
-// edge of several faces (duplicates among them) look in a list. Faces the
-// lists leave out (out of range, past what an entry names) are left out
-// here too.
+// adjacency in one pass over the faces. A live face with the vertices of a
+// lower-numbered one shares its three edges with it: when each edge has a
+// single other face, that is the same face on all three and the answer is
+// whether it is lower; when the three differ or one is open, no face
+// repeats it; only faces with an edge of several faces (duplicates among
+// them) look in a list. Faces the lists leave out (out of range, past what
+// an entry names) are left out here too.
 void listDuplicates(const SubMesh& mesh, const int32_t* face_vertices, size_t vertex_count,
                     CornerAdjacency& adjacency) {
   const size_t listed_vertices = mesh.incidentCorners.vertexCount();
   const size_t n = std::min(mesh.faces.size(), IncidentCorners::kMaxFaces);
-  const int parts = loopParts(int64_t(n));
-  std::vector<std::vector<uint32_t>> found(static_cast<size_t>(parts));
-  std::vector<uint8_t> repeated(static_cast<size_t>(parts), 0);
-#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
-  for (int t = 0; t < parts; ++t)
-    for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end; ++f) {
-      const int32_t* v = face_vertices + 3 * f;
-      if (v[0] == kSkippedFace) continue;
-      bool listed = true;
-      for (int c = 0; c < 3; ++c) listed = listed && v[c] >= 0 && size_t(v[c]) < listed_vertices;
-      const int32_t x = std::min({v[0], v[1], v[2]});
-      // A face is met in the sweep at its vertices below vertex_count.
-      if (!listed || size_t(x) >= vertex_count) continue;
-      if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
-        repeated[size_t(t)] = 1;
-        continue;
-      }
-      const int32_t* across = adjacency.across.data() + 3 * f;
-      bool repeats;
-      if (across[0] == CornerAdjacency::kSeveral || across[1] == CornerAdjacency::kSeveral ||
-          across[2] == CornerAdjacency::kSeveral)
-        repeats = repeatsLowerFace(mesh, face_vertices, uint32_t(f), v, x);
-      else
-        repeats = across[0] >= 0 && across[0] == across[1] && across[1] == across[2] &&
-                  size_t(across[0]) < f;
-      if (repeats) found[size_t(t)].push_back(uint32_t(f));
+  std::atomic<bool> repeated{false};
+  const std::vector<size_t> duplicates = elementsWhere(n, [&](size_t f) {
+    const int32_t* v = face_vertices + 3 * f;
+    if (v[0] == kSkippedFace) return false;
+    bool listed = true;
+    for (int c = 0; c < 3; ++c) listed = listed && v[c] >= 0 && size_t(v[c]) < listed_vertices;
+    const int32_t x = std::min({v[0], v[1], v[2]});
+    // A face is met in the sweep at its vertices below vertex_count.
+    if (!listed || size_t(x) >= vertex_count) return false;
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) {
+      repeated.store(true, std::memory_order_relaxed);
+      return false;
     }
-  for (int t = 0; t < parts; ++t) {
-    adjacency.duplicate_faces.insert(adjacency.duplicate_faces.end(), found[size_t(t)].begin(),
-                                     found[size_t(t)].end());
-    adjacency.repeated_vertex_face = adjacency.repeated_vertex_face || repeated[size_t(t)];
-  }
+    const int32_t* across = adjacency.across.data() + 3 * f;
+    if (across[0] == CornerAdjacency::kSeveral || across[1] == CornerAdjacency::kSeveral ||
+        across[2] == CornerAdjacency::kSeveral)
+      return repeatsLowerFace(mesh, face_vertices, uint32_t(f), v, x);
+    return across[0] >= 0 && across[0] == across[1] && across[1] == across[2] &&
+           size_t(across[0]) < f;
+  });
+  adjacency.duplicate_faces.assign(duplicates.begin(), duplicates.end());
+  adjacency.repeated_vertex_face = repeated.load(std::memory_order_relaxed);
   adjacency.duplicates_listed = true;
 }
 
@@ -216,7 +206,8 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
   // Each corner's slots are written only while sweeping the vertex that lists
   // it, so vertices can be swept in parallel; the result does not depend on
   // the number of threads.
-  const size_t vertex_count = std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount());
+  const int64_t vertex_count =
+      static_cast<int64_t>(std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount()));
   // The sweep reads the vertices of faces met in the lists; a dense copy of
   // them (12 bytes a face instead of a 36-byte record) keeps three times as
   // many faces in the cache, which is what a shuffled mesh needs.
@@ -231,8 +222,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
     v[2] = face.v[2];
   }
   const int32_t* vertices_of = face_vertices.data();
-  const int64_t sweep_count = static_cast<int64_t>(vertex_count);
-#pragma omp parallel if (sweep_count >= kParallelMinimum)
+#pragma omp parallel if (vertex_count >= kParallelMinimum)
   {
     std::vector<Entry> entries;
     std::vector<std::pair<int32_t, uint32_t>> keyed;  // (far vertex, entry) for long lists
@@ -240,8 +230,8 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
     // more than others' (long lists, faces out of the cache), and a thread
     // that waits at the end for another's half is time lost.
 #pragma omp for schedule(dynamic, kSweepChunk)
-    for (int64_t x = 0; x < sweep_count; ++x) {
-      if (x + int64_t(kPrefetchAhead) < sweep_count)
+    for (int64_t x = 0; x < vertex_count; ++x) {
+      if (x + int64_t(kPrefetchAhead) < vertex_count)
         for (const CornerRef& r : mesh.incidentCorners[x + kPrefetchAhead]) {
           prefetchRead(vertices_of + 3 * size_t(r.face));
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
@@ -251,7 +241,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
     }
   }
   if (list_duplicates && removed == RemovedFaces::kSkip)
-    listDuplicates(mesh, vertices_of, vertex_count, adjacency);
+    listDuplicates(mesh, vertices_of, size_t(vertex_count), adjacency);
   return adjacency;
 }
 
