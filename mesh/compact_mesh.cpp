@@ -4,6 +4,7 @@
 // faces dropped, fresh texture coordinates, incidence lists in face order),
 // but by welding the referenced vertices instead of every corner.
 #include <algorithm>
+#include <cstring>
 
 #include "mesh/corner_adjacency.h"
 #include "mesh/mesh_utils.h"
@@ -16,19 +17,6 @@ namespace vekmesh {
 namespace {
 
 constexpr uint32_t kNone = 0xFFFFFFFFu;
-constexpr uint64_t kNoCorner = ~uint64_t(0);
-
-// value = min(value, candidate); atomically when parts run at once.
-void lowerTo(uint64_t& value, uint64_t candidate, bool shared) {
-  if (!shared) {
-    if (candidate < value) value = candidate;
-    return;
-  }
-  uint64_t seen = __atomic_load_n(&value, __ATOMIC_RELAXED);
-  while (candidate < seen && !__atomic_compare_exchange_n(&value, &seen, candidate, true,
-                                                          __ATOMIC_RELAXED, __ATOMIC_RELAXED)) {
-  }
-}
 
 // A face naming a vertex that does not exist cannot be rebuilt; it is
 // dropped like a removed one.
@@ -43,10 +31,16 @@ bool inRange(const Face& f, size_t vertex_count) {
 void compactMesh(SubMesh& mesh) {
   const size_t vertex_count = mesh.vertices.size();
   const size_t face_count = mesh.faces.size();
-  size_t live = 0;
+  // One pass over the faces: those out of range are dropped, and the live
+  // ones mark the vertices they use.
+  std::vector<uint8_t> used(vertex_count, 0);
+  size_t live = 0, textured_faces = 0;
   for (Face& f : mesh.faces) {
     if (!f.removed && !inRange(f, vertex_count)) f.removed = 1;
-    live += f.removed == 0;
+    if (f.removed) continue;
+    ++live;
+    textured_faces += f.material >= 0;
+    used[f.v[0]] = used[f.v[1]] = used[f.v[2]] = 1;
   }
   if (live == 0) return;
   // The new lists come from the new faces alone; the old ones go first so
@@ -56,21 +50,20 @@ void compactMesh(SubMesh& mesh) {
 
   // The box over every corner of a live face is the box over the vertices
   // they use.
-  std::vector<uint8_t> used(vertex_count, 0);
-  for (const Face& f : mesh.faces)
-    if (!f.removed) used[f.v[0]] = used[f.v[1]] = used[f.v[2]] = 1;
   WeldGrid grid;
   for (size_t v = 0; v < vertex_count; ++v)
     if (used[v]) grid.widen(mesh.vertices[v].position);
   grid.finish();
 
-  // Weld classes of the used vertices, each named by its lowest vertex. The
-  // vertices are split into two halves by a bit of their hash and each half
-  // is welded with its own table, so two threads can weld at once; which
-  // half a vertex falls in does not depend on the thread count, nor do the
-  // classes. Vertices are hashed by their key alone: equal bits decide at
-  // once, and cells are worked out only when different points share a key.
+  // Weld classes of the used vertices, each named by its lowest vertex. With
+  // a second thread the vertices are split into two halves by a bit of their
+  // hash and each half is welded with its own table at once; a class lies in
+  // one half, and each table meets its vertices in increasing order, so the
+  // classes and their names are those of one table. Vertices are hashed by
+  // their key alone: equal bits decide at once, and cells are worked out only
+  // when different points share a key.
   std::vector<uint32_t> weld_class(vertex_count, kNone);
+  size_t classes = 0;
   {
     using Welder = PointWelder<WeldGrid::bitPatternKey>;
     const int64_t n = static_cast<int64_t>(vertex_count);
@@ -85,125 +78,81 @@ void compactMesh(SubMesh& mesh) {
       return WeldGrid::bitPatternKey(q) == WeldGrid::bitPatternKey(p) &&
              grid.cell(q) == grid.cell(p);
     };
-    constexpr int kHalves = 2;
-#pragma omp parallel for schedule(static) if (n >= kParallelMinimum)
-    for (int half = 0; half < kHalves; ++half) {
-      Welder welder(vertex_count / kHalves);
-      auto mine = [&](int64_t v) { return used[v] && int(hashes[v] >> 63) == half; };
-      constexpr int64_t kAhead = 16;  // table slots are prefetched this far ahead
-      for (int64_t v = 0; v < n; ++v) {
-        if (v + kAhead < n && mine(v + kAhead)) welder.prefetch(hashes[v + kAhead]);
-        if (!mine(v)) continue;
-        bool inserted = false;
-        weld_class[v] = welder.findOrInsert(hashes[v], mesh.vertices[v].position,
-                                            static_cast<uint32_t>(v), inserted, stored, same_class);
+    const int tables = loopParts(n) > 1 ? 2 : 1;
+#pragma omp parallel for schedule(static) reduction(+ : classes) if (tables > 1)
+    for (int table = 0; table < tables; ++table) {
+      Welder welder(vertex_count / size_t(tables));
+      // A block's vertices for this table are listed first, without a
+      // branch: which half a vertex falls in is a coin toss.
+      constexpr int64_t kBlock = 256;
+      constexpr size_t kAhead = 16;  // table slots are prefetched this far ahead
+      uint32_t mine[kBlock];
+      for (int64_t begin = 0; begin < n; begin += kBlock) {
+        const int64_t end = std::min(n, begin + kBlock);
+        size_t count = 0;
+        for (int64_t v = begin; v < end; ++v) {
+          mine[count] = static_cast<uint32_t>(v);
+          count += used[v] && (tables == 1 || int(hashes[v] >> 63) == table);
+        }
+        for (size_t i = 0; i < count && i < kAhead; ++i) welder.prefetch(hashes[mine[i]]);
+        for (size_t i = 0; i < count; ++i) {
+          if (i + kAhead < count) welder.prefetch(hashes[mine[i + kAhead]]);
+          const uint32_t v = mine[i];
+          bool inserted = false;
+          weld_class[v] = welder.findOrInsert(hashes[v], mesh.vertices[v].position, v, inserted,
+                                              stored, same_class);
+          classes += inserted;
+        }
       }
     }
   }
 
-  // New vertex numbers in first-seen corner order over the live faces, the
-  // collapsing ones included (their vertices stay, as welding leaves them);
-  // each new vertex takes the position its first corner had. The faces are
-  // cut into one part per thread, and the numbering is done in passes that
-  // give the same numbers as one walk in order: each class's first corner is
-  // the lowest any part meets; each part then counts the firsts it holds and
-  // numbers them from where the parts before it end.
-  const int parts = loopParts(static_cast<int64_t>(face_count));
-  auto part_faces = [&](int t, auto&& visit) {
-    const size_t last = partStart(face_count, t + 1, parts);
-    for (size_t f = partStart(face_count, t, parts); f < last; ++f) {
-      // The class tables are read at random; start loading a few faces ahead
-      // (live faces only: they alone are known to name existing vertices).
-      if (f + 16 < face_count && !mesh.faces[f + 16].removed)
-        for (int c = 0; c < 3; ++c) prefetchRead(weld_class.data() + mesh.faces[f + 16].v[c]);
-      if (!mesh.faces[f].removed) visit(f);
-    }
-  };
-  std::vector<uint64_t> first_corner(vertex_count, kNoCorner);  // by class name
-#pragma omp parallel for schedule(static) if (parts > 1)
-  for (int t = 0; t < parts; ++t)
-    part_faces(t, [&](size_t f) {
-      for (int c = 0; c < 3; ++c)
-        lowerTo(first_corner[weld_class[mesh.faces[f].v[c]]], 3 * uint64_t(f) + uint64_t(c),
-                parts > 1);
-    });
-
-  // Per part: first corners (new vertices) and new texture coordinates.
-  std::vector<size_t> firsts(parts + 1, 0), textured(parts + 1, 0);
-  auto classes_of = [&](const Face& face, uint32_t(&cls)[3]) {
-    for (int c = 0; c < 3; ++c) cls[c] = weld_class[face.v[c]];
-    return cls[0] != cls[1] && cls[1] != cls[2] && cls[0] != cls[2];
-  };
-#pragma omp parallel for schedule(static) if (parts > 1)
-  for (int t = 0; t < parts; ++t) {
-    size_t own_firsts = 0, own_textured = 0;
-    part_faces(t, [&](size_t f) {
-      const Face& face = mesh.faces[f];
-      uint32_t cls[3];
-      const bool keeps = classes_of(face, cls);
-      for (int c = 0; c < 3; ++c) own_firsts += first_corner[cls[c]] == 3 * uint64_t(f) + c;
-      own_textured += keeps && face.material >= 0 ? 3 : 0;
-    });
-    firsts[t + 1] = own_firsts;
-    textured[t + 1] = own_textured;
-  }
-  for (int t = 0; t < parts; ++t) {
-    firsts[t + 1] += firsts[t];
-    textured[t + 1] += textured[t];
-  }
+  // One walk over the live faces in order does the rest: a class is given the
+  // next vertex number at its first corner (the collapsing faces count, as
+  // their vertices stay when welding drops them), taking that corner's
+  // position; each face is rewritten onto the new numbers, with fresh
+  // texture coordinates in kept-face order, and moved up over the faces
+  // dropped before it. The numbering is a chain through the whole walk, so
+  // it stays on one thread: cutting it into parts took three passes over the
+  // faces to give the same numbers, which cost more than the second thread
+  // saved.
   std::vector<Vertex> vertices;
-  vertices.reserve(firsts[parts] + firsts[parts] / 64 + 64);  // room for hole patches
-  vertices.resize(firsts[parts]);
+  vertices.reserve(classes + classes / 64 + 64);            // room for hole patches
   std::vector<uint32_t> class_vertex(vertex_count, kNone);  // by class name
-#pragma omp parallel for schedule(static) if (parts > 1)
-  for (int t = 0; t < parts; ++t) {
-    size_t next = firsts[t];
-    part_faces(t, [&](size_t f) {
-      const Face& face = mesh.faces[f];
-      for (int c = 0; c < 3; ++c) {
-        const uint32_t cls = weld_class[face.v[c]];
-        if (first_corner[cls] != 3 * uint64_t(f) + c) continue;
-        class_vertex[cls] = static_cast<uint32_t>(next);
-        vertices[next] = Vertex{mesh.vertices[face.v[c]].position, static_cast<int32_t>(next)};
-        ++next;
-      }
-    });
-  }
-  std::vector<uint64_t>().swap(first_corner);
-
-  // Faces are rewritten where they are (a collapsing one is marked removed),
-  // with fresh texture coordinates in kept-face order; the kept ones then
-  // move up, which one walk does.
-  std::vector<TexCoord> tex_coords(textured[parts]);
-#pragma omp parallel for schedule(static) if (parts > 1)
-  for (int t = 0; t < parts; ++t) {
-    uint64_t index = textured[t];
-    part_faces(t, [&](size_t f) {
-      Face& face = mesh.faces[f];
-      uint32_t cls[3];
-      if (!classes_of(face, cls)) {
-        face.removed = 1;
-        return;
-      }
-      const uint32_t old_uv[3] = {face.uv[0], face.uv[1], face.uv[2]};
-      for (int c = 0; c < 3; ++c) {
-        face.v[c] = static_cast<int32_t>(class_vertex[cls[c]]);
-        face.uv[c] = kNoTexCoord;
-      }
-      if (face.material < 0) return;
-      for (int c = 0; c < 3; ++c) {
-        const bool textured_corner = old_uv[c] < mesh.texCoords.size();
-        tex_coords[index] = TexCoord{textured_corner ? mesh.texCoords[old_uv[c]].u : 0.0,
-                                     textured_corner ? mesh.texCoords[old_uv[c]].v : 0.0, index};
-        face.uv[c] = static_cast<uint32_t>(index++);
-      }
-    });
-  }
+  std::vector<TexCoord> tex_coords;
+  tex_coords.reserve(3 * textured_faces);
+  constexpr size_t kAhead = 16;  // the class table is read at random: load ahead
   size_t kept_count = 0;
   for (size_t f = 0; f < face_count; ++f) {
-    if (mesh.faces[f].removed) continue;
-    if (kept_count != f) mesh.faces[kept_count] = mesh.faces[f];
-    ++kept_count;
+    if (f + kAhead < face_count && !mesh.faces[f + kAhead].removed)
+      for (int c = 0; c < 3; ++c) prefetchRead(weld_class.data() + mesh.faces[f + kAhead].v[c]);
+    Face face = mesh.faces[f];
+    if (face.removed) continue;
+    int32_t v[3];
+    for (int c = 0; c < 3; ++c) {
+      uint32_t& number = class_vertex[weld_class[face.v[c]]];
+      if (number == kNone) {
+        number = static_cast<uint32_t>(vertices.size());
+        vertices.push_back(Vertex{mesh.vertices[face.v[c]].position, static_cast<int32_t>(number)});
+      }
+      v[c] = static_cast<int32_t>(number);
+    }
+    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+    for (int c = 0; c < 3; ++c) {
+      const uint32_t old_uv = face.uv[c];
+      face.v[c] = v[c];
+      face.uv[c] = kNoTexCoord;
+      if (face.material < 0) continue;
+      const bool textured_corner = old_uv < mesh.texCoords.size();
+      const uint64_t index = tex_coords.size();
+      tex_coords.push_back(TexCoord{textured_corner ? mesh.texCoords[old_uv].u : 0.0,
+                                    textured_corner ? mesh.texCoords[old_uv].v : 0.0, index});
+      face.uv[c] = static_cast<uint32_t>(index);
+    }
+    // A face that keeps its place and its numbers is left as it is: after a
+    // step that only moved vertices, most are.
+    Face& slot = mesh.faces[kept_count++];
+    if (kept_count - 1 != f || std::memcmp(&slot, &face, sizeof face) != 0) slot = face;
   }
   mesh.faces.resize(kept_count);
   // Hand back what many removed faces leave unused.

@@ -10,6 +10,7 @@
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
 
@@ -40,8 +41,8 @@ Soup brokenMix() {
 
 // Removes every seventh face, moves some vertices onto others (so that
 // compaction merges them and collapses faces) and gives one a negative zero.
-TriMesh damaged() {
-  TriMesh mesh = test::buildMesh(brokenMix());
+TriMesh damaged(const Soup& soup = brokenMix()) {
+  TriMesh mesh = test::buildMesh(soup);
   for (size_t f = 3; f < mesh.faces.size(); f += 7) mesh.faces[f].removed = 1;
   for (size_t v = 5; v + 1 < mesh.vertices.size(); v += 37)
     mesh.vertices[v].position = mesh.vertices[v + 1].position;
@@ -112,6 +113,22 @@ TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
   stale.incidentCorners.clear();
   compactMesh(stale);
   expectSameMesh(stale, expected);
+}
+
+TEST(CompactMesh, WeldsInTwoTablesAsInOne) {
+  // Enough vertices for a team to weld them in two tables, one per hash half.
+  const TriMesh original = damaged(test::uvSphereSoup(3.0f, 90, 240));
+  ASSERT_GE(original.vertices.size(), size_t(kParallelMinimum));
+  const TriMesh expected = rebuiltFromSoup(original);
+  ASSERT_LT(expected.vertices.size(), original.vertices.size());  // some vertices merged
+  const int threads = omp_get_max_threads();
+  for (const int team : {1, 2}) {
+    omp_set_num_threads(team);
+    TriMesh mesh = original;
+    compactMesh(mesh);
+    expectSameMesh(mesh, expected);
+  }
+  omp_set_num_threads(threads);
 }
 
 // The faces sharing corner c's edge of face f, in the order of v[c]'s list,
