@@ -93,11 +93,9 @@ void expectSameMesh(const SubMesh& a, const SubMesh& b) {
         << "texture coordinate " << t;
 }
 
-TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
-  const TriMesh original = damaged();
-  const TriMesh expected = rebuiltFromSoup(original);
-  ASSERT_LT(expected.faces.size(), original.faces.size() * 6 / 7);  // some faces collapsed
-  // On one thread and cut into three parts alike.
+// Compacts copies of `original` on one thread and on a team of three, each
+// expected to give `expected`.
+void expectCompactionOnTeams(const TriMesh& original, const TriMesh& expected) {
   const int threads = omp_get_max_threads();
   for (const int team : {1, 3}) {
     omp_set_num_threads(team);
@@ -107,6 +105,13 @@ TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
     EXPECT_EQ(test::invariantViolation(mesh), "");
   }
   omp_set_num_threads(threads);
+}
+
+TEST(CompactMesh, GivesWhatWeldingTheLiveSoupAgainGives) {
+  const TriMesh original = damaged();
+  const TriMesh expected = rebuiltFromSoup(original);
+  ASSERT_LT(expected.faces.size(), original.faces.size() * 6 / 7);  // some faces collapsed
+  expectCompactionOnTeams(original, expected);
 
   // The new lists come from the faces alone, whatever the old ones held.
   TriMesh stale = original;
@@ -121,14 +126,7 @@ TEST(CompactMesh, WeldsInTwoTablesAsInOne) {
   ASSERT_GE(original.vertices.size(), size_t(kParallelMinimum));
   const TriMesh expected = rebuiltFromSoup(original);
   ASSERT_LT(expected.vertices.size(), original.vertices.size());  // some vertices merged
-  const int threads = omp_get_max_threads();
-  for (const int team : {1, 2}) {
-    omp_set_num_threads(team);
-    TriMesh mesh = original;
-    compactMesh(mesh);
-    expectSameMesh(mesh, expected);
-  }
-  omp_set_num_threads(threads);
+  expectCompactionOnTeams(original, expected);
 }
 
 // The faces sharing corner c's edge of face f, in the order of v[c]'s list,
