@@ -1,5 +1,5 @@
 // Loading a mesh into the reducer's working records, block by block (corner
-// rings built by a counting sort, in corner order), and writing the reduced
+// rings linked in corner order), and writing the reduced
 // mesh back with compacted faces, vertices and texture coordinates.
 #include "remesh/reducer_state.h"
 
@@ -36,15 +36,16 @@ void ReducerState::assignBlocks(const SubMesh& m, int per_axis, double lo[3], do
       cuts[axis][count[axis]++] = *at;
     }
   }
-  // Values at rising ranks: the cuts come out in order.
   block.resize(nv);
   for (size_t i = 0; i < nv; ++i) {
     int b = 0;
     for (int axis = 0, scale = 1; axis < 3; ++axis, scale *= per_axis) {
       const float x = m.vertices[i].position[axis];
       if (!std::isfinite(x)) continue;
-      b += scale *
-           static_cast<int>(std::upper_bound(cuts[axis], cuts[axis] + count[axis], x) - cuts[axis]);
+      // The cuts at or below x, counted without a search's branches.
+      int below = 0;
+      for (int i = 0; i < count[axis]; ++i) below += cuts[axis][i] <= x;
+      b += scale * below;
       lo[axis] = std::min(lo[axis], static_cast<double>(x));
       hi[axis] = std::max(hi[axis], static_cast<double>(x));
     }
@@ -129,44 +130,44 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     live_faces += src.removed ? 0 : 1;
   }
 
-  // Corner rings, each in corner order: the corners of every vertex gathered
-  // by a counting sort, then linked vertex by vertex in parallel as the
-  // vertex records are made (one pass over them).
-  std::vector<uint32_t> offset(nv + 1, 0);
-  for (size_t f = 0; f < nf; ++f)
-    if (!face_dead[f])
-      for (size_t k = 3 * f; k < 3 * f + 3; ++k)
-        ++offset[static_cast<size_t>(corner[k].vertex) + 1];
-  for (size_t v = 0; v < nv; ++v) offset[v + 1] += offset[v];
+  // Corner rings, each in corner order: one pass in corner order links every
+  // corner after the last one met at its vertex (on most meshes a corner met
+  // a moment ago, still in cache), and the vertex pass closes each ring as it
+  // makes the vertex records. No list of every vertex's corners is gathered
+  // first.
+  struct RingEnds {
+    uint32_t first = kNone, last = kNone, count = 0;
+  };
+  std::vector<RingEnds> ends(nv);
+  for (size_t k = 0; k < 3 * nf; ++k) {
+    const int32_t v = corner[k].vertex;
+    if (v < 0) continue;
+    RingEnds& e = ends[static_cast<size_t>(v)];
+    if (e.first == kNone) {
+      e.first = static_cast<uint32_t>(k);
+    } else {
+      corner[e.last].next = static_cast<uint32_t>(k);
+      ring_prev[k] = e.last;
+    }
+    e.last = static_cast<uint32_t>(k);
+    ++e.count;
+  }
   vertex.allocate(nv);
   version.allocate(nv);
   mark.allocate(nv);
-  {
-    RecordArray<uint32_t> corners;  // every entry is written below
-    corners.allocate(offset[nv]);
-    std::vector<uint32_t> fill(offset.begin(), offset.end() - 1);
-    for (size_t f = 0; f < nf; ++f)
-      if (!face_dead[f])
-        for (size_t k = 3 * f; k < 3 * f + 3; ++k)
-          corners[fill[static_cast<size_t>(corner[k].vertex)]++] = static_cast<uint32_t>(k);
 #pragma omp parallel for schedule(static)
-    for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
-      VertexRecord& r = *new (&vertex[static_cast<size_t>(v)]) VertexRecord{};
-      for (int k = 0; k < 3; ++k)
-        r.position[k] = m.vertices[source_vertex[static_cast<size_t>(v)]].position[k] - origin[k];
-      version[static_cast<size_t>(v)] = 0;
-      mark[static_cast<size_t>(v)] = 0;
-      const uint32_t first = offset[static_cast<size_t>(v)];
-      const uint32_t n = offset[static_cast<size_t>(v) + 1] - first;
-      r.valence = n;
-      if (n == 0) continue;
-      r.head = corners[first];
-      for (uint32_t i = 0; i < n; ++i) {
-        const uint32_t k = corners[first + i];
-        ringNext(k) = corners[first + (i + 1 == n ? 0 : i + 1)];
-        ringPrev(k) = corners[first + (i == 0 ? n - 1 : i - 1)];
-      }
-    }
+  for (int64_t v = 0; v < static_cast<int64_t>(nv); ++v) {
+    VertexRecord& r = *new (&vertex[static_cast<size_t>(v)]) VertexRecord{};
+    for (int k = 0; k < 3; ++k)
+      r.position[k] = m.vertices[source_vertex[static_cast<size_t>(v)]].position[k] - origin[k];
+    version[static_cast<size_t>(v)] = 0;
+    mark[static_cast<size_t>(v)] = 0;
+    const RingEnds& e = ends[static_cast<size_t>(v)];
+    r.valence = e.count;
+    if (e.count == 0) continue;
+    r.head = e.first;
+    ringNext(e.last) = e.first;
+    ringPrev(e.first) = e.last;
   }
   collapses = 0;
   return true;

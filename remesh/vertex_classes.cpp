@@ -70,27 +70,33 @@ struct RingCorner {
   int32_t next, prev;
 };
 
-// The planes of recently met faces. Every face is met once from each of its
-// vertices, and neighbouring vertices are mostly near one another in the
-// working order, so most planes are found here rather than solved again
-// (a square root and three divisions). A worker's own, so no sharing.
-class PlaneCache {
+// The plane quadrics of recently met faces. Every face is met once from each
+// of its vertices, and neighbouring vertices are mostly near one another in
+// the working order, so most quadrics are found here rather than made again
+// (a square root, three divisions and the products of the form). A worker's
+// own, so no sharing.
+class FaceQuadricCache {
  public:
-  PlaneCache() : slots_(kSlots) {}
-  const Plane& plane(const ReducerState& s, uint32_t f) {
+  FaceQuadricCache() : slots_(kSlots) {}
+  // The quadric of face f's plane weighted by its area, or null for a face
+  // without a plane (no area, or not finite).
+  const Quadric* quadric(const ReducerState& s, uint32_t f) {
     Slot& slot = slots_[f & (kSlots - 1)];
     if (slot.face != f) {
       slot.face = f;
-      slot.plane = facePlane(s, f);
+      const Plane pl = facePlane(s, f);
+      slot.valid = pl.valid;
+      if (pl.valid) slot.quadric = planeQuadric(pl.n, pl.d, pl.area, pl.area);
     }
-    return slot.plane;
+    return slot.valid ? &slot.quadric : nullptr;
   }
 
  private:
   static constexpr size_t kSlots = 4096;
   struct Slot {
+    Quadric quadric;
     uint32_t face = kNone;
-    Plane plane;
+    bool valid = false;
   };
   std::vector<Slot> slots_;
 };
@@ -100,7 +106,7 @@ struct ClassifyScratch {
   std::vector<RingCorner> ring;
   std::vector<RingEdge> edges;
   std::vector<uint32_t> parent;
-  PlaneCache planes;
+  FaceQuadricCache face_quadrics;
 };
 
 // True when the faces around v form one closed fan of inner edges, each with
@@ -174,8 +180,7 @@ void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
     const int32_t prev = s.cornerVertex(ReducerState::prevInFace(k));
     ring.push_back({k, next, prev});
     inner = inner && s.block[next] == mine && s.block[prev] == mine;
-    const Plane& pl = scratch.planes.plane(s, k / 3);
-    if (pl.valid) q += planeQuadric(pl.n, pl.d, pl.area, pl.area);
+    if (const Quadric* fq = scratch.face_quadrics.quadric(s, k / 3)) q += *fq;
     k = s.ringNext(k);
   } while (k != h);
   if (inner) s.region[v] = mine;
