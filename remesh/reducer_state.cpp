@@ -44,7 +44,7 @@ void ReducerState::assignBlocks(const SubMesh& m, int per_axis, double lo[3], do
       if (!std::isfinite(x)) continue;
       // The cuts at or below x, counted without a search's branches.
       int below = 0;
-      for (int i = 0; i < count[axis]; ++i) below += cuts[axis][i] <= x;
+      for (int j = 0; j < count[axis]; ++j) below += cuts[axis][j] <= x;
       b += scale * below;
       lo[axis] = std::min(lo[axis], static_cast<double>(x));
       hi[axis] = std::max(hi[axis], static_cast<double>(x));
