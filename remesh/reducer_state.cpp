@@ -1,6 +1,6 @@
 // Loading a mesh into the reducer's working records, block by block (corner
-// rings linked in corner order), and writing the reduced
-// mesh back with compacted faces, vertices and texture coordinates.
+// rings linked in corner order), and writing the reduced mesh back with
+// compacted faces, vertices and texture coordinates.
 #include "remesh/reducer_state.h"
 
 #include <algorithm>
