@@ -1,6 +1,8 @@
-// Large working arrays on huge pages: aligned new, then madvise on Linux.
+// Large working arrays on huge pages: aligned new, then madvise on Linux; and
+// the hint that backs pages ahead of their first write.
 #include "mesh/huge_pages.h"
 
+#include <cstdint>
 #include <new>
 
 #if defined(__linux__)
@@ -33,6 +35,18 @@ void* allocateWorkingArray(size_t bytes, size_t align) {
 
 void releaseWorkingArray(void* p, size_t bytes, size_t align) noexcept {
   ::operator delete(p, std::align_val_t(alignmentFor(bytes, align)));
+}
+
+void prefaultForWriting(const void* begin, size_t bytes) noexcept {
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+  constexpr uintptr_t kSmallPage = 4096;
+  const uintptr_t first = (reinterpret_cast<uintptr_t>(begin) + kSmallPage - 1) & ~(kSmallPage - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(begin) + bytes) & ~(kSmallPage - 1);
+  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE);
+#else
+  (void)begin;
+  (void)bytes;
+#endif
 }
 
 }  // namespace vekmesh

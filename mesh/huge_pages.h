@@ -48,4 +48,10 @@ struct WorkingArrayAllocator {
 template <class T>
 using WorkingVector = std::vector<T, WorkingArrayAllocator<T>>;
 
+// Asks the system to back the whole pages inside [begin, begin + bytes) now,
+// as a write to each would, so that a thread with time to spare pays for the
+// first touches that another would otherwise pay later. Only a hint: where
+// it is refused (older kernels, other systems) nothing changes.
+void prefaultForWriting(const void* begin, size_t bytes) noexcept;
+
 }  // namespace vekmesh

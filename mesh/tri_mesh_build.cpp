@@ -3,6 +3,7 @@
 // and carrying colours, materials and per-corner texture coordinates along.
 // Large soups are welded in two halves at once and joined, with the numbering
 // a single pass gives.
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <new>
 
 #include "mesh/color_byte.h"
+#include "mesh/huge_pages.h"
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
@@ -174,17 +176,28 @@ void weldTriangles(const Soup& soup, size_t first, size_t last, PointWelder<Soup
   }
 }
 
+bool collapsed(const int32_t v[3]) {
+  return v[0] == v[1] || v[1] == v[2] || v[0] == v[2];
+}
+
+// Writes the record of triangle t on vertices v into f, all but its texture
+// coordinates.
+template <class Soup>
+void fillFace(Face& f, const Soup& soup, size_t t, const int32_t v[3]) {
+  whiteFace(f);
+  soup.attributes(t, f);
+  for (int c = 0; c < 3; ++c) f.v[c] = v[c];
+}
+
 // Appends the face of triangle t on vertices v, unless it collapsed.
 template <class Soup>
 void addFace(SubMesh& mesh, const Soup& soup, size_t t, const int32_t v[3]) {
-  if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) return;
+  if (collapsed(v)) return;
   // Vertices and faces are written in place: a record assembled on the stack
   // from narrow fields and then copied whole stalls on the copy's wide load,
   // which cannot be forwarded from the narrow stores.
   Face& f = mesh.faces.emplace_back();
-  whiteFace(f);
-  soup.attributes(t, f);
-  for (int c = 0; c < 3; ++c) f.v[c] = v[c];
+  fillFace(f, soup, t, v);
   if (f.material >= 0)
     for (int k = 0; k < 3; ++k) {
       const auto uv = soup.uv(t, k);
@@ -205,14 +218,27 @@ constexpr uint32_t kTwoPartWeld = 131072;
 // it is that vertex; not, it is the next new one, in the order the second
 // part met them, which is the order a single pass would have made them in.
 // Returns false, having made nothing, when no second thread came.
+//
+// The join is shared too. Both threads look vertices up; only the numbering
+// of the new ones is serial. The second part's faces are written by both
+// threads at places known in advance, unless texture coordinates (numbered in
+// face order) come with them: a face of the second part collapses exactly
+// when two of its own vertex numbers agree, since the join maps distinct ones
+// to distinct vertices, so the second thread counts the faces each half of
+// its part keeps as it goes. That thread has the lighter part (it writes no
+// face records), and first backs the pages those records will take.
 template <class Soup, class SameClass>
-bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, SameClass&& same_class) {
+bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, bool textured,
+                    SameClass&& same_class) {
   const size_t half = count / 2;
+  const size_t middle = half + (count - half) / 2;
   const size_t corner_count = size_t(count) * 3;
   PointWelder<Soup::key> first_table(3 * half / 6);
   std::vector<Vertex> second_vertices;
   second_vertices.reserve(withRoomForPatches(3 * (count - half) / 6));
   std::unique_ptr<std::array<int32_t, 3>[]> second_faces(new std::array<int32_t, 3>[count - half]);
+  size_t kept[2] = {0, 0};                   // faces kept in [half, middle) and [middle, count)
+  const Face* reserved = mesh.faces.data();  // room for every triangle
   bool team = false, failed = false;
 #pragma omp parallel num_threads(2)
   {
@@ -223,10 +249,12 @@ bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, SameClass&&
         weldTriangles(soup, 0, half, first_table, mesh.vertices, same_class,
                       [&](size_t t, const int32_t v[3]) { addFace(mesh, soup, t, v); });
       } else if (two) {
+        if (!textured) prefaultForWriting(reserved + half, (count - half) * sizeof(Face));
         PointWelder<Soup::key> second_table(3 * (count - half) / 6);
         weldTriangles(soup, half, count, second_table, second_vertices, same_class,
                       [&](size_t t, const int32_t v[3]) {
                         second_faces[t - half] = {v[0], v[1], v[2]};
+                        kept[t >= middle] += !collapsed(v);
                       });
       }
     } catch (...) {
@@ -236,27 +264,44 @@ bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, SameClass&&
   }
   if (failed) throw std::bad_alloc();
   if (!team) return false;
+
+  const int64_t second_count = static_cast<int64_t>(second_vertices.size());
   std::vector<int32_t> merged(second_vertices.size());
   auto stored = [&mesh](uint32_t v) -> const Point& { return mesh.vertices[v].position; };
-  constexpr size_t kAhead = 16;  // slots are fetched this many lookups early
-  for (size_t u = 0; u < second_vertices.size(); ++u) {
-    if (u + kAhead < second_vertices.size())
-      first_table.prefetch(first_table.hash(second_vertices[u + kAhead].position));
-    const Point& p = second_vertices[u].position;
+  constexpr int64_t kAhead = 16;  // slots are fetched this many lookups early
+#pragma omp parallel for schedule(static) num_threads(2)
+  for (int64_t u = 0; u < second_count; ++u) {
+    if (u + kAhead < second_count)
+      first_table.prefetch(first_table.hash(second_vertices[size_t(u + kAhead)].position));
+    const Point& p = second_vertices[size_t(u)].position;
     const uint32_t found = first_table.find(first_table.hash(p), p, stored, same_class);
-    if (found != first_table.kEmpty) {
-      merged[u] = static_cast<int32_t>(found);
-      continue;
-    }
+    merged[size_t(u)] = found == first_table.kEmpty ? -1 : static_cast<int32_t>(found);
+  }
+  for (size_t u = 0; u < second_vertices.size(); ++u) {
+    if (merged[u] >= 0) continue;
     const uint32_t next = static_cast<uint32_t>(mesh.vertices.size());
-    addVertex(mesh.vertices, p, next, 3 * half + u + 1, corner_count);
+    addVertex(mesh.vertices, second_vertices[u].position, next, 3 * half + u + 1, corner_count);
     merged[u] = static_cast<int32_t>(next);
   }
-  for (size_t t = half; t < count; ++t) {
+
+  auto joined = [&](size_t t) {
     const std::array<int32_t, 3>& local = second_faces[t - half];
-    const int32_t v[3] = {merged[size_t(local[0])], merged[size_t(local[1])],
-                          merged[size_t(local[2])]};
-    addFace(mesh, soup, t, v);
+    return std::array<int32_t, 3>{merged[size_t(local[0])], merged[size_t(local[1])],
+                                  merged[size_t(local[2])]};
+  };
+  if (textured) {
+    for (size_t t = half; t < count; ++t) addFace(mesh, soup, t, joined(t).data());
+    return true;
+  }
+  const size_t base = mesh.faces.size();
+  mesh.faces.resize(base + kept[0] + kept[1]);  // within the reserve: no copy
+#pragma omp parallel for schedule(static, 1) num_threads(2)
+  for (int h = 0; h < 2; ++h) {
+    size_t at = base + (h == 0 ? 0 : kept[0]);
+    for (size_t t = h == 0 ? half : middle, end = h == 0 ? middle : count; t < end; ++t) {
+      if (collapsed(second_faces[t - half].data())) continue;
+      fillFace(mesh.faces[at++], soup, t, joined(t).data());
+    }
   }
   return true;
 }
@@ -296,9 +341,10 @@ void weldSoup(SubMesh& mesh, uint32_t count, const Soup& soup,
   // triangle; vertices for half as many, as a closed mesh has.
   mesh.vertices.reserve(withRoomForPatches(corner_count / 6));
   mesh.faces.reserve(withRoomForPatches(count));
-  mesh.texCoords.reserve(3 * texturedAtMost(count, soup));
+  const size_t textured = texturedAtMost(count, soup);
+  mesh.texCoords.reserve(3 * textured);
   const bool two_parts = count >= kTwoPartWeld && teamSize() > 1;
-  if (!two_parts || !weldInTwoParts(mesh, count, soup, same_class)) {
+  if (!two_parts || !weldInTwoParts(mesh, count, soup, textured > 0, same_class)) {
     // The table starts at most half full for a closed mesh; soups that share
     // less make it grow.
     PointWelder<Soup::key> welder(corner_count / 6);

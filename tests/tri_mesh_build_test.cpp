@@ -7,6 +7,7 @@
 #include <map>
 #include <random>
 
+#include "mesh/color_byte.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
 
@@ -24,7 +25,7 @@ std::array<uint32_t, 3> bitsOf(const Point& p) {
 
 // Checks the mesh of `soup` against a reference weld: first-seen order of
 // distinct bit patterns, collapsed triangles dropped, each face with its own
-// triangle's texture coordinates.
+// triangle's texture coordinates, or its colours when the soup has no texture.
 void expectFirstSeenWeld(const Soup& soup) {
   std::map<std::array<uint32_t, 3>, int32_t> first_seen;
   std::vector<Point> expected_vertices;
@@ -52,6 +53,14 @@ void expectFirstSeenWeld(const Soup& soup) {
   for (const Face& f : mesh.faces) faces.push_back({f.v[0], f.v[1], f.v[2]});
   EXPECT_EQ(faces, expected_faces);
   EXPECT_EQ(test::invariantViolation(mesh), "");
+  if (soup.uvs.empty()) {
+    EXPECT_TRUE(mesh.texCoords.empty());
+    for (size_t f = 0; f < source.size(); ++f)
+      for (int i = 0; i < 9; ++i)
+        ASSERT_EQ(mesh.faces[f].colors[i / 3][i % 3], colorByte(soup.colors[9 * source[f] + i]))
+            << f;
+    return;
+  }
   ASSERT_EQ(mesh.texCoords.size(), 3 * source.size());
   for (size_t f = 0; f < source.size(); ++f)
     for (int c = 0; c < 3; ++c) {
@@ -61,9 +70,9 @@ void expectFirstSeenWeld(const Soup& soup) {
     }
 }
 
-// A soup of `triangles` on a pool of random points, every 50th collapsed,
-// textured with distinct coordinates.
-Soup randomSoup(int triangles, size_t points, uint32_t seed) {
+// A soup of `triangles` on a pool of random points, one in 50 collapsed,
+// textured with distinct coordinates, or else coloured corner by corner.
+Soup randomSoup(int triangles, size_t points, uint32_t seed, bool textured = true) {
   std::mt19937 rng(seed);
   std::uniform_real_distribution<float> coordinate(-50.0f, 50.0f);
   std::vector<Point> pool(points);
@@ -72,7 +81,12 @@ Soup randomSoup(int triangles, size_t points, uint32_t seed) {
   Soup soup;
   for (int t = 0; t < triangles; ++t) {
     const Point a = pick();
-    soup.addTriangle(a, t % 50 == 0 ? a : pick(), pick());
+    const bool collapsed = rng() % 50 == 0;
+    soup.addTriangle(a, collapsed ? a : pick(), pick());
+  }
+  if (!textured) {
+    for (size_t i = 0; i < soup.corners.size(); ++i) soup.colors.push_back(float(i % 253) / 252);
+    return soup;
   }
   test::assignMaterial(soup, 0);
   for (size_t i = 0; i < soup.uvs.size(); ++i) soup.uvs[i] = float(i);
@@ -86,14 +100,17 @@ TEST(TriMeshBuild, VerticesAreNumberedInFirstSeenOrder) {
 
 // Large soups are welded in two parts at once; the mesh is the one weld of
 // the whole makes, on any number of threads: vertices of the second part met
-// in the first, new ones, and triangles collapsing there.
+// in the first, new ones, and triangles collapsing there. Without texture
+// coordinates the second part's faces are placed by two threads.
 TEST(TriMeshBuild, LargeSoupsWeldAsOneWhateverTheThreads) {
-  const Soup soup = randomSoup(150000, 120000, 777);
   const int threads = omp_get_max_threads();
-  for (const int team : {1, 2, 3}) {
-    SCOPED_TRACE(team);
-    omp_set_num_threads(team);
-    expectFirstSeenWeld(soup);
+  for (const bool textured : {true, false}) {
+    const Soup soup = randomSoup(150000, 120000, 777, textured);
+    for (const int team : {1, 2, 3}) {
+      SCOPED_TRACE(testing::Message() << team << (textured ? " textured" : " coloured"));
+      omp_set_num_threads(team);
+      expectFirstSeenWeld(soup);
+    }
   }
   omp_set_num_threads(threads);
 }
