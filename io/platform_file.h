@@ -46,6 +46,14 @@ bool seekFile(std::FILE* file, uint64_t offset);
 // place; false when the file cannot be opened or the flush fails.
 bool flushToDisk(const char* path);
 
+// Asks the system to start writing bytes [offset, offset + bytes) of `file`,
+// already handed to it, to the disk without waiting for them: a writer that
+// calls it after each large block overlaps the disk with its own work, and
+// the flush before the rename then waits for little more than the last
+// block. Only a hint: where there is no such request (Windows, other
+// systems) it does nothing.
+void startWriteback(std::FILE* file, uint64_t offset, uint64_t bytes);
+
 // Gives `file` the permission bits of `model` when `model` exists (POSIX mode
 // bits; Windows has none that a rename would lose, so there it does nothing).
 void copyPermissions(const char* model, const char* file);

@@ -98,6 +98,9 @@ bool flushToDisk(const char* path) {
   return CloseHandle(handle) != 0 && flushed;
 }
 
+// Windows has no request to start writing a range without waiting for it.
+void startWriteback(std::FILE*, uint64_t, uint64_t) {}
+
 void copyPermissions(const char*, const char*) {}
 
 bool renameOver(const char* from, const char* to) {

@@ -1,7 +1,8 @@
 // STL loading and writing. A file is binary when its size is exactly
 // 84 + 50 x N for the count N at byte 80, ASCII otherwise; binary records are
 // read in large blocks and unpacked straight into the soup that gets welded,
-// large files in parts by the team.
+// large files in parts by the team; written in blocks that start on their way
+// to the disk as soon as each is handed over.
 #include "io/stl.h"
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <vector>
 
 #include "io/file_handle.h"
+#include "io/platform_file.h"
 #include "io/stl_ascii.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/parallel_loops.h"
@@ -198,8 +200,10 @@ bool writeStl(const char* path, const SubMesh& mesh) {
           packCorner(record + kCornersOffset + 12 * c, mesh.vertices[f.v[c]].position);
         }
       },
-      [&](size_t, size_t count, int buffer) {
+      [&](size_t first, size_t count, int buffer) {
         std::fwrite(blocks[buffer].data(), kRecordBytes, count, file.get());
+        startWriteback(file.get(), kPreambleBytes + kRecordBytes * uint64_t(first),
+                       kRecordBytes * uint64_t(count));
       });
   return finishWriting(file);
 }
