@@ -14,11 +14,13 @@
 #include "io/file_replace.h"
 #include "io/mtl.h"
 #include "io/obj_tool.h"
+#include "io/platform_file.h"
 
 namespace vekmesh {
 namespace {
 
-// Text written to a file in blocks; remembers a failed write.
+// Text written to a file in blocks, each sent on its way to the disk when
+// handed over; remembers a failed write.
 class BlockWriter {
  public:
   explicit BlockWriter(std::FILE* file) : file_(file) { text_.reserve(kBlock + 256); }
@@ -30,6 +32,8 @@ class BlockWriter {
   bool flush() {
     if (!text_.empty() && std::fwrite(text_.data(), 1, text_.size(), file_) != text_.size())
       ok_ = false;
+    startWriteback(file_, written_, text_.size());
+    written_ += text_.size();
     text_.clear();
     return ok_;
   }
@@ -38,6 +42,7 @@ class BlockWriter {
   static constexpr size_t kBlock = size_t(1) << 20;
   std::FILE* file_;
   std::string text_;
+  uint64_t written_ = 0;
   bool ok_ = true;
 };
 
