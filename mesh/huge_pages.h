@@ -10,6 +10,8 @@
 
 #include <cstddef>
 #include <new>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace vekmesh {
@@ -23,7 +25,9 @@ constexpr size_t kHugePageArrayMinimum = size_t(4) << 20;
 void* allocateWorkingArray(size_t bytes, size_t align);
 void releaseWorkingArray(void* p, size_t bytes, size_t align) noexcept;
 
-// The same for a std::vector's storage (hash tables, incidence lists).
+// The same for a std::vector's storage (hash tables, incidence lists,
+// adjacency). Its elements start uninitialised unless given a value: such a
+// vector is for arrays whose every element the code writes before reading.
 template <class T>
 struct WorkingArrayAllocator {
   using value_type = T;
@@ -35,6 +39,17 @@ struct WorkingArrayAllocator {
     return static_cast<T*>(allocateWorkingArray(n * sizeof(T), alignof(T)));
   }
   void deallocate(T* p, size_t n) noexcept { releaseWorkingArray(p, n * sizeof(T), alignof(T)); }
+  // Elements made without a value are left uninitialised: a working array is
+  // filled by the pass that follows, often by a team, and zeroing it first
+  // would touch every fresh page on one thread. Elements given a value get it.
+  template <class U>
+  void construct(U* p) noexcept(std::is_nothrow_default_constructible_v<U>) {
+    ::new (static_cast<void*>(p)) U;
+  }
+  template <class U, class... Args>
+  void construct(U* p, Args&&... args) {
+    ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+  }
   template <class U>
   bool operator==(const WorkingArrayAllocator<U>&) const {
     return true;

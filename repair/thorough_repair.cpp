@@ -4,6 +4,7 @@
 
 #include "mesh/mesh_utils.h"
 #include "mesh/operation_log.h"
+#include "mesh/parallel_loops.h"
 #include "repair/needle_collapse.h"
 #include "repair/sheet_pairing.h"
 
@@ -68,15 +69,22 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   {
     const SheetPartners partners = pairSheets(mesh, adjacency, nullptr, &sheets);
     // A face alone (no partner on any edge) encloses nothing: it goes now,
-    // before hole filling would close it with a face on its back.
-    for (size_t f = 0; f < mesh.faces.size(); ++f) {
-      if (mesh.faces[f].removed) continue;
+    // before hole filling would close it with a face on its back. The
+    // partners do not see these removals, so each face is decided alone.
+    const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
+    size_t lone = 0;
+#pragma omp parallel for schedule(static) reduction(+ : lone) if (face_count >= kParallelMinimum)
+    for (int64_t f = 0; f < face_count; ++f) {
+      Face& face = mesh.faces[size_t(f)];
+      if (face.removed) continue;
       bool alike = false, alone = true;
-      for (size_t c = 0; c < 3 && alone; ++c) alone = partners.partnerOf(3 * f + c, alike) < 0;
+      for (size_t c = 0; c < 3 && alone; ++c)
+        alone = partners.partnerOf(3 * size_t(f) + c, alike) < 0;
       if (!alone) continue;
-      mesh.faces[f].removed = 1;
-      ++report.lone_faces_removed;
+      face.removed = 1;
+      ++lone;
     }
+    report.lone_faces_removed += lone;
     orientConsistently(mesh, partners, report.consistency, /*want_components=*/false);
   }
   // Hole filling reads open edges from an adjacency of the windings as they

@@ -219,6 +219,13 @@ TEST(WorkingArrays, AlignLargeBlocksToHugePagesAndHoldTheirContents) {
   EXPECT_EQ(copy.size(), 3000000u);
   EXPECT_EQ(copy[2999999], 2999999u * 7);
   EXPECT_EQ(address(copy.data()) % (size_t(2) << 20), 0u);
+  // Elements given a value get it, whatever the uninitialised ones hold.
+  WorkingVector<uint32_t> filled(1000, 7u);
+  filled.resize(5000);
+  filled.resize(6000, 9u);
+  EXPECT_EQ(filled[999], 7u);
+  EXPECT_EQ(filled[5000], 9u);
+  EXPECT_EQ(filled[5999], 9u);
 }
 
 }  // namespace

@@ -310,9 +310,10 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
 }
 
 // The passes that gather on a team (adjacency, census, orientation sums,
-// open edges) merge in face order: the repair is the same on any team, face
-// for face and in every count. Two shells: the broken sphere and a small
-// one inside it wound inwards, which the outward step keeps as a cavity.
+// open edges, lone faces) merge in face order: the repair is the same on any
+// team, face for face and in every count. Two shells: the broken sphere and a
+// small one inside it wound inwards, which the outward step keeps as a
+// cavity; and loose triangles outside, which go.
 TEST(ThoroughRepair, GivesTheSameMeshOnOneAndOnThreeThreads) {
   const test::BrokenSphere broken = test::makeBrokenSphere(40000, 5);
   Soup soup;
@@ -322,6 +323,10 @@ TEST(ThoroughRepair, GivesTheSameMeshOnOneAndOnThreeThreads) {
     for (int a = 0; a < 3; ++a)
       std::swap(inner.corners[9 * t + 3 + a], inner.corners[9 * t + 6 + a]);
   soup = test::concatenate(soup, inner);
+  for (int t = 0; t < 40; ++t) {
+    const float x = 80.0f + 3.0f * float(t);
+    soup.addTriangle({x, 0, 0}, {x + 1, 0, 0}, {x, 1, 0});
+  }
   const int threads = omp_get_max_threads();
   std::vector<TriMesh> meshes;
   std::vector<ThoroughRepairReport> reports;
@@ -342,6 +347,8 @@ TEST(ThoroughRepair, GivesTheSameMeshOnOneAndOnThreeThreads) {
   EXPECT_EQ(reports[0].consistency.faces_turned, reports[1].consistency.faces_turned);
   EXPECT_EQ(reports[0].outward.cavities, reports[1].outward.cavities);
   EXPECT_EQ(reports[0].outward.signed_volumes, reports[1].outward.signed_volumes);
+  EXPECT_EQ(reports[0].lone_faces_removed, reports[1].lone_faces_removed);
+  EXPECT_GE(reports[0].lone_faces_removed, 40u);
   EXPECT_GT(reports[0].holes.loops_closed, 0u);
   EXPECT_EQ(reports[0].outward.cavities, 1u);
   EXPECT_TRUE(test::edgeCensus(one).closedManifoldOriented());
