@@ -195,8 +195,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
   adjacency.across.resize(face_count * 3);
   adjacency.same_direction.resize(face_count * 3);
   // Every slot is written by the vertex that lists its corner; slots of
-  // corners no list holds (faces out of range) start open. The team writes
-  // them first, so it also shares the first touch of the fresh pages.
+  // corners no list holds (faces out of range) start open.
   const int64_t slot_count = static_cast<int64_t>(face_count * 3);
 #pragma omp parallel for schedule(static) if (slot_count >= kParallelMinimum)
   for (int64_t i = 0; i < slot_count; ++i) {
@@ -212,7 +211,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
   // The sweep reads the vertices of faces met in the lists; a dense copy of
   // them (12 bytes a face instead of a 36-byte record) keeps three times as
   // many faces in the cache, which is what a shuffled mesh needs.
-  WorkingVector<int32_t> face_vertices(3 * face_count);
+  std::vector<int32_t> face_vertices(3 * face_count);
   const int64_t faces_n = static_cast<int64_t>(face_count);
 #pragma omp parallel for schedule(static) if (faces_n >= kParallelMinimum)
   for (int64_t f = 0; f < faces_n; ++f) {

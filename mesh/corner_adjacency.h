@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "mesh/huge_pages.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -27,9 +26,9 @@ struct CornerAdjacency {
   // to v[c + 1]) when exactly one other entry of v[c]'s incidentCorners
   // shares that edge, else kOpen or kSeveral. A face listed twice (with a
   // repeated vertex) counts once per listing, as a walk of the list would.
-  WorkingVector<int32_t> across;
+  std::vector<int32_t> across;
   // Index 3 f + c: 1 when that single face runs the edge in the same direction.
-  WorkingVector<uint8_t> same_direction;
+  std::vector<uint8_t> same_direction;
 
   // Only when asked for (live faces only): every live face whose three
   // vertices are those of a lower-numbered live face, ascending. Meaningful

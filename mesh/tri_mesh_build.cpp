@@ -226,7 +226,7 @@ constexpr uint32_t kTwoPartWeld = 131072;
 // when two of its own vertex numbers agree, since the join maps distinct ones
 // to distinct vertices, so the second thread counts the faces each half of
 // its part keeps as it goes. That thread has the lighter part (it writes no
-// face records), and first backs the pages those records will take.
+// face records), and then backs the pages those records will take.
 template <class Soup, class SameClass>
 bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, bool textured,
                     SameClass&& same_class) {
@@ -249,13 +249,15 @@ bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, bool textur
         weldTriangles(soup, 0, half, first_table, mesh.vertices, same_class,
                       [&](size_t t, const int32_t v[3]) { addFace(mesh, soup, t, v); });
       } else if (two) {
+        {
+          PointWelder<Soup::key> second_table(3 * (count - half) / 6);
+          weldTriangles(soup, half, count, second_table, second_vertices, same_class,
+                        [&](size_t t, const int32_t v[3]) {
+                          second_faces[t - half] = {v[0], v[1], v[2]};
+                          kept[t >= middle] += !collapsed(v);
+                        });
+        }  // the table goes first: the two are never held at once
         if (!textured) prefaultForWriting(reserved + half, (count - half) * sizeof(Face));
-        PointWelder<Soup::key> second_table(3 * (count - half) / 6);
-        weldTriangles(soup, half, count, second_table, second_vertices, same_class,
-                      [&](size_t t, const int32_t v[3]) {
-                        second_faces[t - half] = {v[0], v[1], v[2]};
-                        kept[t >= middle] += !collapsed(v);
-                      });
       }
     } catch (...) {
 #pragma omp atomic write
