@@ -163,9 +163,11 @@ void addMaterials(Json& doc, Layout& layout, const GltfPrimitives& prims,
 bool writeBytes(const char* path, const std::vector<const std::vector<uint8_t>*>& parts) {
   FileHandle file(openFile(path, "wb"));
   if (!file) return false;
-  for (const auto* part : parts)
-    if (!part->empty() && std::fwrite(part->data(), 1, part->size(), file.get()) != part->size())
-      return false;
+  uint64_t offset = 0;
+  for (const auto* part : parts) {
+    if (!writeInPieces(file.get(), part->data(), part->size(), offset)) return false;
+    offset += part->size();
+  }
   return finishWriting(file);
 }
 

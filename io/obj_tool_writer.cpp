@@ -14,7 +14,6 @@
 #include "io/file_replace.h"
 #include "io/mtl.h"
 #include "io/obj_tool.h"
-#include "io/platform_file.h"
 
 namespace vekmesh {
 namespace {
@@ -30,9 +29,7 @@ class BlockWriter {
     if (text_.size() >= kBlock) flush();
   }
   bool flush() {
-    if (!text_.empty() && std::fwrite(text_.data(), 1, text_.size(), file_) != text_.size())
-      ok_ = false;
-    startWriteback(file_, written_, text_.size());
+    if (!writeInPieces(file_, text_.data(), text_.size(), written_)) ok_ = false;
     written_ += text_.size();
     text_.clear();
     return ok_;

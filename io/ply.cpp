@@ -345,8 +345,7 @@ bool writePly(const char* path, const SubMesh& mesh) {
   }
   FileHandle file(openFile(path, "wb"));
   if (!file) return false;
-  std::fwrite(out.data(), 1, out.size(), file.get());
-  return finishWriting(file);
+  return writeInPieces(file.get(), out.data(), out.size()) && finishWriting(file);
 }
 
 }  // namespace vekmesh

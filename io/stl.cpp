@@ -13,7 +13,6 @@
 #include <vector>
 
 #include "io/file_handle.h"
-#include "io/platform_file.h"
 #include "io/stl_ascii.h"
 #include "mesh/mesh_utils.h"
 #include "mesh/parallel_loops.h"
@@ -201,9 +200,9 @@ bool writeStl(const char* path, const SubMesh& mesh) {
         }
       },
       [&](size_t first, size_t count, int buffer) {
-        std::fwrite(blocks[buffer].data(), kRecordBytes, count, file.get());
-        startWriteback(file.get(), kPreambleBytes + kRecordBytes * uint64_t(first),
-                       kRecordBytes * uint64_t(count));
+        // A short write shows as the stream's error when the file is closed.
+        writeInPieces(file.get(), blocks[buffer].data(), kRecordBytes * count,
+                      kPreambleBytes + kRecordBytes * uint64_t(first));
       });
   return finishWriting(file);
 }

@@ -141,8 +141,7 @@ bool writeZip(const char* path, const std::vector<ZipEntry>& entries) {
   if (!ok) return false;
   FileHandle file(openFile(path, "wb"));
   if (!file) return false;
-  std::fwrite(stream.data.data(), 1, stream.data.size(), file.get());
-  return finishWriting(file);
+  return writeInPieces(file.get(), stream.data.data(), stream.data.size()) && finishWriting(file);
 }
 
 }  // namespace vekmesh
