@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "io/file_handle.h"
 #include "io/file_replace.h"
 
 namespace vekmesh {
@@ -132,6 +133,29 @@ TEST(FileReplace, NewContentLandsWholeOrNotAtAll) {
   EXPECT_TRUE(replaceFile(target, writer("again")));
   EXPECT_EQ(fs::status(target).permissions(),
             fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+#endif
+}
+
+// A buffer of several pieces written after a header lands byte for byte,
+// whatever the system does with the writeback hints; so does an empty one.
+// A pipe takes the hint without failing.
+TEST(FileReplace, LargeBuffersLandWholeWhenWrittenInPieces) {
+  Scratch dir;
+  const std::string target = dir.file("pieces.bin");
+  std::string content(2621447, '\0');
+  for (size_t i = 0; i < content.size(); ++i) content[i] = char(i * 2654435761u >> 24);
+  EXPECT_TRUE(replaceFile(target, [&](const char* temp) {
+    FileHandle file(openFile(temp, "wb"));
+    return file && std::fwrite("head", 1, 4, file.get()) == 4 &&
+           writeInPieces(file.get(), content.data(), content.size(), 4) &&
+           writeInPieces(file.get(), nullptr, 0, 4 + content.size()) && finishWriting(file);
+  }));
+  EXPECT_TRUE(readText(target) == "head" + content);
+#ifndef _WIN32
+  std::FILE* pipe = popen("cat > /dev/null", "w");
+  ASSERT_NE(pipe, nullptr);
+  EXPECT_TRUE(writeInPieces(pipe, content.data(), content.size()));
+  EXPECT_EQ(pclose(pipe), 0);
 #endif
 }
 
