@@ -18,6 +18,7 @@ rounds=5
 seed=1
 threads=""
 order_triangles=""
+thread_ratio=0
 variants="holes duplicates flipped degenerate"
 
 usage() {
@@ -34,6 +35,7 @@ usage: bash bench/compare_tool.sh [options]
   --variants "A B"        damage kinds (default "holes duplicates flipped degenerate")
   --threads N             OMP_NUM_THREADS for our side (admesh is single-threaded)
   --order-triangles N     also time our shuffled / in-order ratio at N triangles
+  --thread-ratio          also time our repair on two threads against one, on each soup
 EOF
 }
 
@@ -50,6 +52,7 @@ while (($#)); do
     --variants) variants="$2"; shift 2 ;;
     --threads) threads="$2"; shift 2 ;;
     --order-triangles) order_triangles="$2"; shift 2 ;;
+    --thread-ratio) thread_ratio=1; shift ;;
     -h | --help) usage; exit 0 ;;
     *) echo "compare_tool.sh: unknown option $1" >&2; usage >&2; exit 2 ;;
   esac
@@ -254,6 +257,36 @@ for soup in "${soups[@]}"; do
     printf '\n'
   done
 done
+
+# --- optional: two threads against one ------------------------------------------------
+
+if ((thread_ratio)); then
+  echo
+  echo "Two threads against one, ours only: vekmesh repair as above with OMP_NUM_THREADS=1"
+  echo "and =2, $rounds rounds alternating which runs first; ratio = median of per-round"
+  echo "two / one [min..max]"
+  printf '%-22s %10s %10s %22s\n' soup "1 thread s" "2 threads s" "ratio [min..max]"
+  for soup in "${soups[@]}"; do
+    one_s=() two_s=() ratios=()
+    for ((r = 1; r <= rounds; ++r)); do
+      teams=(1 2)
+      ((r % 2 == 0)) && teams=(2 1)
+      for team in "${teams[@]}"; do
+        log="$work/logs/$soup.repair.threads$team.log"
+        timed_run env "OMP_NUM_THREADS=$team" "$vekmesh" repair "$work/soups/$soup.stl" \
+          -o "$work/out/threads.ours.stl"
+        ((t_ok)) || { echo "  FAILED: $soup on $team threads (see $log)"; status=1; }
+        if ((team == 1)); then one_s+=("$t_sec") one_last=$t_sec; else two_s+=("$t_sec") two_last=$t_sec; fi
+      done
+      ratios+=("$(awk -v a="$two_last" -v b="$one_last" 'BEGIN { printf "%.4f", a / b }')")
+    done
+    read -r om _ _ <<<"$(stats "${one_s[@]}")"
+    read -r tm _ _ <<<"$(stats "${two_s[@]}")"
+    read -r rm rmin rmax <<<"$(stats "${ratios[@]}")"
+    printf '%-22s %10.3f %10.3f %7.2f [%5.2f..%5.2f]\n' "$soup" "$om" "$tm" "$rm" "$rmin" "$rmax"
+  done
+  rm -f "$work/out/threads.ours.stl"
+fi
 
 # --- optional: order sensitivity at a larger size ------------------------------------
 
