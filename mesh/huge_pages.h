@@ -25,9 +25,9 @@ constexpr size_t kHugePageArrayMinimum = size_t(4) << 20;
 void* allocateWorkingArray(size_t bytes, size_t align);
 void releaseWorkingArray(void* p, size_t bytes, size_t align) noexcept;
 
-// The same for a std::vector's storage (hash tables, incidence lists,
-// adjacency). Its elements start uninitialised unless given a value: such a
-// vector is for arrays whose every element the code writes before reading.
+// The same for a std::vector's storage (hash tables, incidence lists). Its
+// elements start uninitialised unless given a value: such a vector is for
+// arrays whose every element the code writes before reading.
 template <class T>
 struct WorkingArrayAllocator {
   using value_type = T;
