@@ -8,6 +8,7 @@
 
 #include "geometry/vectors.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 namespace {
@@ -123,12 +124,15 @@ SheetPartners pairSheets(const SubMesh& mesh, const CornerAdjacency& adjacency,
   SheetPartners out(adjacency, face_count);
   out.removed = removedFaceBits(mesh);
   // Only edges of several faces are paired here; the rest is read from the
-  // adjacency when asked for.
+  // adjacency when asked for. The team finds those corners; they are paired
+  // in slot order on this thread.
   std::vector<Around> around;
   const size_t slots = std::min(adjacency.across.size(), 3 * face_count);
-  for (size_t slot = 0; slot < slots; ++slot)
-    if (adjacency.across[slot] == CornerAdjacency::kSeveral && !out.removed.test(slot / 3))
-      pairAroundEdge(mesh, uint32_t(slot / 3), uint32_t(slot % 3), around, earlier, chosen, out);
+  const std::vector<size_t> several = elementsWhere(slots, [&](size_t slot) {
+    return adjacency.across[slot] == CornerAdjacency::kSeveral && !out.removed.test(slot / 3);
+  });
+  for (const size_t slot : several)
+    pairAroundEdge(mesh, uint32_t(slot / 3), uint32_t(slot % 3), around, earlier, chosen, out);
   return out;
 }
 
