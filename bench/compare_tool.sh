@@ -99,6 +99,19 @@ stats() {
 }
 max_of() { printf '%s\n' "$@" | sort -g | tail -n 1; }
 
+# a / b to four places: one round's paired ratio
+ratio_of() { awk -v a="$1" -v b="$2" 'BEGIN { printf "%.4f", a / b }'; }
+
+# "median_a median_b ratio_median ratio_min ratio_max" of two sides' seconds
+# and their per-round ratios, the three arrays given by name
+paired_summary() {
+  local -n a_s=$1 b_s=$2 r_s=$3
+  local am bm
+  read -r am _ _ <<<"$(stats "${a_s[@]}")"
+  read -r bm _ _ <<<"$(stats "${b_s[@]}")"
+  echo "$am $bm $(stats "${r_s[@]}")"
+}
+
 facets_of() { echo $((($(stat -c %s "$1") - 84) / 50)); }
 
 make_variant() {  # size damage order(in-order|shuffled) path
@@ -178,7 +191,7 @@ for variant in $variants; do
           fi
         done
         if ((have_admesh)); then
-          ratios+=("$(awk -v a="$ours_last" -v b="$theirs_last" 'BEGIN { printf "%.4f", a / b }')")
+          ratios+=("$(ratio_of "$ours_last" "$theirs_last")")
         fi
       done
       read -r om _ _ <<<"$(stats "${ours_s[@]}")"
@@ -278,11 +291,9 @@ if ((thread_ratio)); then
         ((t_ok)) || { echo "  FAILED: $soup on $team threads (see $log)"; status=1; }
         if ((team == 1)); then one_s+=("$t_sec") one_last=$t_sec; else two_s+=("$t_sec") two_last=$t_sec; fi
       done
-      ratios+=("$(awk -v a="$two_last" -v b="$one_last" 'BEGIN { printf "%.4f", a / b }')")
+      ratios+=("$(ratio_of "$two_last" "$one_last")")
     done
-    read -r om _ _ <<<"$(stats "${one_s[@]}")"
-    read -r tm _ _ <<<"$(stats "${two_s[@]}")"
-    read -r rm rmin rmax <<<"$(stats "${ratios[@]}")"
+    read -r om tm rm rmin rmax <<<"$(paired_summary one_s two_s ratios)"
     printf '%-22s %10.3f %10.3f %7.2f [%5.2f..%5.2f]\n' "$soup" "$om" "$tm" "$rm" "$rmin" "$rmax"
   done
   rm -f "$work/out/threads.ours.stl"
@@ -316,11 +327,9 @@ if [[ -n "$order_triangles" ]]; then
           ((t_ok)) || { echo "  FAILED: $variant $order $command (see $log)"; status=1; }
           if [[ $order == in-order ]]; then in_s+=("$t_sec") in_last=$t_sec; else sh_s+=("$t_sec") sh_last=$t_sec; fi
         done
-        ratios+=("$(awk -v a="$sh_last" -v b="$in_last" 'BEGIN { printf "%.4f", a / b }')")
+        ratios+=("$(ratio_of "$sh_last" "$in_last")")
       done
-      read -r im _ _ <<<"$(stats "${in_s[@]}")"
-      read -r sm _ _ <<<"$(stats "${sh_s[@]}")"
-      read -r rm rmin rmax <<<"$(stats "${ratios[@]}")"
+      read -r im sm rm rmin rmax <<<"$(paired_summary in_s sh_s ratios)"
       printf '%-12s %-7s %10.3f %10.3f %7.2f [%5.2f..%5.2f]\n' "$variant" "$command" "$im" "$sm" \
         "$rm" "$rmin" "$rmax"
     done
