@@ -2,7 +2,9 @@
 // breadth-first propagation of the seed's winding across shared edges. Turns
 // are first recorded as bits and applied to the faces and incidence lists in
 // one pass at the end; the walk reads faces as if already turned, so every
-// decision is the one an immediate turn would have led to.
+// decision is the one an immediate turn would have led to. A mesh whose
+// windings already agree everywhere is recognised by one pass on the team,
+// and the walks, which would turn nothing, are left out.
 #include "repair/winding.h"
 
 #include <vector>
@@ -10,6 +12,7 @@
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
+#include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "repair/shell_orientation.h"
 
@@ -35,6 +38,10 @@ class OrientationWalk {
         for (const int32_t f : mesh_.shells[s]) shell_of[f] = static_cast<int32_t>(s);
     }
 
+    // Turning a whole shell keeps its faces' windings agreeing with one
+    // another, and a walk only turns a face that disagrees with its
+    // neighbour: where all agree now, no walk turns anything.
+    const bool walks_needed = !everyEdgeAgrees();
     size_t walk_turns = 0;
     for (size_t s = 0; s < mesh_.shells.size(); ++s) {
       const std::vector<int32_t>& shell = mesh_.shells[s];
@@ -48,6 +55,7 @@ class OrientationWalk {
             toggle(f);
             any_turned_ = true;
           }
+      if (!walks_needed) continue;
       const int64_t seed = chooseSeed(top, shell_of, static_cast<int32_t>(s));
       if (seed >= 0) walk_turns += walk(static_cast<uint32_t>(seed));
     }
@@ -80,6 +88,40 @@ class OrientationWalk {
   }
 
   double upwardSum(int32_t vertex) const { return upwardNormalSum(mesh_, vertex, true, &turned_); }
+
+  // Whether every two live faces that share an edge run it in opposite
+  // directions: then no walk can meet a neighbour to turn. (Three faces on an
+  // edge never all agree: two of them run it the same way.) Read before any
+  // turn is recorded.
+  bool everyEdgeAgrees() const {
+    const int64_t face_count = static_cast<int64_t>(mesh_.faces.size());
+    bool agree = true;
+#pragma omp parallel for schedule(static) reduction(&& : agree) if (face_count >= kParallelMinimum)
+    for (int64_t f = 0; f < face_count; ++f) {
+      if (removed_.test(f)) continue;
+      for (uint32_t c = 0; c < 3; ++c) {
+        const size_t slot = size_t(f) * 3 + c;
+        const int32_t g = adjacency_.across[slot];
+        if (g >= 0) {
+          if (g != f && !removed_.test(g) && adjacency_.same_direction[slot] != 0) agree = false;
+        } else if (g == CornerAdjacency::kSeveral && runsListedEdgeAlike(uint32_t(f), c)) {
+          agree = false;
+        }
+      }
+    }
+    return agree;
+  }
+
+  // Whether another live face runs the edge of corner c of f, an edge of
+  // several faces, the way f does (from the list walkList reads).
+  bool runsListedEdgeAlike(uint32_t f, uint32_t c) const {
+    const Face& face = mesh_.faces[f];
+    const int32_t x = face.v[c], y = face.v[nextCorner(c)];
+    for (const CornerRef& r : mesh_.incidentCorners[x])
+      if (r.face != f && !removed_.test(r.face) && mesh_.faces[r.face].v[nextCorner(r.corner)] == y)
+        return true;
+    return false;
+  }
 
   // The upward-facing face of this shell around `top` whose single-precision
   // centroid lies highest; the first found on ties.

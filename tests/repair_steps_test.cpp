@@ -142,6 +142,30 @@ TEST(UnifyOrientation, TurnsShellsOutwardAndMakesWindingConsistent) {
   EXPECT_EQ(test::invariantViolation(ring), "");
 }
 
+TEST(UnifyOrientation, AFaceThatDisagreesOnlyAcrossEdgesOfSeveralFacesIsTurned) {
+  // Face 6 flipped, with its unflipped copy appended as face 12: each of face
+  // 6's edges has three faces in the adjacency, and once the copy is removed
+  // (as duplicate removal does after the adjacency is built), face 6
+  // disagrees with its neighbours across those edges only.
+  TriMesh mesh = test::buildMesh(
+      test::withTriangleFlipped(test::withTriangleDuplicated(test::cubeSoup(), 6), 6));
+  ASSERT_EQ(mesh.faces.size(), 13u);
+  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  buildShells(mesh, adjacency);
+  for (uint32_t c = 0; c < 3; ++c) ASSERT_EQ(adjacency.across[18 + c], CornerAdjacency::kSeveral);
+  mesh.faces[12].removed = true;
+  EXPECT_EQ(unifyOrientation(mesh, adjacency), 1u);
+  EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented());
+
+  // The same mesh with face 6 as it was: nothing to turn.
+  TriMesh agreeing = test::buildMesh(test::withTriangleDuplicated(test::cubeSoup(), 6));
+  adjacency = buildCornerAdjacency(agreeing, RemovedFaces::kSkip);
+  buildShells(agreeing, adjacency);
+  agreeing.faces[12].removed = true;
+  EXPECT_EQ(unifyOrientation(agreeing, adjacency), 0u);
+  EXPECT_TRUE(test::edgeCensus(agreeing).closedManifoldOriented());
+}
+
 TEST(RepairPipeline, LeavesAnIntactModelAsItWas) {
   Soup soup = test::cubeSoup(2.0f);
   test::assignMaterial(soup, 4);
