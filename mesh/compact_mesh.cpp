@@ -2,7 +2,11 @@
 // faces exactly as welding their soup again would rebuild it (vertices merged
 // by cell and bit-pattern key, numbered in first-seen corner order, collapsed
 // faces dropped, fresh texture coordinates, incidence lists in face order),
-// but by welding the referenced vertices instead of every corner.
+// but by welding the referenced vertices instead of every corner. A mesh that
+// would come out with the same faces and vertices (nothing removed, merged or
+// collapsed, vertices already in first-seen order, no textures) is
+// recognised by passes on the team and keeps them, skipping the serial walk
+// that renumbers.
 #include <algorithm>
 #include <cstring>
 
@@ -26,6 +30,91 @@ bool inRange(const Face& f, size_t vertex_count) {
   return true;
 }
 
+bool collapsed(const Face& f) {
+  return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[0] == f.v[2];
+}
+
+// What the first pass finds in one part of the faces.
+struct PartScan {
+  size_t live = 0, textured = 0;
+  int64_t highest = -1;  // the highest vertex of a live face
+  bool collapsed = false;
+};
+
+// One pass over the faces on the team: faces out of range are marked
+// removed, and the live ones mark the vertices they use.
+std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
+                                std::vector<uint8_t>& used) {
+  const size_t n = faces.size();
+  const int parts = loopParts(static_cast<int64_t>(n));
+  std::vector<PartScan> scans(static_cast<size_t>(parts));
+#pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
+  for (int t = 0; t < parts; ++t) {
+    PartScan scan;
+    for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end; ++f) {
+      Face& face = faces[f];
+      if (!face.removed && !inRange(face, vertex_count)) face.removed = 1;
+      if (face.removed) continue;
+      ++scan.live;
+      scan.textured += face.material >= 0;
+      scan.collapsed = scan.collapsed || collapsed(face);
+      for (int c = 0; c < 3; ++c) {
+        // Threads may mark the same vertex: the same byte, the same value.
+#pragma omp atomic write
+        used[size_t(face.v[c])] = 1;
+        scan.highest = std::max<int64_t>(scan.highest, face.v[c]);
+      }
+    }
+    scans[size_t(t)] = scan;
+  }
+  return scans;
+}
+
+// Whether the corners of `faces`, all live, meet the vertices in number
+// order: each corner's vertex at most one past every vertex met before it.
+// Welding numbers vertices so; a mesh made otherwise (vertices in a file's
+// order) may not be. Each part starts from the highest vertex of the parts
+// before it.
+bool firstSeenInNumberOrder(const std::vector<Face>& faces, const std::vector<PartScan>& scans) {
+  const size_t n = faces.size();
+  const int parts = static_cast<int>(scans.size());
+  std::vector<int64_t> before(scans.size(), -1);
+  for (size_t t = 1; t < scans.size(); ++t)
+    before[t] = std::max(before[t - 1], scans[t - 1].highest);
+  bool ordered = true;
+#pragma omp parallel for schedule(static, 1) num_threads(parts) reduction(&& : ordered) \
+    if (parts > 1)
+  for (int t = 0; t < parts; ++t) {
+    int64_t highest = before[size_t(t)];
+    for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end && ordered;
+         ++f)
+      for (int c = 0; c < 3; ++c) {
+        const int64_t v = faces[f].v[c];
+        if (v > highest + 1) ordered = false;
+        highest = std::max(highest, v);
+      }
+  }
+  return ordered;
+}
+
+// The end of a compaction that changes no face or vertex: what the walk
+// would still rewrite (vertex indices, texture references of untextured
+// faces) is set on the team, and the incidence lists are made again.
+void keepFacesAndVertices(SubMesh& mesh, size_t room_for_vertices) {
+  const int64_t vertex_count = static_cast<int64_t>(mesh.vertices.size());
+#pragma omp parallel for schedule(static) if (vertex_count >= kParallelMinimum)
+  for (int64_t v = 0; v < vertex_count; ++v)
+    if (mesh.vertices[size_t(v)].index != v) mesh.vertices[size_t(v)].index = int32_t(v);
+  const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
+#pragma omp parallel for schedule(static) if (face_count >= kParallelMinimum)
+  for (int64_t f = 0; f < face_count; ++f)
+    for (uint32_t& uv : mesh.faces[size_t(f)].uv)
+      if (uv != kNoTexCoord) uv = kNoTexCoord;
+  std::vector<TexCoord>().swap(mesh.texCoords);
+  if (mesh.vertices.capacity() < room_for_vertices) mesh.vertices.reserve(room_for_vertices);
+  mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
+}
+
 }  // namespace
 
 void compactMesh(SubMesh& mesh) {
@@ -34,13 +123,13 @@ void compactMesh(SubMesh& mesh) {
   // One pass over the faces: those out of range are dropped, and the live
   // ones mark the vertices they use.
   std::vector<uint8_t> used(vertex_count, 0);
+  const std::vector<PartScan> scans = scanFaces(mesh.faces, vertex_count, used);
   size_t live = 0, textured_faces = 0;
-  for (Face& f : mesh.faces) {
-    if (!f.removed && !inRange(f, vertex_count)) f.removed = 1;
-    if (f.removed) continue;
-    ++live;
-    textured_faces += f.material >= 0;
-    used[f.v[0]] = used[f.v[1]] = used[f.v[2]] = 1;
+  bool any_collapsed = false;
+  for (const PartScan& scan : scans) {
+    live += scan.live;
+    textured_faces += scan.textured;
+    any_collapsed = any_collapsed || scan.collapsed;
   }
   if (live == 0) return;
   // The new lists come from the new faces alone; the old ones go first so
@@ -107,6 +196,19 @@ void compactMesh(SubMesh& mesh) {
     }
   }
 
+  // Room for the vertices hole patches add.
+  const size_t room_for_vertices = classes + classes / 64 + 64;
+  // Every vertex used and a class of its own, every face kept: when the
+  // corners also meet the vertices in number order, the walk below would
+  // number each vertex as it is.
+  if (classes == vertex_count && live == face_count && textured_faces == 0 && !any_collapsed &&
+      firstSeenInNumberOrder(mesh.faces, scans)) {
+    std::vector<uint32_t>().swap(weld_class);
+    std::vector<uint8_t>().swap(used);
+    keepFacesAndVertices(mesh, room_for_vertices);
+    return;
+  }
+
   // One walk over the live faces in order does the rest: a class is given the
   // next vertex number at its first corner (the collapsing faces count, as
   // their vertices stay when welding drops them), taking that corner's
@@ -117,7 +219,7 @@ void compactMesh(SubMesh& mesh) {
   // faces to give the same numbers, which cost more than the second thread
   // saved.
   std::vector<Vertex> vertices;
-  vertices.reserve(classes + classes / 64 + 64);            // room for hole patches
+  vertices.reserve(room_for_vertices);
   std::vector<uint32_t> class_vertex(vertex_count, kNone);  // by class name
   std::vector<TexCoord> tex_coords;
   tex_coords.reserve(3 * textured_faces);

@@ -129,6 +129,31 @@ TEST(CompactMesh, WeldsInTwoTablesAsInOne) {
   expectCompactionOnTeams(original, expected);
 }
 
+TEST(CompactMesh, KeepsOnlyWhatWeldingAgainWouldKeep) {
+  // Nothing removed, merged or collapsed: the faces and vertices stay, but a
+  // texture reference on an untextured face goes and a vertex's index is
+  // its place again.
+  TriMesh intact = test::buildMesh(test::uvSphereSoup(3.0f, 90, 240));
+  ASSERT_GE(intact.vertices.size(), size_t(kParallelMinimum));
+  intact.faces[5].uv[1] = 0;
+  intact.vertices[7].index = -1;
+  expectCompactionOnTeams(intact, rebuiltFromSoup(intact));
+
+  // Two vertices met late trade numbers: the corners no longer meet the
+  // vertices in number order, and compaction numbers them back.
+  const TriMesh welded = test::buildMesh(test::uvSphereSoup(3.0f, 90, 240));
+  TriMesh traded = welded;
+  const int32_t a = int32_t(welded.vertices.size()) - 40, b = a + 25;
+  std::swap(traded.vertices[size_t(a)].position, traded.vertices[size_t(b)].position);
+  for (Face& f : traded.faces)
+    for (int32_t& v : f.v) v = v == a ? b : (v == b ? a : v);
+  traded.incidentCorners.rebuild(traded.faces, traded.vertices.size());
+  ASSERT_NE(traded.vertices[size_t(a)].position, welded.vertices[size_t(a)].position);
+  const TriMesh expected = rebuiltFromSoup(traded);
+  ASSERT_EQ(expected.vertices[size_t(a)].position, welded.vertices[size_t(a)].position);
+  expectCompactionOnTeams(traded, expected);
+}
+
 // The faces sharing corner c's edge of face f, in the order of v[c]'s list,
 // each with whether it runs the same way.
 std::vector<std::pair<uint32_t, bool>> sharers(const SubMesh& mesh, uint32_t f, uint32_t c,
