@@ -37,7 +37,12 @@ bool collapsed(const Face& f) {
 // What the first pass finds in one part of the faces.
 struct PartScan {
   size_t live = 0, textured = 0;
-  int64_t highest = -1;  // the highest vertex of a live face
+  int32_t highest = -1;  // the highest vertex of a live face
+  // The part's corners come in number order (each corner's vertex at most
+  // one past every vertex met before it) when the parts before it met this
+  // vertex or a higher one: the highest vertex, less one, of the corners
+  // that come more than one past every vertex met before them in the part.
+  int32_t needs_before = -1;
   bool collapsed = false;
 };
 
@@ -50,51 +55,40 @@ std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
   std::vector<PartScan> scans(static_cast<size_t>(parts));
 #pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
   for (int t = 0; t < parts; ++t) {
-    PartScan scan;
+    size_t live = 0, textured = 0;
+    int32_t highest = -1, needs_before = -1;
+    bool any_collapsed = false;
     for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end; ++f) {
       Face& face = faces[f];
       if (!face.removed && !inRange(face, vertex_count)) face.removed = 1;
       if (face.removed) continue;
-      ++scan.live;
-      scan.textured += face.material >= 0;
-      scan.collapsed = scan.collapsed || collapsed(face);
+      ++live;
+      textured += face.material >= 0;
+      any_collapsed = any_collapsed || collapsed(face);
       for (int c = 0; c < 3; ++c) {
-        // Threads may mark the same vertex: the same byte, the same value.
-#pragma omp atomic write
-        used[size_t(face.v[c])] = 1;
-        scan.highest = std::max<int64_t>(scan.highest, face.v[c]);
+        // Threads may mark the same vertex: the same byte, the same value,
+        // stored without ordering (a plain store).
+        const int32_t v = face.v[c];
+        __atomic_store_n(&used[size_t(v)], uint8_t(1), __ATOMIC_RELAXED);
+        if (v > highest + 1) needs_before = std::max(needs_before, v - 1);
+        highest = std::max(highest, v);
       }
     }
-    scans[size_t(t)] = scan;
+    scans[size_t(t)] = {live, textured, highest, needs_before, any_collapsed};
   }
   return scans;
 }
 
-// Whether the corners of `faces`, all live, meet the vertices in number
-// order: each corner's vertex at most one past every vertex met before it.
-// Welding numbers vertices so; a mesh made otherwise (vertices in a file's
-// order) may not be. Each part starts from the highest vertex of the parts
-// before it.
-bool firstSeenInNumberOrder(const std::vector<Face>& faces, const std::vector<PartScan>& scans) {
-  const size_t n = faces.size();
-  const int parts = static_cast<int>(scans.size());
-  std::vector<int64_t> before(scans.size(), -1);
-  for (size_t t = 1; t < scans.size(); ++t)
-    before[t] = std::max(before[t - 1], scans[t - 1].highest);
-  bool ordered = true;
-#pragma omp parallel for schedule(static, 1) num_threads(parts) reduction(&& : ordered) \
-    if (parts > 1)
-  for (int t = 0; t < parts; ++t) {
-    int64_t highest = before[size_t(t)];
-    for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end && ordered;
-         ++f)
-      for (int c = 0; c < 3; ++c) {
-        const int64_t v = faces[f].v[c];
-        if (v > highest + 1) ordered = false;
-        highest = std::max(highest, v);
-      }
+// Whether the live corners meet the vertices in number order, from the
+// parts' scans. Welding numbers vertices so; a mesh made otherwise (vertices
+// in a file's order) may not be.
+bool firstSeenInNumberOrder(const std::vector<PartScan>& scans) {
+  int32_t met = -1;  // the highest vertex of the parts so far
+  for (const PartScan& scan : scans) {
+    if (scan.needs_before > met) return false;
+    met = std::max(met, scan.highest);
   }
-  return ordered;
+  return true;
 }
 
 // The end of a compaction that changes no face or vertex: what the walk
@@ -202,7 +196,7 @@ void compactMesh(SubMesh& mesh) {
   // corners also meet the vertices in number order, the walk below would
   // number each vertex as it is.
   if (classes == vertex_count && live == face_count && textured_faces == 0 && !any_collapsed &&
-      firstSeenInNumberOrder(mesh.faces, scans)) {
+      firstSeenInNumberOrder(scans)) {
     std::vector<uint32_t>().swap(weld_class);
     std::vector<uint8_t>().swap(used);
     keepFacesAndVertices(mesh, room_for_vertices);
