@@ -111,7 +111,7 @@ void keepFacesAndVertices(SubMesh& mesh, size_t room_for_vertices) {
 
 }  // namespace
 
-void compactMesh(SubMesh& mesh) {
+bool compactMesh(SubMesh& mesh) {
   const size_t vertex_count = mesh.vertices.size();
   const size_t face_count = mesh.faces.size();
   // One pass over the faces: those out of range are dropped, and the live
@@ -125,7 +125,7 @@ void compactMesh(SubMesh& mesh) {
     textured_faces += scan.textured;
     any_collapsed = any_collapsed || scan.collapsed;
   }
-  if (live == 0) return;
+  if (live == 0) return false;
   // The new lists come from the new faces alone; the old ones go first so
   // that the two sets never coexist.
   mesh.incidentCorners.clear();
@@ -200,7 +200,7 @@ void compactMesh(SubMesh& mesh) {
     std::vector<uint32_t>().swap(weld_class);
     std::vector<uint8_t>().swap(used);
     keepFacesAndVertices(mesh, room_for_vertices);
-    return;
+    return true;
   }
 
   // One walk over the live faces in order does the rest: a class is given the
@@ -260,6 +260,7 @@ void compactMesh(SubMesh& mesh) {
 
   mesh.vertices.swap(vertices);
   mesh.texCoords.swap(tex_coords);
+  return false;
 }
 
 FaceBits removedFaceBits(const SubMesh& mesh) {

@@ -93,15 +93,17 @@ void recordShortList(const std::vector<Entry>& entries, CornerAdjacency& adjacen
 // Marks, in the first vertex of a face's copy, a face that shares no edges.
 constexpr int32_t kSkippedFace = INT32_MIN;
 
-// Records the partners of every listed corner of vertex x. `face_vertices`
-// holds the three vertices of every face (kSkippedFace first for a face to
-// skip); `entries` and `keyed` are the caller's scratch space.
-void sweepVertex(const SubMesh& mesh, const int32_t* face_vertices, size_t x,
+// Records the partners of every listed corner of vertex x.
+// `vertices_of(face)` points to the three vertices of a face (kSkippedFace
+// first for a face to skip); `entries` and `keyed` are the caller's scratch
+// space.
+template <class VerticesOf>
+void sweepVertex(const SubMesh& mesh, VerticesOf&& vertices_of, size_t x,
                  std::vector<Entry>& entries, std::vector<std::pair<int32_t, uint32_t>>& keyed,
                  CornerAdjacency& adjacency) {
   entries.clear();
   for (const CornerRef& r : mesh.incidentCorners[x]) {
-    const int32_t* v = face_vertices + 3 * size_t(r.face);
+    const int32_t* v = vertices_of(r.face);
     if (v[0] == kSkippedFace) continue;
     entries.push_back({r.face, r.corner, v[nextCorner(r.corner)], v[prevCorner(r.corner)]});
   }
@@ -237,12 +239,42 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
           prefetchWrite(adjacency.same_direction.data() + size_t(r.face) * 3);
         }
-      sweepVertex(mesh, vertices_of, static_cast<size_t>(x), entries, keyed, adjacency);
+      sweepVertex(
+          mesh, [vertices_of](uint32_t f) { return vertices_of + 3 * size_t(f); },
+          static_cast<size_t>(x), entries, keyed, adjacency);
     }
   }
   if (list_duplicates && removed == RemovedFaces::kSkip)
     listDuplicates(mesh, vertices_of, size_t(vertex_count), adjacency);
   return adjacency;
+}
+
+void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face) {
+  const size_t face_count = mesh.faces.size();
+  adjacency.across.resize(3 * face_count, CornerAdjacency::kOpen);
+  adjacency.same_direction.resize(3 * face_count, 0);
+  adjacency.duplicates_listed = false;
+  adjacency.repeated_vertex_face = false;
+  adjacency.duplicate_faces.clear();
+  // A corner's slot reads the list of its vertex, and only the lists of the
+  // new faces' vertices have changed: sweeping those again rewrites every
+  // slot that a sweep of the whole mesh would write differently.
+  const size_t vertex_count = std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount());
+  std::vector<int32_t> touched;
+  for (size_t f = first_new_face; f < face_count; ++f)
+    for (const int32_t v : mesh.faces[f].v)
+      if (v >= 0 && size_t(v) < vertex_count) touched.push_back(v);
+  std::sort(touched.begin(), touched.end());
+  touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
+  static const int32_t skipped[3] = {kSkippedFace, 0, 0};
+  auto vertices_of = [&](uint32_t f) {
+    const Face& face = mesh.faces[f];
+    return face.removed ? skipped : face.v;
+  };
+  std::vector<Entry> entries;
+  std::vector<std::pair<int32_t, uint32_t>> keyed;
+  for (const int32_t x : touched)
+    sweepVertex(mesh, vertices_of, size_t(x), entries, keyed, adjacency);
 }
 
 }  // namespace vekmesh

@@ -48,6 +48,16 @@ struct CornerAdjacency {
 CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
                                      bool list_duplicates = false);
 
+// The adjacency of `mesh` from one built with RemovedFaces::kSkip (duplicates
+// listed or not) before faces first_new_face.. were appended and listed in
+// incidentCorners: slots are added for the new faces and the sharers of their
+// vertices' edges counted again. No face may have been removed or renumbered
+// since, and turns since must have been kept in the adjacency (as
+// unifyOrientation keeps them). The result is what
+// buildCornerAdjacency(mesh, RemovedFaces::kSkip) would build now, without
+// the duplicate list.
+void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face);
+
 // buildShells (mesh_utils.h) with an adjacency built with RemovedFaces::kSkip
 // on the mesh as it is now.
 void buildShells(SubMesh& mesh, const CornerAdjacency& adjacency);

@@ -80,8 +80,11 @@ inline size_t liveFaceCount(const SubMesh& mesh) {
 FaceBits removedFaceBits(const SubMesh& mesh);
 
 // Rebuilds the mesh from its live faces (welding again, refreshing
-// incidentCorners); nothing happens when no face is live.
-void compactMesh(SubMesh& mesh);
+// incidentCorners); nothing happens when no face is live. Returns true when
+// it kept the faces and vertices as they were (nothing removed, merged,
+// collapsed, renumbered or textured), so that what was known about them
+// still holds; false otherwise, even when the numbers came out the same.
+bool compactMesh(SubMesh& mesh);
 
 // compactMesh followed by buildShells.
 void rebuildTopology(SubMesh& mesh);

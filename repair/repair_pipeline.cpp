@@ -36,15 +36,27 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   buildShells(mesh, adjacency);
   if (remove_duplicates) report.duplicates_removed = removeDuplicateFaces(mesh, adjacency);
   report.faces_turned = unifyOrientation(mesh, adjacency);
+  const size_t faces_before_patches = mesh.faces.size();
   if (options.hole_filling == HoleFilling::kAlways || !anyLiveFaceHasMaterial(mesh)) {
     report.holes_filled = true;
     report.holes = fillHoles(mesh, adjacency);
   } else {
     log.caution("holes left open: the model carries textures");
   }
-  // The old adjacency goes before compaction builds the new mesh beside the old.
-  adjacency = CornerAdjacency{};
-  report.adjacency = rebuildTopologyWithAdjacency(mesh);
+  // When compaction keeps every face and vertex (then no face was removed
+  // since the adjacency was built), the adjacency only needs the patches
+  // added. With faces removed it cannot, and the adjacency goes before
+  // compaction builds the new mesh beside the old.
+  std::vector<std::vector<int32_t>>().swap(mesh.shells);
+  if (report.duplicates_removed > 0) adjacency = CornerAdjacency{};
+  if (compactMesh(mesh)) {
+    extendCornerAdjacency(mesh, adjacency, faces_before_patches);
+    buildShells(mesh, adjacency);
+    report.adjacency = std::move(adjacency);
+  } else {
+    adjacency = CornerAdjacency{};
+    report.adjacency = buildShellsWithAdjacency(mesh);
+  }
   log.parameter("duplicates", report.duplicates_removed);
   log.parameter("faces turned", report.faces_turned);
   log.parameter("holes closed", report.holes.loops_closed);

@@ -166,6 +166,29 @@ TEST(UnifyOrientation, AFaceThatDisagreesOnlyAcrossEdgesOfSeveralFacesIsTurned) 
   EXPECT_TRUE(test::edgeCensus(agreeing).closedManifoldOriented());
 }
 
+TEST(RepairPipeline, HandsBackTheTopologyOfTheRepairedMesh) {
+  // Holes of one and of several faces and a flipped face; then the same with
+  // a duplicate, whose removal renumbers the faces.
+  Soup holed = test::uvSphereSoup(2.0f, 24, 12);
+  for (const size_t t : {90, 61, 60, 20}) holed = test::withoutTriangle(holed, t);
+  holed = test::withTriangleFlipped(holed, 40);
+  for (const Soup& soup : {holed, test::withTriangleDuplicated(holed, 7)}) {
+    TriMesh mesh = test::buildMesh(soup);
+    const RepairReport report = repairMesh(mesh, {HoleFilling::kAlways, DuplicateRemoval::kAlways});
+    ASSERT_EQ(report.holes.loops_closed, 3u);
+    EXPECT_EQ(report.faces_turned, 1u);
+    const CornerAdjacency fresh = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+    EXPECT_EQ(report.adjacency.across, fresh.across);
+    EXPECT_EQ(report.adjacency.same_direction, fresh.same_direction);
+    EXPECT_EQ(report.adjacency.duplicates_listed, fresh.duplicates_listed);
+    EXPECT_EQ(report.adjacency.duplicate_faces, fresh.duplicate_faces);
+    TriMesh walked = mesh;
+    buildShells(walked);
+    EXPECT_EQ(mesh.shells, walked.shells);
+    EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented());
+  }
+}
+
 TEST(RepairPipeline, LeavesAnIntactModelAsItWas) {
   Soup soup = test::cubeSoup(2.0f);
   test::assignMaterial(soup, 4);
