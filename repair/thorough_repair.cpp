@@ -63,7 +63,13 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // each, twice); past one face in 256 building it again costs less.
   const size_t coincident =
       2 * report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed;
-  if (coincident * 256 > mesh.faces.size()) rebuildAdjacency(adjacency, mesh);
+  // Whether the adjacency is what building it now would give: no face
+  // removed since it was built.
+  bool adjacency_current = coincident == 0;
+  if (coincident * 256 > mesh.faces.size()) {
+    rebuildAdjacency(adjacency, mesh);
+    adjacency_current = true;
+  }
   run.report(0.35);
   SheetPairs sheets;
   {
@@ -85,12 +91,17 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
       ++lone;
     }
     report.lone_faces_removed += lone;
+    adjacency_current = adjacency_current && lone == 0;
     orientConsistently(mesh, partners, report.consistency, /*want_components=*/false);
   }
   // Hole filling reads open edges from an adjacency of the windings as they
   // are now (faces removed since it was built no longer count).
-  if (report.consistency.faces_turned > 0) rebuildAdjacency(adjacency, mesh);
+  if (report.consistency.faces_turned > 0) {
+    rebuildAdjacency(adjacency, mesh);
+    adjacency_current = true;
+  }
   run.report(0.5);
+  const size_t faces_before_patches = mesh.faces.size();
   report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex, true});
 
   // The components the signs are for, with the patches in: the same sheets
@@ -98,7 +109,10 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // could join other sheets). Patches follow their rims, so this walk turns
   // nothing but what a one-sided surface leaves.
   run.report(0.7);
-  if (report.holes.faces_added > 0) rebuildAdjacency(adjacency, mesh);
+  if (report.holes.faces_added > 0 && adjacency_current)
+    extendCornerAdjacency(mesh, adjacency, faces_before_patches);
+  else if (report.holes.faces_added > 0)
+    rebuildAdjacency(adjacency, mesh);
   ConsistencyReport again;
   const OrientationComponents components =
       orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again);

@@ -309,6 +309,36 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
   EXPECT_TRUE(flawsAdded(more, more).empty());
 }
 
+TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
+  // Holes alone (the adjacency of the input then only gains the patches),
+  // and broken spheres whose faults make the steps build it again.
+  Soup holed = test::uvSphereSoup(2.0f, 32, 16);
+  for (const size_t t : {200, 121, 120, 40}) holed = test::withoutTriangle(holed, t);
+  // The same with a fin on one of its edges, pointing inwards: left out of
+  // the pairing there, it has no partner and goes, leaving that edge to two
+  // faces.
+  Soup finned = holed;
+  const Point a = holed.corner(100, 0), b = holed.corner(100, 1);
+  finned.addTriangle(a, b, {0.25f * (a[0] + b[0]), 0.25f * (a[1] + b[1]), 0.25f * (a[2] + b[2])});
+  std::vector<Soup> inputs = {holed, finned};
+  for (const uint64_t seed : {1u, 2u}) {
+    Soup soup;
+    soup.corners = test::makeBrokenSphere(6000, seed).corners;
+    inputs.push_back(soup);
+  }
+  for (size_t i = 0; i < inputs.size(); ++i) {
+    TriMesh mesh = test::buildMesh(inputs[i]);
+    CornerAdjacency loaded = buildShellsWithAdjacency(mesh, /*list_duplicates=*/true);
+    const ThoroughRepairReport report = thoroughRepair(mesh, RunContext{}, &loaded);
+    EXPECT_GT(report.holes.loops_closed, 0u) << "input " << i;
+    if (i == 1) EXPECT_EQ(report.lone_faces_removed, 1u);
+    const CornerAdjacency fresh = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+    EXPECT_EQ(report.adjacency.across, fresh.across) << "input " << i;
+    EXPECT_EQ(report.adjacency.same_direction, fresh.same_direction) << "input " << i;
+    EXPECT_EQ(report.adjacency.duplicates_listed, fresh.duplicates_listed) << "input " << i;
+  }
+}
+
 // The passes that gather on a team (adjacency, census, orientation sums,
 // open edges, lone faces) merge in face order: the repair is the same on any
 // team, face for face and in every count. Two shells: the broken sphere and a
