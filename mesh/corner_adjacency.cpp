@@ -249,6 +249,24 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
   return adjacency;
 }
 
+void turnFacesInAdjacency(CornerAdjacency& adjacency, const FaceBits& turned) {
+  const int64_t face_count = static_cast<int64_t>(adjacency.across.size() / 3);
+  // Each face writes only its own slots, and reads only the turn marks.
+#pragma omp parallel for schedule(static) if (face_count >= kParallelMinimum)
+  for (int64_t f = 0; f < face_count; ++f) {
+    const bool f_turned = turned.test(size_t(f));
+    const size_t slot = 3 * size_t(f);
+    if (f_turned) {
+      std::swap(adjacency.across[slot + 1], adjacency.across[slot + 2]);
+      std::swap(adjacency.same_direction[slot + 1], adjacency.same_direction[slot + 2]);
+    }
+    for (size_t c = 0; c < 3; ++c) {
+      const int32_t g = adjacency.across[slot + c];
+      if (g >= 0 && f_turned != turned.test(size_t(g))) adjacency.same_direction[slot + c] ^= 1;
+    }
+  }
+}
+
 void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face) {
   const size_t face_count = mesh.faces.size();
   adjacency.across.resize(3 * face_count, CornerAdjacency::kOpen);

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "mesh/face_bits.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -57,6 +58,12 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
 // buildCornerAdjacency(mesh, RemovedFaces::kSkip) would build now, without
 // the duplicate list.
 void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face);
+
+// Keeps an adjacency current through turns of the faces in `turned` (each
+// trading corners 0 and 1, as applyTurns does): a turned face's edges 1 and
+// 2 trade places, and a pair in which one face turned and not the other now
+// runs its edge the other way. On the team.
+void turnFacesInAdjacency(CornerAdjacency& adjacency, const FaceBits& turned);
 
 // buildShells (mesh_utils.h) with an adjacency built with RemovedFaces::kSkip
 // on the mesh as it is now.

@@ -75,7 +75,8 @@ void groupByComponent(const OrientationComponents& components, size_t count,
 }  // namespace
 
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report, bool want_components) {
+                                         ConsistencyReport& report, bool want_components,
+                                         CornerAdjacency* turn_with) {
   OrientationComponents out;
   // Most models need no turn: their components come from the team, and the
   // walk below is only for those that do.
@@ -84,6 +85,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
     return out;
   out = OrientationComponents{};
   const size_t face_count = mesh.faces.size();
+  const size_t turned_before = report.faces_turned;
   if (want_components) out.component_of.assign(face_count, -1);
   // 0: not reached yet, 1: keeps its winding, 2: to be turned.
   std::vector<uint8_t> state(face_count, 0);
@@ -141,7 +143,10 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
     out.closed.push_back(closed ? 1 : 0);
   }
   report.conflicts += conflicts / 2;  // each disagreement is met from both faces
-  if (report.faces_turned > 0) applyTurns(mesh, turned);
+  if (report.faces_turned > turned_before) {
+    applyTurns(mesh, turned);
+    if (turn_with) turnFacesInAdjacency(*turn_with, turned);
+  }
   if (!want_components) out = OrientationComponents{};
   return out;
 }

@@ -49,9 +49,11 @@ struct ConsistencyReport {
 // Turns faces so that partners run their shared edges in opposite
 // directions, and hands back the components the walks found (none without
 // `want_components`, which spares finding them where nothing turns).
-// Incidence lists are kept current; an adjacency built before is not.
+// Incidence lists are kept current; an adjacency built before is not, except
+// `turn_with`, which the turns are made in too (turnFacesInAdjacency).
 OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& partners,
-                                         ConsistencyReport& report, bool want_components = true);
+                                         ConsistencyReport& report, bool want_components = true,
+                                         CornerAdjacency* turn_with = nullptr);
 
 struct OutwardReport {
   size_t components_turned = 0;

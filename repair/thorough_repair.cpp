@@ -20,6 +20,13 @@ void rebuildAdjacency(CornerAdjacency& adjacency, const SubMesh& mesh,
   adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, list_duplicates);
 }
 
+// What a build without the duplicate list would say of it.
+void forgetDuplicates(CornerAdjacency& adjacency) {
+  adjacency.duplicates_listed = false;
+  adjacency.repeated_vertex_face = false;
+  std::vector<uint32_t>().swap(adjacency.duplicate_faces);
+}
+
 }  // namespace
 
 ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
@@ -92,11 +99,17 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
     }
     report.lone_faces_removed += lone;
     adjacency_current = adjacency_current && lone == 0;
-    orientConsistently(mesh, partners, report.consistency, /*want_components=*/false);
+    // A current adjacency is turned with the faces; one that still counts
+    // removed faces is built again below.
+    orientConsistently(mesh, partners, report.consistency, /*want_components=*/false,
+                       adjacency_current ? &adjacency : nullptr);
   }
   // Hole filling reads open edges from an adjacency of the windings as they
-  // are now (faces removed since it was built no longer count).
-  if (report.consistency.faces_turned > 0) {
+  // are now (faces removed since it was built no longer count). The
+  // duplicate list goes with the turns, as a new build would not list them.
+  if (report.consistency.faces_turned > 0 && adjacency_current) {
+    forgetDuplicates(adjacency);
+  } else if (report.consistency.faces_turned > 0) {
     rebuildAdjacency(adjacency, mesh);
     adjacency_current = true;
   }

@@ -209,19 +209,7 @@ class OrientationWalk {
     // that work may be left; with none, faces and adjacency are as they were.
     if (!any_turned_) return;
     applyTurns(mesh_, turned_);
-    const size_t face_count = mesh_.faces.size();
-    for (size_t f = 0; f < face_count; ++f) {
-      const bool f_turned = turned_.test(f);
-      const size_t slot = 3 * f;
-      if (f_turned) {
-        std::swap(adjacency_.across[slot + 1], adjacency_.across[slot + 2]);
-        std::swap(adjacency_.same_direction[slot + 1], adjacency_.same_direction[slot + 2]);
-      }
-      for (size_t c = 0; c < 3; ++c) {
-        const int32_t g = adjacency_.across[slot + c];
-        if (g >= 0 && f_turned != turned_.test(g)) adjacency_.same_direction[slot + c] ^= 1;
-      }
-    }
+    turnFacesInAdjacency(adjacency_, turned_);
   }
 
   SubMesh& mesh_;

@@ -310,17 +310,20 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
 }
 
 TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
-  // Holes alone (the adjacency of the input then only gains the patches),
-  // and broken spheres whose faults make the steps build it again.
-  Soup holed = test::uvSphereSoup(2.0f, 32, 16);
+  // Holes alone (the adjacency of the input then only gains the patches);
+  // faces flipped (the adjacency turns with them), with and without holes.
+  const Soup sphere = test::uvSphereSoup(2.0f, 32, 16);
+  Soup holed = sphere, flipped = sphere;
   for (const size_t t : {200, 121, 120, 40}) holed = test::withoutTriangle(holed, t);
-  // The same with a fin on one of its edges, pointing inwards: left out of
-  // the pairing there, it has no partner and goes, leaving that edge to two
-  // faces.
-  Soup finned = holed;
+  for (const size_t t : {300, 301, 77}) flipped = test::withTriangleFlipped(flipped, t);
+  Soup both = test::withTriangleFlipped(test::withTriangleFlipped(holed, 300), 77);
+  // A fin on an edge, pointing inwards: left out of the pairing there, it
+  // has no partner and goes, leaving that edge to two faces.
+  Soup finned = both;
   const Point a = holed.corner(100, 0), b = holed.corner(100, 1);
   finned.addTriangle(a, b, {0.25f * (a[0] + b[0]), 0.25f * (a[1] + b[1]), 0.25f * (a[2] + b[2])});
-  std::vector<Soup> inputs = {holed, finned};
+  std::vector<Soup> inputs = {holed, flipped, both, finned};
+  // Broken spheres, whose faults make the steps build it again.
   for (const uint64_t seed : {1u, 2u}) {
     Soup soup;
     soup.corners = test::makeBrokenSphere(6000, seed).corners;
@@ -330,12 +333,17 @@ TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
     TriMesh mesh = test::buildMesh(inputs[i]);
     CornerAdjacency loaded = buildShellsWithAdjacency(mesh, /*list_duplicates=*/true);
     const ThoroughRepairReport report = thoroughRepair(mesh, RunContext{}, &loaded);
-    EXPECT_GT(report.holes.loops_closed, 0u) << "input " << i;
-    if (i == 1) EXPECT_EQ(report.lone_faces_removed, 1u);
+    if (i < 4) {  // what each made input asks of the steps
+      const size_t turned[] = {0, 3, 2, 2};
+      EXPECT_EQ(report.holes.loops_closed > 0, i != 1) << "input " << i;
+      EXPECT_EQ(report.consistency.faces_turned, turned[i]) << "input " << i;
+      EXPECT_EQ(report.lone_faces_removed, i == 3 ? 1u : 0u) << "input " << i;
+    }
     const CornerAdjacency fresh = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
     EXPECT_EQ(report.adjacency.across, fresh.across) << "input " << i;
     EXPECT_EQ(report.adjacency.same_direction, fresh.same_direction) << "input " << i;
     EXPECT_EQ(report.adjacency.duplicates_listed, fresh.duplicates_listed) << "input " << i;
+    EXPECT_TRUE(test::edgeCensus(mesh).closedManifoldOriented()) << "input " << i;
   }
 }
 
