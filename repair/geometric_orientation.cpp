@@ -152,7 +152,7 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
 }
 
 OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& components,
-                             double tolerance) {
+                             double tolerance, CornerAdjacency* turn_with) {
   OutwardReport report;
   const size_t count = components.count();
   std::vector<size_t> faces_in(count, 0);
@@ -337,7 +337,10 @@ OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& compone
     if (removed[size_t(k)]) mesh.faces[f].removed = 1;
     if (turn[size_t(k)]) turned.set(f);
   }
-  if (report.components_turned > 0) applyTurns(mesh, turned);
+  if (report.components_turned > 0) {
+    applyTurns(mesh, turned);
+    if (turn_with) turnFacesInAdjacency(*turn_with, turned);
+  }
   return report;
 }
 

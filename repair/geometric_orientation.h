@@ -65,8 +65,9 @@ struct OutwardReport {
 
 // Turns whole components outwards (see above) and removes closed components
 // whose volume is no more than `tolerance` times their area: they enclose
-// nothing a printer could fill. Needs consistent windings.
+// nothing a printer could fill. Needs consistent windings. The turns are
+// made in `turn_with` too, when given (turnFacesInAdjacency); removals are not.
 OutwardReport orientOutwards(SubMesh& mesh, const OrientationComponents& components,
-                             double tolerance);
+                             double tolerance, CornerAdjacency* turn_with = nullptr);
 
 }  // namespace vekmesh

@@ -122,22 +122,29 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // could join other sheets). Patches follow their rims, so this walk turns
   // nothing but what a one-sided surface leaves.
   run.report(0.7);
-  if (report.holes.faces_added > 0 && adjacency_current)
-    extendCornerAdjacency(mesh, adjacency, faces_before_patches);
-  else if (report.holes.faces_added > 0)
-    rebuildAdjacency(adjacency, mesh);
+  if (report.holes.faces_added > 0) {
+    if (adjacency_current)
+      extendCornerAdjacency(mesh, adjacency, faces_before_patches);
+    else
+      rebuildAdjacency(adjacency, mesh);
+    adjacency_current = true;
+  }
   ConsistencyReport again;
+  CornerAdjacency* turn_with = adjacency_current ? &adjacency : nullptr;
   const OrientationComponents components =
-      orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again);
+      orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again, true, turn_with);
   report.consistency.faces_turned += again.faces_turned;
   report.consistency.conflicts = again.conflicts;
-  report.outward = orientOutwards(mesh, components, report.weld.tolerance);
+  report.outward = orientOutwards(mesh, components, report.weld.tolerance, turn_with);
+  const bool turned_since = again.faces_turned > 0 || report.outward.components_turned > 0;
+  if (turned_since && adjacency_current) forgetDuplicates(adjacency);
 
   run.report(0.85);
-  // The adjacency still holds when no face was turned or removed since.
+  // The adjacency still holds when no face was removed since, and it was
+  // current before the turns (which were then made in it too).
   const size_t live = liveFaceCount(mesh);
   const bool compact = live != mesh.faces.size() || report.needles_collapsed > 0;
-  if (compact || again.faces_turned > 0 || report.outward.components_turned > 0) {
+  if (compact || (turned_since && !adjacency_current)) {
     adjacency = CornerAdjacency{};
     if (compact && live == 0) {
       // Nothing enclosed anything: an empty mesh, not a list of removed faces.

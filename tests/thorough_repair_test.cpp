@@ -312,6 +312,7 @@ TEST(ThoroughRepair, NeverAddsAFlawToAnyOfTheFaultsItMeets) {
 TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
   // Holes alone (the adjacency of the input then only gains the patches);
   // faces flipped (the adjacency turns with them), with and without holes.
+  // Each is what the steps keep their adjacency through.
   const Soup sphere = test::uvSphereSoup(2.0f, 32, 16);
   Soup holed = sphere, flipped = sphere;
   for (const size_t t : {200, 121, 120, 40}) holed = test::withoutTriangle(holed, t);
@@ -322,7 +323,10 @@ TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
   Soup finned = both;
   const Point a = holed.corner(100, 0), b = holed.corner(100, 1);
   finned.addTriangle(a, b, {0.25f * (a[0] + b[0]), 0.25f * (a[1] + b[1]), 0.25f * (a[2] + b[2])});
-  std::vector<Soup> inputs = {holed, flipped, both, finned};
+  // An inside-out cube, whole and with a hole: turned as a whole.
+  const Soup inward = test::cubeSoup(1.0f, test::Winding::kInward);
+  std::vector<Soup> inputs = {holed,  flipped, both,
+                              finned, inward,  test::withoutTriangle(inward, 5)};
   // Broken spheres, whose faults make the steps build it again.
   for (const uint64_t seed : {1u, 2u}) {
     Soup soup;
@@ -333,11 +337,12 @@ TEST(ThoroughRepair, HandsBackTheAdjacencyOfTheRepairedMesh) {
     TriMesh mesh = test::buildMesh(inputs[i]);
     CornerAdjacency loaded = buildShellsWithAdjacency(mesh, /*list_duplicates=*/true);
     const ThoroughRepairReport report = thoroughRepair(mesh, RunContext{}, &loaded);
-    if (i < 4) {  // what each made input asks of the steps
-      const size_t turned[] = {0, 3, 2, 2};
-      EXPECT_EQ(report.holes.loops_closed > 0, i != 1) << "input " << i;
+    if (i < 6) {  // what each made input asks of the steps
+      const size_t turned[] = {0, 3, 2, 2, 0, 0};
+      EXPECT_EQ(report.holes.loops_closed > 0, i != 1 && i != 4) << "input " << i;
       EXPECT_EQ(report.consistency.faces_turned, turned[i]) << "input " << i;
       EXPECT_EQ(report.lone_faces_removed, i == 3 ? 1u : 0u) << "input " << i;
+      EXPECT_EQ(report.outward.components_turned, i >= 4 ? 1u : 0u) << "input " << i;
     }
     const CornerAdjacency fresh = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
     EXPECT_EQ(report.adjacency.across, fresh.across) << "input " << i;
