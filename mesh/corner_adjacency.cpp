@@ -32,14 +32,15 @@ struct Entry {
 void storeCorner(const Entry& e, uint32_t count, uint32_t partner, bool same,
                  CornerAdjacency& adjacency) {
   const size_t slot = size_t(e.face) * 3 + e.corner;
-  if (count == 0) {
+  // The direction means something only with one partner; otherwise it is 0,
+  // so that a slot written again comes out as a first build writes it.
+  adjacency.same_direction[slot] = count == 1 && same ? 1 : 0;
+  if (count == 0)
     adjacency.across[slot] = CornerAdjacency::kOpen;
-  } else if (count == 1) {
+  else if (count == 1)
     adjacency.across[slot] = static_cast<int32_t>(partner);
-    adjacency.same_direction[slot] = same ? 1 : 0;
-  } else {
+  else
     adjacency.across[slot] = CornerAdjacency::kSeveral;
-  }
 }
 
 // Records the partners of entry i among `entries` (the whole list of x).
@@ -267,7 +268,8 @@ void turnFacesInAdjacency(CornerAdjacency& adjacency, const FaceBits& turned) {
   }
 }
 
-void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face) {
+void refreshCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency,
+                            const std::vector<size_t>& removed, size_t first_new_face) {
   const size_t face_count = mesh.faces.size();
   adjacency.across.resize(3 * face_count, CornerAdjacency::kOpen);
   adjacency.same_direction.resize(3 * face_count, 0);
@@ -275,13 +277,24 @@ void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size
   adjacency.repeated_vertex_face = false;
   adjacency.duplicate_faces.clear();
   // A corner's slot reads the list of its vertex, and only the lists of the
-  // new faces' vertices have changed: sweeping those again rewrites every
-  // slot that a sweep of the whole mesh would write differently.
+  // changed faces' vertices have changed: sweeping those again rewrites
+  // every slot that a sweep of the whole mesh would write differently, but
+  // those of the removed faces, which no sweep writes.
   const size_t vertex_count = std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount());
   std::vector<int32_t> touched;
-  for (size_t f = first_new_face; f < face_count; ++f)
+  auto touch = [&](size_t f) {
     for (const int32_t v : mesh.faces[f].v)
       if (v >= 0 && size_t(v) < vertex_count) touched.push_back(v);
+  };
+  for (const size_t f : removed) {
+    if (f >= face_count) continue;
+    for (size_t k = 3 * f; k < 3 * f + 3; ++k) {
+      adjacency.across[k] = CornerAdjacency::kOpen;
+      adjacency.same_direction[k] = 0;
+    }
+    touch(f);
+  }
+  for (size_t f = first_new_face; f < face_count; ++f) touch(f);
   std::sort(touched.begin(), touched.end());
   touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
   static const int32_t skipped[3] = {kSkippedFace, 0, 0};

@@ -50,14 +50,18 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
                                      bool list_duplicates = false);
 
 // The adjacency of `mesh` from one built with RemovedFaces::kSkip (duplicates
-// listed or not) before faces first_new_face.. were appended and listed in
-// incidentCorners: slots are added for the new faces and the sharers of their
-// vertices' edges counted again. No face may have been removed or renumbered
-// since, and turns since must have been kept in the adjacency (as
-// unifyOrientation keeps them). The result is what
-// buildCornerAdjacency(mesh, RemovedFaces::kSkip) would build now, without
-// the duplicate list.
-void extendCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency, size_t first_new_face);
+// listed or not) before the faces in `removed` were marked removed and faces
+// first_new_face.. were appended and listed in incidentCorners: the removed
+// faces' slots are opened, slots are added for the new faces, and the
+// sharers of the changed faces' vertices' edges are counted again. `removed`
+// must hold every face removed since (faces removed before may be in it
+// too); no face may have been renumbered, and turns since must have been
+// made in the adjacency too (turnFacesInAdjacency), before or after the
+// removals. The result is what
+// buildCornerAdjacency(mesh, RemovedFaces::kSkip) would build now, without the
+// duplicate list.
+void refreshCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency,
+                            const std::vector<size_t>& removed, size_t first_new_face);
 
 // Keeps an adjacency current through turns of the faces in `turned` (each
 // trading corners 0 and 1, as applyTurns does): a turned face's edges 1 and

@@ -50,7 +50,7 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   std::vector<std::vector<int32_t>>().swap(mesh.shells);
   if (report.duplicates_removed > 0) adjacency = CornerAdjacency{};
   if (compactMesh(mesh)) {
-    extendCornerAdjacency(mesh, adjacency, faces_before_patches);
+    refreshCornerAdjacency(mesh, adjacency, {}, faces_before_patches);
     buildShells(mesh, adjacency);
     report.adjacency = std::move(adjacency);
   } else {

@@ -20,6 +20,11 @@ void rebuildAdjacency(CornerAdjacency& adjacency, const SubMesh& mesh,
   adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, list_duplicates);
 }
 
+// The faces marked removed, ascending.
+std::vector<size_t> removedFaces(const SubMesh& mesh) {
+  return elementsWhere(mesh.faces.size(), [&](size_t f) { return mesh.faces[f].removed != 0; });
+}
+
 // What a build without the duplicate list would say of it.
 void forgetDuplicates(CornerAdjacency& adjacency) {
   adjacency.duplicates_listed = false;
@@ -65,27 +70,23 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // Progress marks between the steps, where a host may also cancel.
   run.report(0.25);
   report.coincident = removeCoincidentFaces(mesh, adjacency);
-  // The faces removed leave edges the adjacency still counts as shared by
-  // several, which the pairing then walks one by one (a few microseconds
-  // each, twice); past one face in 256 building it again costs less.
+  // The faces removed would leave edges the adjacency counts as shared by
+  // several, which the pairing then walks one by one: it is refreshed
+  // around them instead (here and below, the adjacency stays what building
+  // it now would give).
   const size_t coincident =
       2 * report.coincident.opposite_pairs_removed + report.coincident.duplicates_removed;
-  // Whether the adjacency is what building it now would give: no face
-  // removed since it was built.
-  bool adjacency_current = coincident == 0;
-  if (coincident * 256 > mesh.faces.size()) {
-    rebuildAdjacency(adjacency, mesh);
-    adjacency_current = true;
-  }
+  if (coincident > 0)
+    refreshCornerAdjacency(mesh, adjacency, removedFaces(mesh), mesh.faces.size());
   run.report(0.35);
   SheetPairs sheets;
+  size_t lone = 0;
   {
     const SheetPartners partners = pairSheets(mesh, adjacency, nullptr, &sheets);
     // A face alone (no partner on any edge) encloses nothing: it goes now,
     // before hole filling would close it with a face on its back. The
     // partners do not see these removals, so each face is decided alone.
     const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
-    size_t lone = 0;
 #pragma omp parallel for schedule(static) reduction(+ : lone) if (face_count >= kParallelMinimum)
     for (int64_t f = 0; f < face_count; ++f) {
       Face& face = mesh.faces[size_t(f)];
@@ -98,21 +99,15 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
       ++lone;
     }
     report.lone_faces_removed += lone;
-    adjacency_current = adjacency_current && lone == 0;
-    // A current adjacency is turned with the faces; one that still counts
-    // removed faces is built again below.
-    orientConsistently(mesh, partners, report.consistency, /*want_components=*/false,
-                       adjacency_current ? &adjacency : nullptr);
+    // The turns are made in the adjacency too. Its slots around the lone
+    // faces are refreshed after, when the partners are done with it: a turn
+    // only moves and flips slots, and the refresh writes those around the
+    // lone faces afresh, so the order does not matter.
+    orientConsistently(mesh, partners, report.consistency, /*want_components=*/false, &adjacency);
   }
-  // Hole filling reads open edges from an adjacency of the windings as they
-  // are now (faces removed since it was built no longer count). The
-  // duplicate list goes with the turns, as a new build would not list them.
-  if (report.consistency.faces_turned > 0 && adjacency_current) {
-    forgetDuplicates(adjacency);
-  } else if (report.consistency.faces_turned > 0) {
-    rebuildAdjacency(adjacency, mesh);
-    adjacency_current = true;
-  }
+  if (lone > 0) refreshCornerAdjacency(mesh, adjacency, removedFaces(mesh), mesh.faces.size());
+  // A new build would not list duplicates after turns.
+  if (report.consistency.faces_turned > 0) forgetDuplicates(adjacency);
   run.report(0.5);
   const size_t faces_before_patches = mesh.faces.size();
   report.holes = fillHoles(mesh, adjacency, PatchLimits{kThoroughPatchPointsPerRimVertex, true});
@@ -122,37 +117,29 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // could join other sheets). Patches follow their rims, so this walk turns
   // nothing but what a one-sided surface leaves.
   run.report(0.7);
-  if (report.holes.faces_added > 0) {
-    if (adjacency_current)
-      extendCornerAdjacency(mesh, adjacency, faces_before_patches);
-    else
-      rebuildAdjacency(adjacency, mesh);
-    adjacency_current = true;
-  }
+  if (report.holes.faces_added > 0)
+    refreshCornerAdjacency(mesh, adjacency, {}, faces_before_patches);
   ConsistencyReport again;
-  CornerAdjacency* turn_with = adjacency_current ? &adjacency : nullptr;
   const OrientationComponents components =
-      orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again, true, turn_with);
+      orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again, true, &adjacency);
   report.consistency.faces_turned += again.faces_turned;
   report.consistency.conflicts = again.conflicts;
-  report.outward = orientOutwards(mesh, components, report.weld.tolerance, turn_with);
-  const bool turned_since = again.faces_turned > 0 || report.outward.components_turned > 0;
-  if (turned_since && adjacency_current) forgetDuplicates(adjacency);
+  report.outward = orientOutwards(mesh, components, report.weld.tolerance, &adjacency);
+  if (again.faces_turned > 0 || report.outward.components_turned > 0) forgetDuplicates(adjacency);
 
   run.report(0.85);
-  // The adjacency still holds when no face was removed since, and it was
-  // current before the turns (which were then made in it too).
+  // The adjacency still holds unless compaction renumbers the faces.
   const size_t live = liveFaceCount(mesh);
   const bool compact = live != mesh.faces.size() || report.needles_collapsed > 0;
-  if (compact || (turned_since && !adjacency_current)) {
+  if (compact) {
     adjacency = CornerAdjacency{};
-    if (compact && live == 0) {
+    if (live == 0) {
       // Nothing enclosed anything: an empty mesh, not a list of removed faces.
       mesh.faces.clear();
       mesh.vertices.clear();
       mesh.texCoords.clear();
       mesh.incidentCorners.clear();
-    } else if (compact) {
+    } else {
       compactMesh(mesh);
       report.collapsed_faces += live - mesh.faces.size();
     }

@@ -13,6 +13,7 @@
 #include "mesh/parallel_loops.h"
 #include "mesh_builders.h"
 #include "mesh_checks.h"
+#include "repair/shell_orientation.h"
 
 namespace vekmesh {
 namespace {
@@ -188,6 +189,54 @@ TEST(CornerAdjacency, AgreesWithCountingSharersInTheLists) {
     }
     EXPECT_TRUE(seen[0] && seen[1] && seen[2]);  // the mix has every kind of edge
   }
+}
+
+// Each face of `mesh` for which pick(f) holds, turned over in the mesh and in
+// `adjacency`.
+template <class Pick>
+void turnFaces(TriMesh& mesh, CornerAdjacency& adjacency, Pick&& pick) {
+  FaceBits turned(mesh.faces.size());
+  for (size_t f = 0; f < mesh.faces.size(); ++f)
+    if (pick(f)) turned.set(f);
+  applyTurns(mesh, turned);
+  turnFacesInAdjacency(adjacency, turned);
+}
+
+void expectFreshAdjacency(const TriMesh& mesh, const CornerAdjacency& kept) {
+  const CornerAdjacency fresh = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+  EXPECT_EQ(kept.across, fresh.across);
+  EXPECT_EQ(kept.same_direction, fresh.same_direction);
+  EXPECT_FALSE(kept.duplicates_listed);
+  EXPECT_TRUE(kept.duplicate_faces.empty());
+}
+
+TEST(CornerAdjacency, StaysCurrentThroughTurnsRemovalsAndNewFaces) {
+  // The broken mix has edges of one, two and several faces and a duplicate.
+  TriMesh mesh = test::buildMesh(brokenMix());
+  CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip, true);
+  ASSERT_FALSE(adjacency.duplicate_faces.empty());
+  turnFaces(mesh, adjacency, [](size_t f) { return f % 11 == 4; });
+
+  // The duplicates and every 13th face go; copies of faces (one of them
+  // turned) and a face across a cube's corner come.
+  std::vector<size_t> removed;
+  for (const uint32_t f : adjacency.duplicate_faces) removed.push_back(f);
+  for (size_t f = 6; f < mesh.faces.size(); f += 13) removed.push_back(f);
+  for (const size_t f : removed) mesh.faces[f].removed = 1;
+  const size_t first_new = mesh.faces.size();
+  for (const size_t f : {size_t(20), size_t(21), first_new - 3})
+    mesh.faces.push_back(mesh.faces[f]);
+  std::swap(mesh.faces.back().v[0], mesh.faces.back().v[1]);
+  Face across = mesh.faces[first_new - 5];
+  across.v[2] = mesh.faces[first_new - 9].v[0];
+  mesh.faces.push_back(across);
+  mesh.incidentCorners.appendFaces(mesh.faces, first_new, mesh.vertices.size());
+  refreshCornerAdjacency(mesh, adjacency, removed, first_new);
+  expectFreshAdjacency(mesh, adjacency);
+
+  // Turns after the refresh, new faces among them.
+  turnFaces(mesh, adjacency, [&](size_t f) { return f % 7 == 2 || f + 2 >= mesh.faces.size(); });
+  expectFreshAdjacency(mesh, adjacency);
 }
 
 // buildShells as its definition reads: a breadth-first walk over the lists.
