@@ -32,15 +32,14 @@ struct Entry {
 void storeCorner(const Entry& e, uint32_t count, uint32_t partner, bool same,
                  CornerAdjacency& adjacency) {
   const size_t slot = size_t(e.face) * 3 + e.corner;
-  // The direction means something only with one partner; otherwise it is 0,
-  // so that a slot written again comes out as a first build writes it.
-  adjacency.same_direction[slot] = count == 1 && same ? 1 : 0;
-  if (count == 0)
+  if (count == 0) {
     adjacency.across[slot] = CornerAdjacency::kOpen;
-  else if (count == 1)
+  } else if (count == 1) {
     adjacency.across[slot] = static_cast<int32_t>(partner);
-  else
+    adjacency.same_direction[slot] = same ? 1 : 0;
+  } else {
     adjacency.across[slot] = CornerAdjacency::kSeveral;
+  }
 }
 
 // Records the partners of entry i among `entries` (the whole list of x).
@@ -94,17 +93,15 @@ void recordShortList(const std::vector<Entry>& entries, CornerAdjacency& adjacen
 // Marks, in the first vertex of a face's copy, a face that shares no edges.
 constexpr int32_t kSkippedFace = INT32_MIN;
 
-// Records the partners of every listed corner of vertex x.
-// `vertices_of(face)` points to the three vertices of a face (kSkippedFace
-// first for a face to skip); `entries` and `keyed` are the caller's scratch
-// space.
-template <class VerticesOf>
-void sweepVertex(const SubMesh& mesh, VerticesOf&& vertices_of, size_t x,
+// Records the partners of every listed corner of vertex x. `face_vertices`
+// holds the three vertices of every face (kSkippedFace first for a face to
+// skip); `entries` and `keyed` are the caller's scratch space.
+void sweepVertex(const SubMesh& mesh, const int32_t* face_vertices, size_t x,
                  std::vector<Entry>& entries, std::vector<std::pair<int32_t, uint32_t>>& keyed,
                  CornerAdjacency& adjacency) {
   entries.clear();
   for (const CornerRef& r : mesh.incidentCorners[x]) {
-    const int32_t* v = vertices_of(r.face);
+    const int32_t* v = face_vertices + 3 * size_t(r.face);
     if (v[0] == kSkippedFace) continue;
     entries.push_back({r.face, r.corner, v[nextCorner(r.corner)], v[prevCorner(r.corner)]});
   }
@@ -240,9 +237,7 @@ CornerAdjacency buildCornerAdjacency(const SubMesh& mesh, RemovedFaces removed,
           prefetchWrite(adjacency.across.data() + size_t(r.face) * 3);
           prefetchWrite(adjacency.same_direction.data() + size_t(r.face) * 3);
         }
-      sweepVertex(
-          mesh, [vertices_of](uint32_t f) { return vertices_of + 3 * size_t(f); },
-          static_cast<size_t>(x), entries, keyed, adjacency);
+      sweepVertex(mesh, vertices_of, static_cast<size_t>(x), entries, keyed, adjacency);
     }
   }
   if (list_duplicates && removed == RemovedFaces::kSkip)
@@ -277,9 +272,9 @@ void refreshCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency,
   adjacency.repeated_vertex_face = false;
   adjacency.duplicate_faces.clear();
   // A corner's slot reads the list of its vertex, and only the lists of the
-  // changed faces' vertices have changed: sweeping those again rewrites
-  // every slot that a sweep of the whole mesh would write differently, but
-  // those of the removed faces, which no sweep writes.
+  // changed faces' vertices have changed: their corners' slots are all that
+  // a build of the whole mesh would write differently. The removed faces'
+  // own slots are opened first, as a build leaves them.
   const size_t vertex_count = std::min(mesh.vertices.size(), mesh.incidentCorners.vertexCount());
   std::vector<int32_t> touched;
   auto touch = [&](size_t f) {
@@ -297,15 +292,44 @@ void refreshCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency,
   for (size_t f = first_new_face; f < face_count; ++f) touch(f);
   std::sort(touched.begin(), touched.end());
   touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
-  static const int32_t skipped[3] = {kSkippedFace, 0, 0};
-  auto vertices_of = [&](uint32_t f) {
-    const Face& face = mesh.faces[f];
-    return face.removed ? skipped : face.v;
-  };
-  std::vector<Entry> entries;
-  std::vector<std::pair<int32_t, uint32_t>> keyed;
+  if (touched.empty()) return;
+
+  // Those slots come from a build of the faces around the touched vertices
+  // alone, in face order: each touched vertex lists there what it lists in
+  // the mesh, under new numbers for faces and vertices.
+  std::vector<uint32_t> faces_around;
   for (const int32_t x : touched)
-    sweepVertex(mesh, vertices_of, size_t(x), entries, keyed, adjacency);
+    for (const CornerRef& r : mesh.incidentCorners[size_t(x)]) faces_around.push_back(r.face);
+  std::sort(faces_around.begin(), faces_around.end());
+  faces_around.erase(std::unique(faces_around.begin(), faces_around.end()), faces_around.end());
+  std::vector<int32_t> vertices_around;
+  for (const uint32_t f : faces_around)
+    for (const int32_t v : mesh.faces[f].v) vertices_around.push_back(v);
+  std::sort(vertices_around.begin(), vertices_around.end());
+  vertices_around.erase(std::unique(vertices_around.begin(), vertices_around.end()),
+                        vertices_around.end());
+  auto local_vertex = [&](int32_t v) {
+    return int32_t(std::lower_bound(vertices_around.begin(), vertices_around.end(), v) -
+                   vertices_around.begin());
+  };
+  SubMesh around;
+  around.vertices.resize(vertices_around.size());
+  around.faces.reserve(faces_around.size());
+  for (const uint32_t f : faces_around) {
+    Face face = mesh.faces[f];
+    for (int32_t& v : face.v) v = local_vertex(v);
+    around.faces.push_back(face);
+  }
+  around.incidentCorners.rebuild(around.faces, around.vertices.size());
+  const CornerAdjacency local = buildCornerAdjacency(around, RemovedFaces::kSkip);
+  for (const int32_t x : touched)
+    for (const CornerRef& r : around.incidentCorners[size_t(local_vertex(x))]) {
+      const size_t from = 3 * size_t(r.face) + r.corner;
+      const size_t to = 3 * size_t(faces_around[r.face]) + r.corner;
+      const int32_t g = local.across[from];
+      adjacency.across[to] = g >= 0 ? int32_t(faces_around[size_t(g)]) : g;
+      adjacency.same_direction[to] = local.same_direction[from];
+    }
 }
 
 }  // namespace vekmesh
