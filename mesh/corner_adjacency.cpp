@@ -15,6 +15,9 @@
 namespace vekmesh {
 namespace {
 
+// A refresh that would build more than this share of the faces (one in so
+// many) builds the whole adjacency instead.
+constexpr size_t kRefreshShare = 16;
 // Lists up to this size are compared pairwise; longer ones are sorted.
 constexpr size_t kPairwiseLimit = 32;
 // How many vertices ahead the incident faces are prefetched.
@@ -300,6 +303,13 @@ void refreshCornerAdjacency(const SubMesh& mesh, CornerAdjacency& adjacency,
   std::vector<uint32_t> faces_around;
   for (const int32_t x : touched)
     for (const CornerRef& r : mesh.incidentCorners[size_t(x)]) faces_around.push_back(r.face);
+  // Past a share of the mesh, building it whole costs less.
+  if (faces_around.size() > face_count / kRefreshShare) {
+    std::vector<uint32_t>().swap(faces_around);
+    adjacency = CornerAdjacency{};
+    adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
+    return;
+  }
   std::sort(faces_around.begin(), faces_around.end());
   faces_around.erase(std::unique(faces_around.begin(), faces_around.end()), faces_around.end());
   std::vector<int32_t> vertices_around;

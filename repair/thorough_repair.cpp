@@ -100,12 +100,12 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
     }
     report.lone_faces_removed += lone;
     // The turns are made in the adjacency too. Its slots around the lone
-    // faces are refreshed after, when the partners are done with it: a turn
-    // only moves and flips slots, and the refresh writes those around the
-    // lone faces afresh, so the order does not matter.
+    // faces are refreshed only when it is next read as it stands (after hole
+    // filling, which counts removed faces as gone by itself): a turn only
+    // moves and flips slots, and the refresh writes those around the lone
+    // faces afresh, so the order does not matter.
     orientConsistently(mesh, partners, report.consistency, /*want_components=*/false, &adjacency);
   }
-  if (lone > 0) refreshCornerAdjacency(mesh, adjacency, removedFaces(mesh), mesh.faces.size());
   // A new build would not list duplicates after turns.
   if (report.consistency.faces_turned > 0) forgetDuplicates(adjacency);
   run.report(0.5);
@@ -118,7 +118,8 @@ ThoroughRepairReport thoroughRepair(SubMesh& mesh, const RunContext& run,
   // nothing but what a one-sided surface leaves.
   run.report(0.7);
   if (report.holes.faces_added > 0)
-    refreshCornerAdjacency(mesh, adjacency, {}, faces_before_patches);
+    refreshCornerAdjacency(mesh, adjacency, lone > 0 ? removedFaces(mesh) : std::vector<size_t>{},
+                           faces_before_patches);
   ConsistencyReport again;
   const OrientationComponents components =
       orientConsistently(mesh, pairSheets(mesh, adjacency, &sheets), again, true, &adjacency);
