@@ -30,10 +30,6 @@ bool inRange(const Face& f, size_t vertex_count) {
   return true;
 }
 
-bool collapsed(const Face& f) {
-  return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[0] == f.v[2];
-}
-
 // What the first pass finds in one part of the faces.
 struct PartScan {
   size_t live = 0, textured = 0;
@@ -64,7 +60,7 @@ std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
       if (face.removed) continue;
       ++live;
       textured += face.material >= 0;
-      any_collapsed = any_collapsed || collapsed(face);
+      any_collapsed = any_collapsed || repeatsVertex(face);
       for (int c = 0; c < 3; ++c) {
         // Threads may mark the same vertex: the same byte, the same value,
         // stored without ordering (a plain store).
@@ -233,7 +229,7 @@ bool compactMesh(SubMesh& mesh) {
       }
       v[c] = static_cast<int32_t>(number);
     }
-    if (v[0] == v[1] || v[1] == v[2] || v[0] == v[2]) continue;
+    if (repeatsVertex(v)) continue;
     for (int c = 0; c < 3; ++c) {
       const uint32_t old_uv = face.uv[c];
       face.v[c] = v[c];

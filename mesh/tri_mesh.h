@@ -27,6 +27,15 @@ struct Face {
   uint32_t uv[3];        // texCoords indices, kNoTexCoord = none
 };
 
+// Whether a face (or its three vertex numbers) names a vertex twice: welding
+// drops such a face, and it shares no edge as a triangle does.
+inline bool repeatsVertex(const int32_t v[3]) {
+  return v[0] == v[1] || v[1] == v[2] || v[0] == v[2];
+}
+inline bool repeatsVertex(const Face& f) {
+  return repeatsVertex(f.v);
+}
+
 struct Vertex {
   std::array<float, 3> position;
   int32_t index;  // own position in `vertices`; -1 for a free-standing point

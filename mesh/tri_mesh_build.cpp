@@ -176,10 +176,6 @@ void weldTriangles(const Soup& soup, size_t first, size_t last, PointWelder<Soup
   }
 }
 
-bool collapsed(const int32_t v[3]) {
-  return v[0] == v[1] || v[1] == v[2] || v[0] == v[2];
-}
-
 // Writes the record of triangle t on vertices v into f, all but its texture
 // coordinates.
 template <class Soup>
@@ -192,7 +188,7 @@ void fillFace(Face& f, const Soup& soup, size_t t, const int32_t v[3]) {
 // Appends the face of triangle t on vertices v, unless it collapsed.
 template <class Soup>
 void addFace(SubMesh& mesh, const Soup& soup, size_t t, const int32_t v[3]) {
-  if (collapsed(v)) return;
+  if (repeatsVertex(v)) return;
   // Vertices and faces are written in place: a record assembled on the stack
   // from narrow fields and then copied whole stalls on the copy's wide load,
   // which cannot be forwarded from the narrow stores.
@@ -254,7 +250,7 @@ bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, bool textur
           weldTriangles(soup, half, count, second_table, second_vertices, same_class,
                         [&](size_t t, const int32_t v[3]) {
                           second_faces[t - half] = {v[0], v[1], v[2]};
-                          kept[t >= middle] += !collapsed(v);
+                          kept[t >= middle] += !repeatsVertex(v);
                         });
         }  // the table goes first: the two are never held at once
         if (!textured) prefaultForWriting(reserved + half, (count - half) * sizeof(Face));
@@ -301,7 +297,7 @@ bool weldInTwoParts(SubMesh& mesh, uint32_t count, const Soup& soup, bool textur
   for (int h = 0; h < 2; ++h) {
     size_t at = base + (h == 0 ? 0 : kept[0]);
     for (size_t t = h == 0 ? half : middle, end = h == 0 ? middle : count; t < end; ++t) {
-      if (collapsed(second_faces[t - half].data())) continue;
+      if (repeatsVertex(second_faces[t - half].data())) continue;
       fillFace(mesh.faces[at++], soup, t, joined(t).data());
     }
   }

@@ -19,10 +19,6 @@ int windingAgainst(const Face& a, const Face& b) {
   return 1;
 }
 
-bool repeatsVertex(const Face& f) {
-  return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[0] == f.v[2];
-}
-
 // The live faces on the vertex set of face f (f included), ascending.
 std::vector<uint32_t> setOf(const SubMesh& mesh, uint32_t f) {
   std::vector<uint32_t> set;

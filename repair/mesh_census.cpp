@@ -33,10 +33,6 @@ const char* shellKindName(ShellKind kind) {
 
 namespace {
 
-bool repeatsVertex(const Face& f) {
-  return f.v[0] == f.v[1] || f.v[1] == f.v[2] || f.v[2] == f.v[0];
-}
-
 inline double triangleArea(const SubMesh& mesh, const Face& f) {
   const Vec3d u = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[1]]);
   const Vec3d w = vertexDifference(mesh.vertices[f.v[0]], mesh.vertices[f.v[2]]);
