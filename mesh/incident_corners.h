@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "mesh/huge_pages.h"
+#include "mesh/parallel_loops.h"
 
 namespace vekmesh {
 
@@ -96,11 +97,15 @@ class IncidentCorners {
 
   // Swaps corners 0 and 1 of every entry whose face `turned(face)` selects,
   // as turning those faces over (swapping their first two vertices) needs.
+  // On the team: `turned` must be safe to call from several threads.
   template <class Turned>
   void swapFirstCorners(Turned&& turned) {
-    for (uint32_t& e : corners_) {
-      const CornerRef r = decode(e);
-      if (r.corner < 2 && turned(r.face)) e = encode(r.face, 1 - r.corner);
+    const int64_t n = static_cast<int64_t>(corners_.size());
+    uint32_t* entries = corners_.data();
+#pragma omp parallel for schedule(static) if (n >= 3 * kParallelMinimum)
+    for (int64_t i = 0; i < n; ++i) {
+      const CornerRef r = decode(entries[i]);
+      if (r.corner < 2 && turned(r.face)) entries[i] = encode(r.face, 1 - r.corner);
     }
   }
 

@@ -89,17 +89,23 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
   if (want_components) out.component_of.assign(face_count, -1);
   // 0: not reached yet, 1: keeps its winding, 2: to be turned.
   std::vector<uint8_t> state(face_count, 0);
-  FaceBits turned(face_count);
+  // One queue for every walk: component k's faces are queue[ends[k - 1] ..
+  // ends[k]), so that the windings can be settled after the walks, on the
+  // team.
   std::vector<int32_t> queue;
+  queue.reserve(face_count);
+  std::vector<size_t> ends;
+  std::vector<uint8_t> invert;
   size_t conflicts = 0;
   for (size_t seed = 0; seed < face_count; ++seed) {
     if (mesh.faces[seed].removed || state[seed] != 0) continue;
     const int32_t component = static_cast<int32_t>(out.closed.size());
-    queue.assign(1, int32_t(seed));
+    const size_t first = queue.size();
+    queue.push_back(int32_t(seed));
     state[seed] = 1;
     size_t turns = 0;
     bool closed = true;
-    for (size_t head = 0; head < queue.size(); ++head) {
+    for (size_t head = first; head < queue.size(); ++head) {
       // The queue holds faces in no memory order on a shuffled model, so the
       // adjacency rows of the faces a few places ahead are fetched early.
       if (head + kWalkPrefetchAhead < queue.size()) {
@@ -134,15 +140,22 @@ OrientationComponents orientConsistently(SubMesh& mesh, const SheetPartners& par
       }
     }
     // Of the two consistent windings, the one with fewer turns.
-    const bool invert = 2 * turns > queue.size();
-    for (const int32_t f : queue)
-      if ((state[size_t(f)] == 2) != invert) {
-        turned.set(size_t(f));
-        ++report.faces_turned;
-      }
+    invert.push_back(2 * turns > queue.size() - first ? 1 : 0);
+    ends.push_back(queue.size());
     out.closed.push_back(closed ? 1 : 0);
   }
   report.conflicts += conflicts / 2;  // each disagreement is met from both faces
+  // The components that keep the other winding trade the two marks of their
+  // faces; each face is in one component, so the team writes apart.
+  for (size_t k = 0; k < ends.size(); ++k) {
+    if (!invert[k]) continue;
+    const int64_t begin = k == 0 ? 0 : int64_t(ends[k - 1]), end = int64_t(ends[k]);
+#pragma omp parallel for schedule(static) if (end - begin >= kParallelMinimum)
+    for (int64_t i = begin; i < end; ++i) state[size_t(queue[size_t(i)])] ^= 3;
+  }
+  std::vector<int32_t>().swap(queue);
+  const FaceBits turned = faceBitsWhere(face_count, [&](size_t f) { return state[f] == 2; });
+  report.faces_turned += turned.count();
   if (report.faces_turned > turned_before) {
     applyTurns(mesh, turned);
     if (turn_with) turnFacesInAdjacency(*turn_with, turned);

@@ -93,11 +93,15 @@ void turnFaceOver(SubMesh& mesh, uint32_t f) {
 }
 
 void applyTurns(SubMesh& mesh, const FaceBits& turned) {
+  // Each face and each list entry changes alone, so the team shares both
+  // passes.
+  const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
   bool any = false;
-  for (size_t f = 0; f < mesh.faces.size(); ++f) {
-    if (!turned.test(f)) continue;
+#pragma omp parallel for schedule(static) reduction(|| : any) if (face_count >= kParallelMinimum)
+  for (int64_t f = 0; f < face_count; ++f) {
+    if (!turned.test(size_t(f))) continue;
     any = true;
-    Face& face = mesh.faces[f];
+    Face& face = mesh.faces[size_t(f)];
     std::swap(face.v[0], face.v[1]);
     for (int i = 0; i < 3; ++i) std::swap(face.colors[0][i], face.colors[1][i]);
     if (face.material >= 0) std::swap(face.uv[0], face.uv[1]);

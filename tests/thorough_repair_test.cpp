@@ -472,6 +472,56 @@ TEST(ThoroughRepair, FindsTheWalksComponentsWithoutItWhereNothingTurns) {
   EXPECT_NEAR(closed_volumes[1], 2.0 * M_PI * M_PI * 30.0 * 25.0, 0.03 * 14804.4);
 }
 
+// The walk starts at the lowest face; when that one is the odd face out, the
+// whole rest of its component turns back, on any team, and only it turns.
+// With a tetrahedron whose lowest face is turned too (a component for the
+// calling thread) and a torus with fewer faces wrong than right.
+TEST(ThoroughRepair, TheWalkTurnsTheFewerFacesOfEachComponent) {
+  const Soup parts = test::concatenate(
+      test::concatenate(test::uvSphereSoup(10.0f, 128, 80),  // large enough for the team
+                        test::tetrahedronSoup(2.0f)),
+      test::torusSoup(30.0f, 5.0f, 48, 24));
+  const uint32_t sphere_faces = 2 * 128 * 79, torus_first = sphere_faces + 4;
+  ASSERT_EQ(parts.triangleCount(), torus_first + 2 * 48 * 24);
+  const std::vector<uint32_t> odd = {0, sphere_faces, torus_first + 5, torus_first + 300};
+  Soup soup;
+  for (uint32_t t = 0; t < parts.triangleCount(); ++t) {
+    const bool turn = std::find(odd.begin(), odd.end(), t) != odd.end();
+    soup.addTriangle(parts.corner(t, turn ? 1 : 0), parts.corner(t, turn ? 0 : 1),
+                     parts.corner(t, 2));
+  }
+  const TriMesh built = test::buildMesh(soup);
+  for (const int team : {1, 3}) {
+    const Components c = componentsOf(built, team);
+    EXPECT_EQ(c.report.faces_turned, odd.size()) << team;
+    EXPECT_EQ(c.found.count(), 3u) << team;
+    EXPECT_EQ(c.report.conflicts, 0u) << team;
+  }
+  // Every face comes out wound as the parts came, before the odd faces.
+  TriMesh mesh = built;
+  ConsistencyReport report;
+  const int threads = omp_get_max_threads();
+  omp_set_num_threads(3);
+  orientConsistently(mesh, pairSheets(mesh, buildCornerAdjacency(mesh, RemovedFaces::kSkip)),
+                     report);
+  omp_set_num_threads(threads);
+  ASSERT_EQ(mesh.faces.size(), size_t(parts.triangleCount()));
+  for (uint32_t t = 0; t < parts.triangleCount(); ++t) {
+    const auto& v = mesh.faces[t].v;
+    auto at = [&](int c) {
+      const auto& p = mesh.vertices[size_t(v[c])].position;
+      return Point{p[0], p[1], p[2]};
+    };
+    // The same corners in the same cyclic order.
+    int start = 0;
+    while (start < 3 && !(at(start) == parts.corner(t, 0))) ++start;
+    ASSERT_LT(start, 3) << t;
+    EXPECT_TRUE(at((start + 1) % 3) == parts.corner(t, 1) &&
+                at((start + 2) % 3) == parts.corner(t, 2))
+        << t;
+  }
+}
+
 // The outward step alone on a mesh as it stands: components from its sheets.
 OutwardReport outwardsOnly(TriMesh& mesh) {
   const CornerAdjacency adjacency = buildCornerAdjacency(mesh, RemovedFaces::kSkip);
