@@ -1,10 +1,9 @@
 // The components of the sheet-partner graph without a walk, for a model whose
 // partners all run their shared edges oppositely: there the orientation walk
 // would turn nothing and find no conflict, and only its components are
-// wanted. A union-find over the faces links each root under the lower of
-// two, so every component ends at its lowest face: the walk's seed, which
-// numbers the components in the walk's order. Each thread of the team links
-// the pairs inside its part of the faces; the calling thread links the rest.
+// wanted. A union-find over the faces, shared by the team, links each root
+// under the lower of two, so every component ends at its lowest face: the
+// walk's seed, which numbers the components in the walk's order.
 #pragma once
 
 #include "repair/geometric_orientation.h"
