@@ -1,8 +1,8 @@
-// The vertices that live faces use, marked a byte each. Passes whose answer
+// The vertices that live faces use, marked a bit each. Passes whose answer
 // depends only on which vertices are used (bounds, the topmost vertex) read
 // the marked positions in vertex order instead of three corners per face:
 // on a mesh whose faces come in no spatial order, the corners are met at
-// random, while the marks (a byte per vertex) stay in the cache.
+// random, while the marks stay in the cache.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,39 @@
 
 namespace vekmesh {
 
-// 1 for every vertex a live face names, else 0 (one entry per vertex); the
-// faces must name vertices in range. `live_faces`, when given, gets the number
-// of live faces.
-std::vector<uint8_t> usedVertexMarks(const SubMesh& mesh, size_t* live_faces = nullptr);
+// Vertex marks made by the threads of a team, a bit per vertex in a set of
+// each thread's own. Marks shared by the team would have two threads write
+// the same cache lines whenever their faces name vertices of nearby numbers
+// (all the time on faces in no spatial order), and pass the lines back and
+// forth; a bit set of its own also keeps a thread's marks in its cache.
+class VertexMarksByThread {
+ public:
+  // Sets for `threads` threads over `vertex_count` vertices, all unmarked.
+  VertexMarksByThread(size_t vertex_count, int threads);
 
-// Marks the vertices of `face` in `used`. Threads may mark one vertex at
-// once: the stores are relaxed atomics of the same value.
-inline void markVerticesOf(const Face& face, uint8_t* used) {
-  for (int c = 0; c < 3; ++c) __atomic_store_n(used + face.v[c], uint8_t(1), __ATOMIC_RELAXED);
-}
+  // Marks the vertices of `face` (named in range) in the set of thread t.
+  void mark(int t, const Face& face) {
+    uint64_t* words = words_.data() + size_t(t) * stride_;
+    for (int c = 0; c < 3; ++c) {
+      const uint32_t v = static_cast<uint32_t>(face.v[c]);
+      words[v >> 6] |= uint64_t(1) << (v & 63);
+    }
+  }
+
+  // Folds the other threads' sets into the first, on the team; after it,
+  // marked(v) tells whether any thread marked v.
+  void merge();
+  bool marked(size_t v) const { return (words_[v >> 6] >> (v & 63)) & 1; }
+  size_t vertexCount() const { return vertex_count_; }
+
+ private:
+  size_t vertex_count_;
+  size_t stride_;  // words per thread, whole cache lines so that no two sets share one
+  std::vector<uint64_t> words_;
+};
+
+// The vertices every live face names, merged; the faces must name vertices
+// in range. `live_faces`, when given, gets the number of live faces.
+VertexMarksByThread usedVertexMarks(const SubMesh& mesh, size_t* live_faces = nullptr);
 
 }  // namespace vekmesh

@@ -195,7 +195,8 @@ void meetHeight(double z, int32_t v, FaceRunCounts& out) {
 // instead.
 template <class FaceAt>
 void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at, size_t n,
-                  bool verdicts, uint8_t* used, FaceRunCounts& out) {
+                  bool verdicts, VertexMarksByThread* used, FaceRunCounts& out) {
+  const int thread = threadIndex();
   for (size_t i = 0; i < n; ++i) {
     const uint32_t f = face_at(i);
     const Face& face = mesh.faces[f];
@@ -221,7 +222,7 @@ void countFaceRun(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt 
     }
     if (face.removed) continue;
     if (used) {
-      markVerticesOf(face, used);
+      used->mark(thread, face);
       continue;
     }
     for (int c = 0; c < 3; ++c) meetHeight(mesh.vertices[face.v[c]].position[2], face.v[c], out);
@@ -247,7 +248,7 @@ void mergeTop(const FaceRunCounts& p, FaceRunCounts& all) {
 
 template <class FaceAt>
 FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, FaceAt face_at,
-                         size_t n, bool verdicts, uint8_t* used = nullptr) {
+                         size_t n, bool verdicts, VertexMarksByThread* used = nullptr) {
   const int64_t runs = static_cast<int64_t>((n + kFaceRun - 1) / kFaceRun);
   if (runs <= 1) {
     FaceRunCounts all;
@@ -277,15 +278,15 @@ FaceRunCounts countFaces(const SubMesh& mesh, const CornerAdjacency& adjacency, 
 // The top vertex of the vertices marked in `used`, as countFaceRun finds it
 // over the live faces that use them: the highest, unless another reaches its
 // height (`tied`), which does not depend on the order they are met in.
-void findTopOfUsedVertices(const SubMesh& mesh, const std::vector<uint8_t>& used,
+void findTopOfUsedVertices(const SubMesh& mesh, const VertexMarksByThread& used,
                            FaceRunCounts& out) {
-  const size_t n = used.size();
+  const size_t n = used.vertexCount();
   const int parts = loopParts(int64_t(n));
   std::vector<FaceRunCounts> tops(static_cast<size_t>(parts));
 #pragma omp parallel for schedule(static, 1) num_threads(parts) if (parts > 1)
   for (int t = 0; t < parts; ++t)
     for (size_t v = partStart(n, t, parts), end = partStart(n, t + 1, parts); v < end; ++v)
-      if (used[v]) meetHeight(mesh.vertices[v].position[2], int32_t(v), tops[size_t(t)]);
+      if (used.marked(v)) meetHeight(mesh.vertices[v].position[2], int32_t(v), tops[size_t(t)]);
   for (const FaceRunCounts& p : tops) mergeTop(p, out);
 }
 
@@ -299,10 +300,11 @@ void findTopOfUsedVertices(const SubMesh& mesh, const std::vector<uint8_t>& used
 FaceRunCounts countShell(const SubMesh& mesh, const CornerAdjacency& adjacency,
                          const std::vector<int32_t>& shell, bool verdicts) {
   if (shell.size() == mesh.faces.size()) {
-    std::vector<uint8_t> used(mesh.vertices.size());
+    VertexMarksByThread used(mesh.vertices.size(), teamSize());
     FaceRunCounts all = countFaces(
         mesh, adjacency, [](size_t i) { return static_cast<uint32_t>(i); }, shell.size(), verdicts,
-        used.data());
+        &used);
+    used.merge();
     findTopOfUsedVertices(mesh, used, all);
     if (all.tied) all.top = shellTopVertex(mesh, shell, true);
     return all;

@@ -63,11 +63,11 @@ struct ZeroSigns {
 };
 
 // The bounds of the marked vertices of [first, end).
-Bounds usedVertexBounds(const TriMesh& mesh, const uint8_t* used, size_t first, size_t end,
-                        ZeroSigns& zeros) {
+Bounds usedVertexBounds(const TriMesh& mesh, const VertexMarksByThread& used, size_t first,
+                        size_t end, ZeroSigns& zeros) {
   Bounds b;
   for (size_t v = first; v < end; ++v) {
-    if (!used[v]) continue;
+    if (!used.marked(v)) continue;
     for (int a = 0; a < 3; ++a) {
       const float x = mesh.vertices[v].position[a];
       widenLower(b.lower[a], x);
@@ -106,11 +106,11 @@ Bounds liveFaceBounds(const TriMesh& mesh) {
   const size_t face_count = mesh.faces.size();
   const size_t vertex_count = mesh.vertices.size();
   size_t live = 0;
-  const std::vector<uint8_t> used = usedVertexMarks(mesh, &live);
+  const VertexMarksByThread used = usedVertexMarks(mesh, &live);
   const int vertex_parts = loopParts(int64_t(vertex_count));
   std::vector<ZeroSigns> zeros(static_cast<size_t>(vertex_parts));
   Bounds b = mergedBounds(vertex_parts, [&](int t) {
-    return usedVertexBounds(mesh, used.data(), partStart(vertex_count, t, vertex_parts),
+    return usedVertexBounds(mesh, used, partStart(vertex_count, t, vertex_parts),
                             partStart(vertex_count, t + 1, vertex_parts), zeros[size_t(t)]);
   });
   b.triangles = live;

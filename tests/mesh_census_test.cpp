@@ -331,5 +331,65 @@ TEST(ModelInspection, BoundsCoverLiveCornersWhateverTheVertexNumbering) {
   }
 }
 
+// A team marks the used vertices a part of the faces each: the vertices
+// that only the last part's faces name still bound the model and top it.
+// A sphere tilted so that no two vertices share a height, with the faces
+// around its top and bottom vertices last, inside out on one of two layouts.
+TEST(ModelInspection, BoundsAndTopVertexTakeEveryThreadsFaces) {
+  const Soup upright = test::uvSphereSoup(10.0f, 128, 80);  // large enough for the team
+  Soup sphere;
+  // About x, then about y.
+  const float c = std::cos(0.1f), s = std::sin(0.1f), c2 = std::cos(0.07f), s2 = std::sin(0.07f);
+  auto tilted = [&](Point p) {
+    const Point q{p[0], c * p[1] - s * p[2], s * p[1] + c * p[2]};
+    return Point{c2 * q[0] + s2 * q[2], q[1], c2 * q[2] - s2 * q[0]};
+  };
+  for (size_t t = 0; t < upright.triangleCount(); ++t)
+    sphere.addTriangle(tilted(upright.corner(t, 0)), tilted(upright.corner(t, 1)),
+                       tilted(upright.corner(t, 2)));
+  float top = -INFINITY, bottom = INFINITY;
+  for (size_t t = 0; t < sphere.triangleCount(); ++t)
+    for (int k = 0; k < 3; ++k) {
+      top = std::max(top, sphere.corner(t, k)[2]);
+      bottom = std::min(bottom, sphere.corner(t, k)[2]);
+    }
+  for (const bool ends_inside_out : {false, true}) {
+    Soup soup;
+    std::vector<size_t> ends;
+    for (size_t t = 0; t < sphere.triangleCount(); ++t) {
+      bool end = false;
+      for (int k = 0; k < 3; ++k)
+        end = end || sphere.corner(t, k)[2] == top || sphere.corner(t, k)[2] == bottom;
+      if (end)
+        ends.push_back(t);
+      else
+        soup.addTriangle(sphere.corner(t, 0), sphere.corner(t, 1), sphere.corner(t, 2));
+    }
+    ASSERT_LT(ends.size(), 32u);
+    for (const size_t t : ends) {
+      const int first = ends_inside_out ? 1 : 0;
+      soup.addTriangle(sphere.corner(t, first), sphere.corner(t, 1 - first), sphere.corner(t, 2));
+    }
+    TriMesh mesh = test::buildMesh(soup);
+    const CornerAdjacency adjacency = buildShellsWithAdjacency(mesh);
+    ASSERT_EQ(mesh.shells.size(), 1u);
+    const int threads = omp_get_max_threads();
+    std::vector<ModelInspection> seen;
+    for (const int team : {1, 3}) {
+      omp_set_num_threads(team);
+      seen.push_back(inspectModel(mesh, adjacency, false));
+    }
+    omp_set_num_threads(threads);
+    for (const ModelInspection& r : seen) {
+      EXPECT_EQ(r.upper[2], top);
+      EXPECT_EQ(r.lower[2], bottom);
+      // The top vertex decides: turned with its faces inside out, else not.
+      EXPECT_EQ(r.counters[3], ends_inside_out ? int32_t(mesh.faces.size()) : 0);
+      EXPECT_EQ(r.counters, seen[0].counters);
+      EXPECT_EQ(r.flawed, seen[0].flawed);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vekmesh
