@@ -1,5 +1,5 @@
 // A packed bit set with one bit per face (32 faces a word), for visited marks
-// in face walks.
+// in face walks; the used-vertex marks take one bit per vertex.
 #pragma once
 
 #include <algorithm>

@@ -8,18 +8,16 @@ namespace vekmesh {
 
 VertexMarksByThread::VertexMarksByThread(size_t vertex_count, int threads)
     : vertex_count_(vertex_count),
-      stride_((vertex_count + 511) / 512 * 8),
-      words_(stride_ * size_t(threads < 1 ? 1 : threads), 0) {}
+      sets_(size_t(threads < 1 ? 1 : threads), FaceBits(vertex_count)) {}
 
 void VertexMarksByThread::merge() {
-  const size_t sets = stride_ == 0 ? 0 : words_.size() / stride_;
-  if (sets < 2) return;
-  const int64_t words = static_cast<int64_t>(stride_);
+  if (sets_.size() < 2) return;
+  const int64_t words = static_cast<int64_t>(sets_[0].wordCount());
 #pragma omp parallel for schedule(static) if (int64_t(vertex_count_) >= kParallelMinimum)
   for (int64_t w = 0; w < words; ++w) {
-    uint64_t any = words_[size_t(w)];
-    for (size_t s = 1; s < sets; ++s) any |= words_[s * stride_ + size_t(w)];
-    words_[size_t(w)] = any;
+    uint32_t any = 0;
+    for (const FaceBits& set : sets_) any |= set.word(size_t(w));
+    sets_[0].setWord(size_t(w), any);
   }
 }
 

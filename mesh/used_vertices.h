@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "mesh/face_bits.h"
 #include "mesh/tri_mesh.h"
 
 namespace vekmesh {
@@ -25,23 +26,19 @@ class VertexMarksByThread {
 
   // Marks the vertices of `face` (named in range) in the set of thread t.
   void mark(int t, const Face& face) {
-    uint64_t* words = words_.data() + size_t(t) * stride_;
-    for (int c = 0; c < 3; ++c) {
-      const uint32_t v = static_cast<uint32_t>(face.v[c]);
-      words[v >> 6] |= uint64_t(1) << (v & 63);
-    }
+    FaceBits& set = sets_[size_t(t)];
+    for (int c = 0; c < 3; ++c) set.set(size_t(face.v[c]));
   }
 
   // Folds the other threads' sets into the first, on the team; after it,
   // marked(v) tells whether any thread marked v.
   void merge();
-  bool marked(size_t v) const { return (words_[v >> 6] >> (v & 63)) & 1; }
+  bool marked(size_t v) const { return sets_[0].test(v); }
   size_t vertexCount() const { return vertex_count_; }
 
  private:
   size_t vertex_count_;
-  size_t stride_;  // words per thread, whole cache lines so that no two sets share one
-  std::vector<uint64_t> words_;
+  std::vector<FaceBits> sets_;  // one per thread, each its own block
 };
 
 // The vertices every live face names, merged; the faces must name vertices
