@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "broken_sphere.h"
 #include "mesh/corner_adjacency.h"
 #include "mesh/face_bits.h"
 #include "mesh/mesh_utils.h"
@@ -261,12 +262,38 @@ std::vector<std::vector<int32_t>> shellsByWalkingLists(const SubMesh& mesh) {
   return shells;
 }
 
+// The soup with each triangle starting at a corner drawn at random (winding
+// and attributes kept), as files from other programs start them.
+Soup withCornersRotated(Soup soup, uint64_t seed) {
+  test::SplitMix rng{seed};
+  auto rotate = [](std::vector<float>& values, size_t t, size_t per_corner, size_t by) {
+    if (values.empty()) return;
+    const auto first = values.begin() + std::ptrdiff_t(3 * per_corner * t);
+    std::rotate(first, first + std::ptrdiff_t(per_corner * by),
+                first + std::ptrdiff_t(3 * per_corner));
+  };
+  for (size_t t = 0; t < soup.triangleCount(); ++t) {
+    const size_t by = rng.below(3);
+    rotate(soup.corners, t, 3, by);
+    rotate(soup.colors, t, 3, by);
+    rotate(soup.uvs, t, 2, by);
+  }
+  return soup;
+}
+
+// The walk tests neighbours with a branch or without one, as its first faces
+// suggest; both must give the walk of the lists. Triangles made ring by ring
+// take the branch, triangles starting anywhere (or faces removed here and
+// there) do without.
 TEST(BuildShells, MatchesAWalkOfTheIncidenceListsFaceForFace) {
-  TriMesh mesh = damaged();
-  const auto expected = shellsByWalkingLists(mesh);
-  buildShells(mesh);
-  EXPECT_EQ(mesh.shells, expected);
-  EXPECT_GE(mesh.shells.size(), 4u);  // sphere, torus, glued cubes, the cube on a vertex
+  const TriMesh meshes[] = {test::buildMesh(brokenMix()), damaged(),
+                            damaged(withCornersRotated(brokenMix(), 5))};
+  for (TriMesh mesh : meshes) {
+    const auto expected = shellsByWalkingLists(mesh);
+    buildShells(mesh);
+    EXPECT_EQ(mesh.shells, expected);
+    EXPECT_GE(mesh.shells.size(), 4u);  // sphere, torus, glued cubes, the cube on a vertex
+  }
 }
 
 }  // namespace
