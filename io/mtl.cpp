@@ -108,11 +108,16 @@ bool readMtl(const std::string& path, std::map<std::string, std::string>& images
 std::string mtlText(const std::vector<MaterialName>& materials) {
   std::string text = "# materials written by vekmesh\n";
   for (const MaterialName& m : materials) {
-    text += "\nnewmtl " + m.name + "\n";
+    text += "\nnewmtl ";
+    appendNameAtLineEnd(text, m.name);
     // White, so that the texture shows as it is: the diffuse colour
     // multiplies it.
-    text += "Kd 1 1 1\n";
-    if (!m.image.empty()) text += "map_Kd " + m.image + "\n";
+    text += "\nKd 1 1 1\n";
+    if (!m.image.empty()) {
+      text += "map_Kd ";
+      appendNameAtLineEnd(text, m.image);
+      text += '\n';
+    }
   }
   return text;
 }

@@ -14,6 +14,7 @@
 #include "io/file_replace.h"
 #include "io/mtl.h"
 #include "io/obj_tool.h"
+#include "io/text_lines.h"
 
 namespace vekmesh {
 namespace {
@@ -199,12 +200,16 @@ bool writeBody(std::FILE* file, const SubMesh& mesh, const ModelNames& names,
     if (grouped && names.faceGroups[f] != previous_group) {
       previous_group = names.faceGroups[f];
       s += "o";
-      if (previous_group < names.groups.size()) s += " " + names.groups[previous_group];
+      if (previous_group < names.groups.size()) {
+        s += ' ';
+        appendNameAtLineEnd(s, names.groups[previous_group]);
+      }
       out.line();
     }
     if (key(face) != previous_key) {
       previous_key = key(face);
-      s += "usemtl " + materials.names[face.material];
+      s += "usemtl ";
+      appendNameAtLineEnd(s, materials.names[face.material]);
       out.line();
     }
     const bool uv = has_uv(face);

@@ -91,4 +91,9 @@ std::string_view LineWords::rest() const {
   return s;
 }
 
+void appendNameAtLineEnd(std::string& line, std::string_view name) {
+  line += name;
+  if (!name.empty() && name.back() == '\\') line += " #";
+}
+
 }  // namespace vekmesh

@@ -56,4 +56,9 @@ class LineWords {
   std::string_view rest_;
 };
 
+// Appends `name` as the last text of a line, so that TextLines and
+// LineWords::rest() read it back as it is: a name ending in "\" would join
+// the next line to this one, so a comment marker follows such a name.
+void appendNameAtLineEnd(std::string& line, std::string_view name);
+
 }  // namespace vekmesh

@@ -111,6 +111,30 @@ TEST(ObjTool, ColoursTextureCoordinatesAndMaterialNamesRoundTripExactly) {
   EXPECT_EQ(test::edgeCensus(back.mesh).edges, test::edgeCensus(mesh).edges);
 }
 
+// A line ending in "\\" goes on in the next: names that end so must not take
+// the next line with them, in the OBJ or in its material library.
+TEST(ObjTool, NamesEndingInABackslashKeepTheLineAfterThem) {
+  ScratchDir dir;
+  Soup s = test::cubeSoup(1.0f);
+  test::assignMaterial(s, 0);
+  for (size_t t = 6; t < 12; ++t) s.materials[t] = 1;
+  const TriMesh mesh = test::buildMesh(s);
+  ModelNames names;
+  names.materials = {{"oak\\", dir.file("oak.png")}, {"pine \\", ""}};
+  names.groups = {"top\\", "rest"};
+  for (size_t f = 0; f < mesh.faces.size(); ++f) names.faceGroups.push_back(f < 4 ? 0 : 1);
+  const std::string path = dir.file("b.obj");
+  ASSERT_TRUE(writeObjTool(path.c_str(), mesh, names));
+  const Read back = readPath(path);
+  ASSERT_EQ(back.result.error, "");
+  ASSERT_EQ(back.mesh.faces.size(), mesh.faces.size());
+  EXPECT_EQ(records(back.mesh, back.names), records(mesh, names));
+  ASSERT_EQ(back.names.materials.size(), 2u);
+  EXPECT_EQ(back.names.materials[0].image, dir.file("oak.png"));
+  EXPECT_EQ(back.names.groups, names.groups);
+  EXPECT_EQ(back.names.faceGroups, names.faceGroups);
+}
+
 TEST(ObjTool, ThirtyEightMaterialGroupsKeepTheirNames) {
   ScratchDir dir;
   Soup s = test::uvSphereSoup(1.0f, 19, 5);
