@@ -6,7 +6,8 @@
 // would come out with the same faces and vertices (nothing removed, merged or
 // collapsed, vertices already in first-seen order, no textures) is
 // recognised by passes on the team and keeps them, skipping the serial walk
-// that renumbers.
+// that renumbers. Told what the last compaction welded, it also skips the
+// weld and the new lists when only appended points could weld.
 #include <algorithm>
 #include <cstring>
 
@@ -40,6 +41,7 @@ struct PartScan {
   // that come more than one past every vertex met before them in the part.
   int32_t needs_before = -1;
   bool collapsed = false;
+  bool texture_references = false;  // a live face refers to a texture coordinate
 };
 
 // One pass over the faces on the team: faces out of range are marked
@@ -53,7 +55,7 @@ std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
   for (int t = 0; t < parts; ++t) {
     size_t live = 0, textured = 0;
     int32_t highest = -1, needs_before = -1;
-    bool any_collapsed = false;
+    bool any_collapsed = false, references = false;
     for (size_t f = partStart(n, t, parts), end = partStart(n, t + 1, parts); f < end; ++f) {
       Face& face = faces[f];
       if (!face.removed && !inRange(face, vertex_count)) face.removed = 1;
@@ -61,6 +63,7 @@ std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
       ++live;
       textured += face.material >= 0;
       any_collapsed = any_collapsed || repeatsVertex(face);
+      references = references || (face.uv[0] & face.uv[1] & face.uv[2]) != kNoTexCoord;
       for (int c = 0; c < 3; ++c) {
         // Threads may mark the same vertex: the same byte, the same value,
         // stored without ordering (a plain store).
@@ -70,7 +73,7 @@ std::vector<PartScan> scanFaces(std::vector<Face>& faces, size_t vertex_count,
         highest = std::max(highest, v);
       }
     }
-    scans[size_t(t)] = {live, textured, highest, needs_before, any_collapsed};
+    scans[size_t(t)] = {live, textured, highest, needs_before, any_collapsed, references};
   }
   return scans;
 }
@@ -89,25 +92,58 @@ bool firstSeenInNumberOrder(const std::vector<PartScan>& scans) {
 
 // The end of a compaction that changes no face or vertex: what the walk
 // would still rewrite (vertex indices, texture references of untextured
-// faces) is set on the team, and the incidence lists are made again.
-void keepFacesAndVertices(SubMesh& mesh, size_t room_for_vertices) {
+// faces, when the scan met any) is set on the team, and the incidence lists
+// are made again unless they are known to be current.
+void keepFacesAndVertices(SubMesh& mesh, size_t room_for_vertices, bool texture_references,
+                          bool lists_current) {
   const int64_t vertex_count = static_cast<int64_t>(mesh.vertices.size());
 #pragma omp parallel for schedule(static) if (vertex_count >= kParallelMinimum)
   for (int64_t v = 0; v < vertex_count; ++v)
     if (mesh.vertices[size_t(v)].index != v) mesh.vertices[size_t(v)].index = int32_t(v);
-  const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
+  if (texture_references) {
+    const int64_t face_count = static_cast<int64_t>(mesh.faces.size());
 #pragma omp parallel for schedule(static) if (face_count >= kParallelMinimum)
-  for (int64_t f = 0; f < face_count; ++f)
-    for (uint32_t& uv : mesh.faces[size_t(f)].uv)
-      if (uv != kNoTexCoord) uv = kNoTexCoord;
+    for (int64_t f = 0; f < face_count; ++f)
+      for (uint32_t& uv : mesh.faces[size_t(f)].uv)
+        if (uv != kNoTexCoord) uv = kNoTexCoord;
+  }
   std::vector<TexCoord>().swap(mesh.texCoords);
   if (mesh.vertices.capacity() < room_for_vertices) mesh.vertices.reserve(room_for_vertices);
-  mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
+  if (!lists_current) mesh.incidentCorners.rebuild(mesh.faces, mesh.vertices.size());
+}
+
+// Whether no vertex from `first_new` on welds with any other vertex in
+// `grid`, when the vertices before it are known not to weld with each other:
+// the new ones' keys are looked up for every vertex, and a shared key decides
+// by the cells. Gives up (false) past a share of the vertices, where welding
+// them all costs about as much.
+bool newVerticesStandApart(const SubMesh& mesh, const WeldGrid& grid, size_t first_new) {
+  const size_t vertex_count = mesh.vertices.size();
+  if (first_new >= vertex_count) return true;
+  if (vertex_count - first_new > vertex_count / 16) return false;
+  std::vector<std::pair<uint64_t, uint32_t>> fresh;
+  for (size_t v = first_new; v < vertex_count; ++v)
+    fresh.emplace_back(WeldGrid::bitPatternKey(mesh.vertices[v].position), uint32_t(v));
+  std::sort(fresh.begin(), fresh.end());
+  const int64_t n = static_cast<int64_t>(vertex_count);
+  int welds = 0;
+#pragma omp parallel for schedule(static) reduction(+ : welds) if (n >= kParallelMinimum)
+  for (int64_t u = 0; u < n; ++u) {
+    const auto& p = mesh.vertices[size_t(u)].position;
+    const uint64_t key = WeldGrid::bitPatternKey(p);
+    auto it = std::lower_bound(fresh.begin(), fresh.end(), std::make_pair(key, uint32_t(0)));
+    for (; it != fresh.end() && it->first == key; ++it)
+      welds += it->second != uint32_t(u) &&
+               grid.cell(mesh.vertices[it->second].position) == grid.cell(p);
+  }
+  return welds == 0;
 }
 
 }  // namespace
 
-bool compactMesh(SubMesh& mesh) {
+namespace {
+
+bool compact(SubMesh& mesh, CompactionRecord* record) {
   const size_t vertex_count = mesh.vertices.size();
   const size_t face_count = mesh.faces.size();
   // One pass over the faces: those out of range are dropped, and the live
@@ -115,24 +151,51 @@ bool compactMesh(SubMesh& mesh) {
   std::vector<uint8_t> used(vertex_count, 0);
   const std::vector<PartScan> scans = scanFaces(mesh.faces, vertex_count, used);
   size_t live = 0, textured_faces = 0;
-  bool any_collapsed = false;
+  bool any_collapsed = false, texture_references = false;
   for (const PartScan& scan : scans) {
     live += scan.live;
     textured_faces += scan.textured;
     any_collapsed = any_collapsed || scan.collapsed;
+    texture_references = texture_references || scan.texture_references;
   }
-  if (live == 0) return false;
+  if (live == 0) {
+    if (record) record->known = false;
+    return false;
+  }
+  // The box over every corner of a live face is the box over the vertices
+  // they use.
+  WeldGrid grid;
+  size_t used_count = 0;
+  for (size_t v = 0; v < vertex_count; ++v)
+    if (used[v]) grid.widen(mesh.vertices[v].position), ++used_count;
+  grid.finish();
+
+  // The vertices the last compaction made do not weld with each other while
+  // the grid spans the same box: when the appended ones weld with none,
+  // every vertex is a class of its own, and a mesh that would keep its faces
+  // and vertices needs no weld (nor new lists, which its steps kept current).
+  if (record && record->known && record->vertices <= vertex_count && used_count == vertex_count &&
+      live == face_count && textured_faces == 0 && !any_collapsed && grid.sameBox(record->grid) &&
+      firstSeenInNumberOrder(scans) && mesh.incidentCorners.vertexCount() == vertex_count &&
+      mesh.incidentCorners.entryCount() == 3 * face_count &&
+      newVerticesStandApart(mesh, grid, record->vertices)) {
+    std::vector<uint8_t>().swap(used);
+    keepFacesAndVertices(mesh, vertex_count + vertex_count / 64 + 64, texture_references,
+                         /*lists_current=*/true);
+    record->vertices = vertex_count;
+    record->welded_all = false;
+    return true;
+  }
+  if (record) {
+    record->grid = grid;
+    record->known = true;
+    record->welded_all = true;
+  }
+
   // The new lists come from the new faces alone; the old ones go first so
   // that the two sets never coexist.
   mesh.incidentCorners.clear();
   mesh.incidentCorners.shrinkToFit();
-
-  // The box over every corner of a live face is the box over the vertices
-  // they use.
-  WeldGrid grid;
-  for (size_t v = 0; v < vertex_count; ++v)
-    if (used[v]) grid.widen(mesh.vertices[v].position);
-  grid.finish();
 
   // Weld classes of the used vertices, each named by its lowest vertex. With
   // a second thread the vertices are split into two halves by a bit of their
@@ -195,7 +258,8 @@ bool compactMesh(SubMesh& mesh) {
       firstSeenInNumberOrder(scans)) {
     std::vector<uint32_t>().swap(weld_class);
     std::vector<uint8_t>().swap(used);
-    keepFacesAndVertices(mesh, room_for_vertices);
+    keepFacesAndVertices(mesh, room_for_vertices, texture_references, /*lists_current=*/false);
+    if (record) record->vertices = vertex_count;
     return true;
   }
 
@@ -256,7 +320,18 @@ bool compactMesh(SubMesh& mesh) {
 
   mesh.vertices.swap(vertices);
   mesh.texCoords.swap(tex_coords);
+  if (record) record->vertices = mesh.vertices.size();
   return false;
+}
+
+}  // namespace
+
+bool compactMesh(SubMesh& mesh) {
+  return compact(mesh, nullptr);
+}
+
+bool compactMesh(SubMesh& mesh, CompactionRecord& record) {
+  return compact(mesh, &record);
 }
 
 FaceBits removedFaceBits(const SubMesh& mesh) {

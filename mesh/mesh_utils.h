@@ -12,6 +12,7 @@
 #include "mesh/parallel_loops.h"
 #include "mesh/prefetch.h"
 #include "mesh/tri_mesh.h"
+#include "mesh/weld_key.h"
 
 namespace vekmesh {
 
@@ -85,6 +86,22 @@ FaceBits removedFaceBits(const SubMesh& mesh);
 // collapsed, renumbered or textured), so that what was known about them
 // still holds; false otherwise, even when the numbers came out the same.
 bool compactMesh(SubMesh& mesh);
+
+// What a compaction leaves known about the vertices it makes: no two of them
+// weld in `grid`, the grid it welded in. A caller that compacts the same mesh
+// again after steps that only removed, turned or appended faces and appended
+// vertices (moving none and keeping the incidence lists current, as the
+// library's steps do) hands it back, and the compaction then welds only the
+// appended vertices against the rest when nothing else would change. The
+// result is the same either way.
+struct CompactionRecord {
+  WeldGrid grid;
+  size_t vertices = 0;  // those the compaction made: 0 .. vertices - 1
+  bool known = false;
+  // Whether the last compaction welded every vertex, or only the appended ones.
+  bool welded_all = true;
+};
+bool compactMesh(SubMesh& mesh, CompactionRecord& record);
 
 // compactMesh followed by buildShells.
 void rebuildTopology(SubMesh& mesh);

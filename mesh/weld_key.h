@@ -28,6 +28,12 @@ class WeldGrid {
       cell_size_[a] = (extent > 0.0f ? extent : 0.0f) / 100.0f;
     }
   }
+  // Whether `other` spans the same box, so that every point falls in the
+  // same cell of both.
+  bool sameBox(const WeldGrid& other) const {
+    return std::memcmp(lo_, other.lo_, sizeof lo_) == 0 &&
+           std::memcmp(hi_, other.hi_, sizeof hi_) == 0;
+  }
   uint32_t cell(const std::array<float, 3>& p) const {
     uint32_t cell = 0;
     for (int a = 2; a >= 0; --a)

@@ -22,7 +22,10 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   log.parameter("faces in", liveFaceCount(mesh));
   RepairReport report;
   snapToGrid(mesh);
-  compactMesh(mesh);
+  // The final compaction is told what this one welded: the steps between
+  // move no vertex, so it need only weld the points that patches add.
+  CompactionRecord compaction;
+  compactMesh(mesh, compaction);
   // One adjacency serves steps 3, 5 and 6: faces are only removed (which the
   // later steps check) or turned (which unifyOrientation keeps it current for)
   // until hole filling appends its patches.
@@ -49,7 +52,7 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   // compaction builds the new mesh beside the old.
   std::vector<std::vector<int32_t>>().swap(mesh.shells);
   if (report.duplicates_removed > 0) adjacency = CornerAdjacency{};
-  if (compactMesh(mesh)) {
+  if (compactMesh(mesh, compaction)) {
     refreshCornerAdjacency(mesh, adjacency, {}, faces_before_patches);
     buildShells(mesh, adjacency);
     report.adjacency = std::move(adjacency);

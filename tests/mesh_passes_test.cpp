@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "broken_sphere.h"
 #include "mesh/corner_adjacency.h"
@@ -154,6 +155,110 @@ TEST(CompactMesh, KeepsOnlyWhatWeldingAgainWouldKeep) {
   const TriMesh expected = rebuiltFromSoup(traded);
   ASSERT_EQ(expected.vertices[size_t(a)].position, welded.vertices[size_t(a)].position);
   expectCompactionOnTeams(traded, expected);
+}
+
+// A face on two of the mesh's vertices and a new point, appended and listed
+// as hole filling appends its patches.
+void appendFaceWithPoint(SubMesh& mesh, int32_t a, int32_t b, const std::array<float, 3>& p) {
+  const int32_t point = int32_t(mesh.vertices.size());
+  mesh.vertices.push_back(Vertex{p, point});
+  Face face = mesh.faces[0];
+  face.v[0] = a, face.v[1] = b, face.v[2] = point;
+  mesh.faces.push_back(face);
+  mesh.incidentCorners.appendFaces(mesh.faces, mesh.faces.size() - 1, mesh.vertices.size());
+}
+
+// A point whose bit-pattern key is that of p though every bit of x and y
+// differs: 110881 steps of x against 108881 of y cancel in the key. Close
+// enough to p to fall in its cell of a box some units wide.
+std::array<float, 3> keyTwin(const std::array<float, 3>& p) {
+  uint32_t x, y;
+  std::memcpy(&x, &p[0], 4);
+  std::memcpy(&y, &p[1], 4);
+  x += 110881u, y -= 108881u;
+  std::array<float, 3> q = p;
+  std::memcpy(&q[0], &x, 4);
+  std::memcpy(&q[1], &y, 4);
+  return q;
+}
+
+TEST(CompactMesh, WeldsOnlyAppendedPointsAfterItsRecordAndGivesTheSame) {
+  // A sphere compacted with a record, then changed as the repair's steps
+  // change it; compacting with the record must give what compacting without
+  // it gives, and skip the weld only where nothing could weld.
+  TriMesh start = test::buildMesh(test::uvSphereSoup(3.0f, 90, 240));
+  ASSERT_GE(start.vertices.size(), size_t(kParallelMinimum));
+  CompactionRecord compacted;
+  compactMesh(start, compacted);
+  ASSERT_TRUE(compacted.known);
+  const int32_t a = start.faces[100].v[0], b = start.faces[100].v[1];
+  const std::array<float, 3> middle = {0.0f, 0.0f, 0.5f};  // inside the sphere's box
+  struct Case {
+    const char* what;
+    std::function<void(TriMesh&)> change;
+    bool welds_all;
+  };
+  const Case cases[] = {
+      {"nothing changed", [](TriMesh&) {}, false},
+      {"faces turned (corners still meet the vertices in number order)",
+       [](TriMesh& m) {
+         int32_t met = -1;
+         for (uint32_t f = 0; f < m.faces.size(); ++f) {
+           const int32_t* v = m.faces[f].v;
+           const bool keeps_order = std::max(v[0], v[1]) <= met;
+           met = std::max({met, v[0], v[1], v[2]});
+           if (keeps_order && f % 3 == 0) turnFaceOver(m, f);
+         }
+       },
+       false},
+      {"faces turned (meeting vertices out of order)",
+       [](TriMesh& m) {
+         for (uint32_t f = 0; f < m.faces.size(); f += 5) turnFaceOver(m, f);
+       },
+       true},
+      {"a point appended", [&](TriMesh& m) { appendFaceWithPoint(m, a, b, middle); }, false},
+      {"a point on a vertex",
+       [&](TriMesh& m) { appendFaceWithPoint(m, a, b, m.vertices[7].position); }, true},
+      {"a point with a vertex's key in its cell",
+       [&](TriMesh& m) {
+         const std::array<float, 3> twin = keyTwin(m.vertices[7].position);
+         ASSERT_EQ(WeldGrid::bitPatternKey(twin), WeldGrid::bitPatternKey(m.vertices[7].position));
+         appendFaceWithPoint(m, a, b, twin);
+       },
+       true},
+      {"two appended points on one another",
+       [&](TriMesh& m) {
+         appendFaceWithPoint(m, a, b, middle);
+         appendFaceWithPoint(m, b, a, middle);
+       },
+       true},
+      {"a point outside the box",
+       [&](TriMesh& m) {
+         appendFaceWithPoint(m, a, b, {0, 0, 9});
+       },
+       true},
+      {"a face removed", [](TriMesh& m) { m.faces[3].removed = 1; }, true},
+      {"a face collapsed", [&](TriMesh& m) { m.faces[3].v[1] = m.faces[3].v[0]; }, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    TriMesh changed = start;
+    c.change(changed);
+    TriMesh plain = changed;
+    const bool plain_kept = compactMesh(plain);
+    for (const int team : {1, 3}) {
+      const int threads = omp_get_max_threads();
+      omp_set_num_threads(team);
+      TriMesh mesh = changed;
+      CompactionRecord record = compacted;
+      EXPECT_EQ(compactMesh(mesh, record), plain_kept);
+      omp_set_num_threads(threads);
+      EXPECT_EQ(record.welded_all, c.welds_all);
+      expectSameMesh(mesh, plain);
+      EXPECT_EQ(test::invariantViolation(mesh), "");
+      EXPECT_EQ(record.vertices, mesh.vertices.size());
+    }
+  }
 }
 
 // The faces sharing corner c's edge of face f, in the order of v[c]'s list,
