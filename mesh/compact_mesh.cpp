@@ -174,10 +174,12 @@ bool compact(SubMesh& mesh, CompactionRecord* record) {
   // the grid spans the same box: when the appended ones weld with none,
   // every vertex is a class of its own, and a mesh that would keep its faces
   // and vertices needs no weld (nor new lists, which its steps kept current).
-  if (record && record->known && record->vertices <= vertex_count && used_count == vertex_count &&
-      live == face_count && textured_faces == 0 && !any_collapsed && grid.sameBox(record->grid) &&
-      firstSeenInNumberOrder(scans) && mesh.incidentCorners.vertexCount() == vertex_count &&
-      mesh.incidentCorners.entryCount() == 3 * face_count &&
+  // A caller's word on the lists is taken when their sizes agree with it.
+  const bool lists_current = record && mesh.incidentCorners.vertexCount() == vertex_count &&
+                             mesh.incidentCorners.entryCount() == 3 * face_count;
+  if (lists_current && record->known && record->vertices <= vertex_count &&
+      used_count == vertex_count && live == face_count && textured_faces == 0 && !any_collapsed &&
+      grid.sameBox(record->grid) && firstSeenInNumberOrder(scans) &&
       newVerticesStandApart(mesh, grid, record->vertices)) {
     std::vector<uint8_t>().swap(used);
     keepFacesAndVertices(mesh, vertex_count + vertex_count / 64 + 64, texture_references,
@@ -193,9 +195,13 @@ bool compact(SubMesh& mesh, CompactionRecord* record) {
   }
 
   // The new lists come from the new faces alone; the old ones go first so
-  // that the two sets never coexist.
-  mesh.incidentCorners.clear();
-  mesh.incidentCorners.shrinkToFit();
+  // that the two sets never coexist. Lists that a compaction keeping every
+  // face would leave as they are wait until that is ruled out.
+  auto releaseLists = [&] {
+    mesh.incidentCorners.clear();
+    mesh.incidentCorners.shrinkToFit();
+  };
+  if (!lists_current) releaseLists();
 
   // Weld classes of the used vertices, each named by its lowest vertex. With
   // a second thread the vertices are split into two halves by a bit of their
@@ -258,10 +264,11 @@ bool compact(SubMesh& mesh, CompactionRecord* record) {
       firstSeenInNumberOrder(scans)) {
     std::vector<uint32_t>().swap(weld_class);
     std::vector<uint8_t>().swap(used);
-    keepFacesAndVertices(mesh, room_for_vertices, texture_references, /*lists_current=*/false);
+    keepFacesAndVertices(mesh, room_for_vertices, texture_references, lists_current);
     if (record) record->vertices = vertex_count;
     return true;
   }
+  if (lists_current) releaseLists();
 
   // One walk over the live faces in order does the rest: a class is given the
   // next vertex number at its first corner (the collapsing faces count, as

@@ -87,11 +87,13 @@ FaceBits removedFaceBits(const SubMesh& mesh);
 // still holds; false otherwise, even when the numbers came out the same.
 bool compactMesh(SubMesh& mesh);
 
-// What a compaction leaves known about the vertices it makes: no two of them
-// weld in `grid`, the grid it welded in. A caller that compacts the same mesh
-// again after steps that only removed, turned or appended faces and appended
-// vertices (moving none and keeping the incidence lists current, as the
-// library's steps do) hands it back, and the compaction then welds only the
+// compactMesh for a caller that vouches for the incidence lists: they hold
+// every face's corners in face order, as the library's steps keep them. A
+// compaction that keeps every face then leaves them as they are. The record
+// also keeps what a compaction leaves known about the vertices it makes: no
+// two of them weld in `grid`, the grid it welded in. Handed back to compact
+// the same mesh again after steps that only removed, turned or appended faces
+// and appended vertices (moving none), it lets the compaction weld only the
 // appended vertices against the rest when nothing else would change. The
 // result is the same either way.
 struct CompactionRecord {

@@ -22,8 +22,9 @@ RepairReport repairMesh(SubMesh& mesh, const RepairOptions& options, const RunCo
   log.parameter("faces in", liveFaceCount(mesh));
   RepairReport report;
   snapToGrid(mesh);
-  // The final compaction is told what this one welded: the steps between
-  // move no vertex, so it need only weld the points that patches add.
+  // The mesh comes with current incidence lists, and every step keeps them
+  // so. The final compaction is also told what this one welded: the steps
+  // between move no vertex, so it need only weld the points patches add.
   CompactionRecord compaction;
   compactMesh(mesh, compaction);
   // One adjacency serves steps 3, 5 and 6: faces are only removed (which the

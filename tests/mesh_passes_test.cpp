@@ -238,6 +238,8 @@ TEST(CompactMesh, WeldsOnlyAppendedPointsAfterItsRecordAndGivesTheSame) {
        },
        true},
       {"a face removed", [](TriMesh& m) { m.faces[3].removed = 1; }, true},
+      {"lists lost (a caller breaking its word)", [](TriMesh& m) { m.incidentCorners.clear(); },
+       true},
       {"a face collapsed", [&](TriMesh& m) { m.faces[3].v[1] = m.faces[3].v[0]; }, true},
   };
   for (const Case& c : cases) {
@@ -246,18 +248,22 @@ TEST(CompactMesh, WeldsOnlyAppendedPointsAfterItsRecordAndGivesTheSame) {
     c.change(changed);
     TriMesh plain = changed;
     const bool plain_kept = compactMesh(plain);
-    for (const int team : {1, 3}) {
-      const int threads = omp_get_max_threads();
-      omp_set_num_threads(team);
-      TriMesh mesh = changed;
-      CompactionRecord record = compacted;
-      EXPECT_EQ(compactMesh(mesh, record), plain_kept);
-      omp_set_num_threads(threads);
-      EXPECT_EQ(record.welded_all, c.welds_all);
-      expectSameMesh(mesh, plain);
-      EXPECT_EQ(test::invariantViolation(mesh), "");
-      EXPECT_EQ(record.vertices, mesh.vertices.size());
-    }
+    // With the first compaction's record, and with a fresh one (a caller's
+    // word on the lists alone: a mesh that keeps every face keeps its lists).
+    for (const bool first_known : {true, false})
+      for (const int team : {1, 3}) {
+        const int threads = omp_get_max_threads();
+        omp_set_num_threads(team);
+        TriMesh mesh = changed;
+        CompactionRecord record = first_known ? compacted : CompactionRecord{};
+        EXPECT_EQ(compactMesh(mesh, record), plain_kept);
+        omp_set_num_threads(threads);
+        EXPECT_EQ(record.welded_all, c.welds_all || !first_known);
+        expectSameMesh(mesh, plain);
+        EXPECT_EQ(test::invariantViolation(mesh), "");
+        EXPECT_EQ(record.vertices, mesh.vertices.size());
+        EXPECT_TRUE(record.known);
+      }
   }
 }
 
