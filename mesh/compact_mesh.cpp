@@ -139,9 +139,10 @@ bool newVerticesStandApart(const SubMesh& mesh, const WeldGrid& grid, size_t fir
   return welds == 0;
 }
 
-}  // namespace
-
-namespace {
+// Room for the vertices hole patches add to a mesh of `vertices`.
+size_t roomForVertices(size_t vertices) {
+  return vertices + vertices / 64 + 64;
+}
 
 bool compact(SubMesh& mesh, CompactionRecord* record) {
   const size_t vertex_count = mesh.vertices.size();
@@ -182,7 +183,7 @@ bool compact(SubMesh& mesh, CompactionRecord* record) {
       grid.sameBox(record->grid) && firstSeenInNumberOrder(scans) &&
       newVerticesStandApart(mesh, grid, record->vertices)) {
     std::vector<uint8_t>().swap(used);
-    keepFacesAndVertices(mesh, vertex_count + vertex_count / 64 + 64, texture_references,
+    keepFacesAndVertices(mesh, roomForVertices(vertex_count), texture_references,
                          /*lists_current=*/true);
     record->vertices = vertex_count;
     record->welded_all = false;
@@ -255,8 +256,7 @@ bool compact(SubMesh& mesh, CompactionRecord* record) {
     }
   }
 
-  // Room for the vertices hole patches add.
-  const size_t room_for_vertices = classes + classes / 64 + 64;
+  const size_t room_for_vertices = roomForVertices(classes);
   // Every vertex used and a class of its own, every face kept: when the
   // corners also meet the vertices in number order, the walk below would
   // number each vertex as it is.
