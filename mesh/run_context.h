@@ -6,7 +6,8 @@
 // own sub-steps parts of [a, b].
 //
 // A default-constructed context discards everything. Contexts are read from
-// the calling thread only: parallel loops neither report nor log.
+// the calling thread only: parallel loops neither report nor log, and hear a
+// cancel through a CancelWatch (cancel_watch.h).
 //
 // A host may also give a cancel check, asked after every progress write and
 // at the checkpoints that long steps pass between their progress marks: when
@@ -66,6 +67,10 @@ class RunContext {
   // cheap, but a check may read the clock: pass one every few thousand
   // elements, not every one.
   void checkpoint() const;
+
+  // Whether a cancel check was given: work that would pay to keep asking
+  // (a check per few thousand steps of a tight loop) skips it otherwise.
+  bool cancellable() const { return cancel_.cancelled != nullptr; }
 
   // The context of a nested step that covers `from`..`to` (fractions of this
   // span); same sinks.

@@ -49,6 +49,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     std::vector<size_t> before(static_cast<size_t>(s.block_count));
 #pragma omp parallel for schedule(static)
     for (int r = 0; r < s.block_count; ++r) {
+      if (settings.watch && settings.watch->stoppingNow()) continue;
       BlockWork& w = work[r];
       w.border.clear();
       w.deferred.clear();
@@ -59,6 +60,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
       collapseGreedily(s, settings, w.queue, w.scratch, quota,
                        std::numeric_limits<float>::infinity(), &w.deferred, Requeue::kLazy);
     }
+    throwIfStopped(settings);
 
     size_t removed = 0;
     std::vector<QueueEntry> rest;
@@ -76,6 +78,7 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
     const size_t serial_before = serial.removed_faces;
     collapseGreedily(s, settings, queue, serial, budget > removed ? budget - removed : 0,
                      std::numeric_limits<float>::infinity(), nullptr, Requeue::kLazy);
+    throwIfStopped(settings);
     removed += serial.removed_faces - serial_before;
     for (int r = 0; r < s.block_count; ++r) work[r].scratch.stamp = serial.stamp;
 
@@ -86,9 +89,11 @@ void reduceInPasses(ReducerState& s, const ReduceSettings& settings) {
   for (const BlockWork& w : work) s.collapses += w.scratch.collapses;
 }
 
-void reduceFast(SubMesh& mesh, double ratio, double maxError, double minCosine) {
+void reduceFast(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                CancelWatch* watch) {
   ReducerState s;
   ReduceSettings settings;
+  settings.watch = watch;
   // 6 x 6 x 6 blocks: smaller blocks stay in cache, and their borders are
   // worked in every pass.
   if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kEndpoints, kMaxBlocksPerAxis,
@@ -99,7 +104,7 @@ void reduceFast(SubMesh& mesh, double ratio, double maxError, double minCosine) 
     reduceToTarget(s, settings);
   else
     reduceInPasses(s, settings);
-  finishReduction(s);
+  finishReduction(s, settings);
 }
 }  // namespace
 

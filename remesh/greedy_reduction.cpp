@@ -157,12 +157,21 @@ void requeueAround(ReducerState& s, const ReduceSettings& settings, CollapseQueu
 
 }  // namespace
 
+void checkpoint(const ReduceSettings& settings) {
+  if (settings.watch) settings.watch->checkpoint();
+}
+
+void throwIfStopped(const ReduceSettings& settings) {
+  if (settings.watch) settings.watch->throwIfStopped();
+}
+
 bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
                       Placement placement, int blocks_per_axis, ReducerState& s,
                       ReduceSettings& settings) {
   if (!(ratio < 1.0)) return false;
-  if (!s.load(mesh, blocks_per_axis) || s.live_faces == 0) return false;
-  classifyVertices(s);
+  if (!s.load(mesh, blocks_per_axis, settings.watch) || s.live_faces == 0) return false;
+  classifyVertices(s, settings.watch);
+  throwIfStopped(settings);
 
   double largest = 0.0;
   for (const Vertex& v : mesh.vertices)
@@ -218,11 +227,13 @@ std::vector<QueueEntry> initialCandidates(const ReducerState& s, const ReduceSet
   std::vector<std::vector<QueueEntry>> parts(kChunks);
 #pragma omp parallel for schedule(static)
   for (int64_t i = 0; i < static_cast<int64_t>(kChunks); ++i) {
+    if (settings.watch && settings.watch->stoppingNow()) continue;
     const size_t begin = nf * static_cast<size_t>(i) / kChunks;
     const size_t end = nf * static_cast<size_t>(i + 1) / kChunks;
     parts[static_cast<size_t>(i)].reserve((end - begin) * 3 / 2);
     appendCandidates(s, settings, begin, end, parts[static_cast<size_t>(i)]);
   }
+  throwIfStopped(settings);
   size_t total = 0;
   for (const auto& p : parts) total += p.size();
   std::vector<QueueEntry> all;
@@ -241,7 +252,8 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
   QueueEntry e;
   Collapse c;
   const size_t start = sc.removed_faces;
-  while (sc.removed_faces - start < budget && queue.pop(s, e)) {
+  CancelWatch* watch = settings.watch;
+  while (sc.removed_faces - start < budget && !(watch && watch->stopping()) && queue.pop(s, e)) {
     if (e.cost > cost_limit) {
       queue.push(e);
       break;
@@ -280,10 +292,13 @@ void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQ
   }
 }
 
-void finishReduction(ReducerState& s) {
+void finishReduction(ReducerState& s, const ReduceSettings& settings) {
   if (s.collapses == 0) return;
+  checkpoint(settings);
   s.store();
-  if (!s.mesh->shells.empty()) buildShells(*s.mesh);
+  if (s.mesh->shells.empty()) return;
+  checkpoint(settings);
+  buildShells(*s.mesh);
 }
 
 void runLoggedReduction(std::string_view name, ReductionBody body, SubMesh& mesh, double ratio,
@@ -293,7 +308,8 @@ void runLoggedReduction(std::string_view name, ReductionBody body, SubMesh& mesh
   log.parameter("max error", max_error);
   log.parameter("min cosine", min_cosine);
   log.parameter("faces in", liveFaceCount(mesh));
-  body(mesh, ratio, max_error, min_cosine);
+  CancelWatch watch(run);
+  body(mesh, ratio, max_error, min_cosine, run.cancellable() ? &watch : nullptr);
   log.parameter("faces out", liveFaceCount(mesh));
   log.succeed();
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "mesh/cancel_watch.h"
 #include "mesh/run_context.h"
 #include "remesh/collapse_candidate.h"
 #include "remesh/collapse_queue.h"
@@ -20,11 +21,24 @@ struct ReduceSettings {
   double zero_tolerance_sq = 0;
   Placement placement = Placement::kOptimal;
   size_t target_faces = 0;
+  // The run's cancel watch: the loops ask it as they go and stop when it
+  // says so, and the passes between them throw RunCancelled. Null: no watch.
+  CancelWatch* watch = nullptr;
 };
 
+// Between two passes: throws RunCancelled when the watch has heard a cancel
+// (asking it first).
+void checkpoint(const ReduceSettings& settings);
+
+// After a loop that asked the watch (a team's, or a serial one): throws
+// RunCancelled when it stopped for a cancel.
+void throwIfStopped(const ReduceSettings& settings);
+
 // Loads `mesh` into `s` in blocks_per_axis^3 blocks, classifies it and fills
-// `settings`. False when there is nothing to do: a ratio of 1 or more (or
-// NaN), no live face, or a face naming a vertex that does not exist.
+// `settings` (all but its watch, which the caller sets first and the load
+// asks between its passes). False when there is nothing to do: a ratio of 1
+// or more (or NaN), no live face, or a face naming a vertex that does not
+// exist.
 bool prepareReduction(SubMesh& mesh, double ratio, double max_error, double min_cosine,
                       Placement placement, int blocks_per_axis, ReducerState& s,
                       ReduceSettings& settings);
@@ -47,21 +61,24 @@ enum class Requeue {
 };
 
 // Collapses cheapest-first until `budget` faces are gone, the queue runs dry,
-// or the cheapest entry costs more than `cost_limit` (that entry is put
-// back). The work is counted in `scratch`. Entries refused only because they
-// reach outside the scratch's region go to `deferred`.
+// the cheapest entry costs more than `cost_limit` (that entry is put back)
+// or the settings' watch says stop (the caller then throws). The work is
+// counted in `scratch`. Entries refused only because they reach outside the
+// scratch's region go to `deferred`.
 void collapseGreedily(ReducerState& s, const ReduceSettings& settings, CollapseQueue& queue,
                       CollapseScratch& scratch, size_t budget, float cost_limit,
                       std::vector<QueueEntry>* deferred, Requeue requeue = Requeue::kAll);
 
 // Writes the mesh back when anything was collapsed; shells, if the mesh had
-// them, are rebuilt for the new face numbers.
-void finishReduction(ReducerState& s);
+// them, are rebuilt for the new face numbers. A cancel is heard before
+// either.
+void finishReduction(ReducerState& s, const ReduceSettings& settings);
 
 // Runs one routine's `body` inside its log frame: the start line of `name`,
 // the ratio and the two bounds, the live faces before and after, the success
-// line.
-using ReductionBody = void (*)(SubMesh& mesh, double ratio, double max_error, double min_cosine);
+// line. The body's watch asks the run's cancel check (null: the run has none).
+using ReductionBody = void (*)(SubMesh& mesh, double ratio, double max_error, double min_cosine,
+                               CancelWatch* watch);
 void runLoggedReduction(std::string_view name, ReductionBody body, SubMesh& mesh, double ratio,
                         double max_error, double min_cosine, const RunContext& run);
 

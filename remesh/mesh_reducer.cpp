@@ -12,15 +12,17 @@ namespace {
 
 using namespace reducer;
 
-void reduceQuality(SubMesh& mesh, double ratio, double maxError, double minCosine) {
+void reduceQuality(SubMesh& mesh, double ratio, double maxError, double minCosine,
+                   CancelWatch* watch) {
   ReducerState s;
   ReduceSettings settings;
+  settings.watch = watch;
   // 4 x 4 x 4 blocks: the serial pass over their borders runs the global
   // queue, so fewer borders serve quality better than smaller blocks.
   if (!prepareReduction(mesh, ratio, maxError, minCosine, Placement::kOptimal, 4, s, settings))
     return;
   reduceToTarget(s, settings);
-  finishReduction(s);
+  finishReduction(s, settings);
 }
 
 }  // namespace

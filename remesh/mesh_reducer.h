@@ -27,7 +27,10 @@ namespace vekmesh {
 // `texCoords` and incidentCorners are compacted and current; `shells` is
 // rebuilt if it was filled. When no collapse is possible the mesh is untouched.
 // Each routine logs its parameters and the live faces before and after
-// through `run`; neither reports progress.
+// through `run`; neither reports progress. Both ask run's cancel check every
+// thousand or so collapses and between their passes (on the calling thread,
+// while the team works on), and throw RunCancelled when it says stop: the
+// mesh is then in no defined state.
 
 // The quality routine: cheapest-first from a priority queue, merged vertices
 // placed at the quadric minimiser; large meshes are worked block by block in

@@ -53,7 +53,10 @@ void ReducerState::assignBlocks(const SubMesh& m, int per_axis, double lo[3], do
   }
 }
 
-bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
+bool ReducerState::load(SubMesh& m, int blocks_per_axis, CancelWatch* watch) {
+  auto checkpoint = [watch] {
+    if (watch) watch->checkpoint();
+  };
   mesh = &m;
   blocks_per_axis = std::clamp(blocks_per_axis, 1, kMaxBlocksPerAxis);
   block_count = blocks_per_axis * blocks_per_axis * blocks_per_axis;
@@ -77,8 +80,10 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   // Centre of the finite positions: quadrics are far better conditioned about
   // the model than about a distant origin.
   double lo[3] = {INFINITY, INFINITY, INFINITY}, hi[3] = {-INFINITY, -INFINITY, -INFINITY};
+  checkpoint();
   assignBlocks(m, blocks_per_axis, lo, hi);
   for (int k = 0; k < 3; ++k) origin[k] = lo[k] <= hi[k] ? 0.5 * (lo[k] + hi[k]) : 0.0;
+  checkpoint();
 
   // Vertices block by block, each block in the mesh's order.
   std::vector<uint32_t> working(nv);
@@ -99,6 +104,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     mesh_block.swap(by_working);
   }
 
+  checkpoint();
   // Faces grouped by the block of their first vertex, each group in order.
   {
     size_t start[kMaxBlockCount + 1] = {};
@@ -114,6 +120,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     source_face.resize(nf);
     for (size_t f = 0; f < nf; ++f) source_face[start[group[f]]++] = static_cast<uint32_t>(f);
   }
+  checkpoint();
   corner.allocate(3 * nf);
   ring_prev.allocate(3 * nf);
   face_dead.allocate(nf);
@@ -138,8 +145,10 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
   struct RingEnds {
     uint32_t first = kNone, last = kNone, count = 0;
   };
+  checkpoint();
   std::vector<RingEnds> ends(nv);
   for (size_t k = 0; k < 3 * nf; ++k) {
+    if ((k & 0xFFFFF) == 0xFFFFF) checkpoint();  // a long serial pass on large meshes
     const int32_t v = corner[k].vertex;
     if (v < 0) continue;
     RingEnds& e = ends[static_cast<size_t>(v)];
@@ -152,6 +161,7 @@ bool ReducerState::load(SubMesh& m, int blocks_per_axis) {
     e.last = static_cast<uint32_t>(k);
     ++e.count;
   }
+  checkpoint();
   vertex.allocate(nv);
   version.allocate(nv);
   mark.allocate(nv);

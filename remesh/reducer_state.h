@@ -12,6 +12,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "mesh/cancel_watch.h"
 #include "mesh/huge_pages.h"
 #include "mesh/tri_mesh.h"
 #include "remesh/quadric.h"
@@ -136,8 +137,8 @@ struct ReducerState {
   // their order, the faces grouped by the block of their first vertex, so
   // that the workers of different blocks write to different memory. False (and nothing
   // to do) when a face names a vertex out of range; faces already removed are
-  // left out.
-  bool load(SubMesh& m, int blocks_per_axis);
+  // left out. A watch, when given, is asked between the passes (and throws).
+  bool load(SubMesh& m, int blocks_per_axis, CancelWatch* watch = nullptr);
 
   // Writes the result back: live faces in the mesh's order, the vertices they
   // use in theirs, fresh texture coordinates and incidentCorners. Unmoved vertices

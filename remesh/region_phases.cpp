@@ -30,6 +30,7 @@ void finishSerially(ReducerState& s, const ReduceSettings& settings,
       s.live_faces > settings.target_faces ? s.live_faces - settings.target_faces : 0;
   collapseGreedily(s, settings, queue, scratch, budget, std::numeric_limits<float>::infinity(),
                    nullptr);
+  throwIfStopped(settings);
   s.live_faces -= scratch.removed_faces;
   s.collapses += scratch.collapses;
 }
@@ -87,6 +88,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
     std::vector<QueueEntry> priced;
 #pragma omp for schedule(static)
     for (int r = 0; r < s.block_count; ++r) {
+      if (settings.watch && settings.watch->stoppingNow()) continue;
       priceBlock(s, settings, region, r, priced, queues[r], border[r]);
       scratch[r].region = region.data();
       scratch[r].region_id = static_cast<uint8_t>(r);
@@ -102,6 +104,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
       share[r] = static_cast<double>(inside) / static_cast<double>(s.live_faces);
     }
   }
+  throwIfStopped(settings);
 
   // The blocks remove their faces' share of what must go; the border's share
   // is left to the serial pass, or the blocks would thin out to make up for a
@@ -138,6 +141,7 @@ void reduceToTarget(ReducerState& s, const ReduceSettings& settings) {
       const int r = backwards ? s.block_count - 1 - i : i;
       collapseGreedily(s, settings, queues[r], scratch[r], quota[r], ceiling, &deferred[r]);
     }
+    throwIfStopped(settings);
 
     bool quota_met = false;
     for (int r = 0; r < s.block_count; ++r) {

@@ -267,7 +267,7 @@ void classifyOne(ReducerState& s, uint32_t v, ClassifyScratch& scratch) {
 
 }  // namespace
 
-void classifyVertices(ReducerState& s) {
+void classifyVertices(ReducerState& s, CancelWatch* watch) {
   const int64_t n = static_cast<int64_t>(s.vertexCount());
   s.region.assign(static_cast<size_t>(n), kBorderRegion);
 #pragma omp parallel
@@ -277,7 +277,8 @@ void classifyVertices(ReducerState& s) {
     scratch.edges.reserve(2 * (kMaxValence + 1));
     scratch.parent.reserve(kMaxValence + 1);
 #pragma omp for schedule(static)
-    for (int64_t v = 0; v < n; ++v) classifyOne(s, static_cast<uint32_t>(v), scratch);
+    for (int64_t v = 0; v < n; ++v)
+      if (!(watch && watch->stopping())) classifyOne(s, static_cast<uint32_t>(v), scratch);
   }
 }
 

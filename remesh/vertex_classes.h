@@ -8,7 +8,7 @@
 namespace vekmesh::reducer {
 
 // Fills s.quadric, s.vertex_class, s.on_boundary and s.region from the loaded
-// mesh.
-void classifyVertices(ReducerState& s);
+// mesh. The workers stop early when `watch` says so (the caller throws).
+void classifyVertices(ReducerState& s, CancelWatch* watch = nullptr);
 
 }  // namespace vekmesh::reducer

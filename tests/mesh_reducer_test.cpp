@@ -8,6 +8,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <deque>
@@ -16,6 +17,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 
 #include "mesh/mesh_utils.h"
@@ -183,6 +185,85 @@ TEST(MeshReducer, ClosedSphereKeepsItsShapeSeamsAndAttributesOnAnyThreadCount) {
       }
       EXPECT_LT(drift / (6.0 * mesh.faces.size()), 0.02);
     }
+  }
+}
+
+// Face vertex numbers and vertex positions, in order: what two runs that
+// should agree are compared by.
+std::pair<std::vector<std::array<int32_t, 3>>, std::vector<std::array<float, 3>>> shapeOf(
+    const SubMesh& mesh) {
+  std::pair<std::vector<std::array<int32_t, 3>>, std::vector<std::array<float, 3>>> shape;
+  for (const Face& f : mesh.faces) shape.first.push_back({f.v[0], f.v[1], f.v[2]});
+  for (const Vertex& v : mesh.vertices) shape.second.push_back(v.position);
+  return shape;
+}
+
+// A cancel check that counts its calls, answers stop at call `stop_at` (0:
+// never), and notes any call made off the thread that started the run.
+struct CountingCheck {
+  size_t calls = 0, stop_at = 0;
+  std::thread::id caller = std::this_thread::get_id();
+  bool off_caller = false;
+  RunContext context() {
+    return RunContext({}, {},
+                      CancelCheck{[](void* self) {
+                                    auto& c = *static_cast<CountingCheck*>(self);
+                                    c.off_caller |= std::this_thread::get_id() != c.caller;
+                                    return ++c.calls == c.stop_at;
+                                  },
+                                  this});
+  }
+};
+
+TEST(MeshReducer, HearsACancelAtEveryCheckAndRunsAsWithoutOne) {
+  // The large sphere goes through the parallel phases, the small one through
+  // the single queue. Asked on the calling thread only, often enough on the
+  // large one to stop within a few thousand collapses, and a stop at any of
+  // its checks ends the run; never stopped, it makes the same mesh as a run
+  // without a check.
+  for (auto [slices, stacks] : {std::pair{400, 140}, std::pair{120, 60}}) {
+    const Soup soup = test::uvSphereSoup(1.0f, slices, stacks);
+    for (const Routine& r : kRoutines)
+      for (int threads : {1, 2}) {
+        SCOPED_TRACE(std::string(r.name) + " " + std::to_string(soup.triangleCount()) + " on " +
+                     std::to_string(threads));
+        const int threads_before = omp_get_max_threads();
+        omp_set_num_threads(threads);
+        TriMesh plain = test::buildMesh(soup), checked = plain;
+        r.reduce(plain, 0.1, kUnbounded, 0.0, {});
+        CountingCheck counting;
+        r.reduce(checked, 0.1, kUnbounded, 0.0, counting.context());
+        EXPECT_FALSE(counting.off_caller);
+        EXPECT_TRUE(shapeOf(checked) == shapeOf(plain));
+        EXPECT_GE(counting.calls, 4u);
+        if (threads == 1) {
+          // The collapses themselves are checked: a run that makes many more
+          // of them than another on the same mesh asks the check at least
+          // once more per 1024 (two faces go with each).
+          TriMesh light = test::buildMesh(soup);
+          CountingCheck light_counting;
+          r.reduce(light, 0.9, kUnbounded, 0.0, light_counting.context());
+          const size_t more_collapses = (light.faces.size() - plain.faces.size()) / 2;
+          EXPECT_GE(counting.calls, light_counting.calls + more_collapses / 1024);
+        }
+
+        const size_t last = counting.calls;
+        for (size_t stop_at : {size_t(1), last / 3, 2 * last / 3, last, last + 1}) {
+          SCOPED_TRACE("stop at check " + std::to_string(stop_at) + " of " + std::to_string(last));
+          TriMesh mesh = test::buildMesh(soup);
+          CountingCheck stopping;
+          stopping.stop_at = stop_at;
+          if (stop_at <= last) {
+            EXPECT_THROW(r.reduce(mesh, 0.1, kUnbounded, 0.0, stopping.context()), RunCancelled);
+            // Nothing more is asked once the answer was stop.
+            EXPECT_EQ(stopping.calls, stop_at);
+          } else {
+            r.reduce(mesh, 0.1, kUnbounded, 0.0, stopping.context());
+            EXPECT_EQ(stopping.calls, last);
+          }
+        }
+        omp_set_num_threads(threads_before);
+      }
   }
 }
 
